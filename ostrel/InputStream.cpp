@@ -1,0 +1,7 @@
+#include "ostrel/InputStream.h"
+
+namespace Ostrel {
+
+InputStream::~InputStream() = default;
+
+} // namespace Ostrel

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "ostrel/ErrorReporter.h"
+#include "ostrel/Export.h"
+
+namespace Ostrel {
+
+/// A source of bytes, read in order. Derive from it to feed a parser from anywhere.
+///
+/// Units:     bytes; `size` is at most INT_MAX, since the count returned is signed.
+/// Ownership: the buffer of a call stays the caller's and is used during the call only.
+/// Errors:    see `read`; `getErrorString()` says why after a failure.
+/// Threads:   one stream belongs to one thread at a time.
+class OSTREL_EXPORT InputStream : public ErrorReporter
+{
+public:
+    ~InputStream() override;
+
+    /// Reads up to `size` bytes. The count delivered; 0 at the end of the data, or when nothing could be read in time;
+    /// -1 when there is nothing to read from, or the source behind this stream failed.
+    virtual int read(unsigned char* buffer, unsigned int size) = 0;
+};
+
+} // namespace Ostrel

@@ -1,0 +1,39 @@
+/// How library code reports a failed check or a message to the `ErrorServer`.
+///
+/// A check is an expression that yields whether it held, so that the site branches on it:
+///
+///     if (!OSTREL_CHECK(FATAL, "0 == list.append(info)", 0 == list.append(info)))
+///         return;
+///
+/// Severities are FATAL, RECOVERABLE and TRIVIAL. Texts are literals: log readers match on them, so they do not follow
+/// a renamed variable. The condition is evaluated once, in every build type. After a report the site goes on along its
+/// own failure path; nothing stops by itself.
+///
+/// Ownership: all texts are borrowed for the call.
+/// Errors:    a report that finds no server (memory exhausted) is dropped.
+/// Threads:   any thread; see `ErrorServer`.
+#pragma once
+
+#include "ostrel/ErrorServer.h"
+#include "ostrel/Export.h"
+
+namespace Ostrel {
+
+/// Reports "%s:%d - test '%s' failed". Always false, which is the value of the failed check.
+[[gnu::cold]] OSTREL_EXPORT bool reportFailedCheck(Severity severity, const char* file, int line, const char* text);
+
+/// Reports a message whose format already has its frame.
+[[gnu::cold]] OSTREL_EXPORT void reportMessage(Severity severity, const char* format, ...);
+
+} // namespace Ostrel
+
+#define OSTREL_CHECK_AT(severity, line, text, condition)                                                               \
+    ((condition) || Ostrel::reportFailedCheck(Ostrel::Severity::severity, __FILE__, line, text))
+
+#define OSTREL_CHECK(severity, text, condition) OSTREL_CHECK_AT(severity, __LINE__, text, condition)
+
+/// `text` may hold placeholders for the arguments behind it.
+#define OSTREL_REPORT_AT(severity, line, text, ...)                                                                    \
+    Ostrel::reportMessage(Ostrel::Severity::severity, "%s:%d - '" text "'", __FILE__, line, ##__VA_ARGS__)
+
+#define OSTREL_REPORT(severity, text, ...) OSTREL_REPORT_AT(severity, __LINE__, text, ##__VA_ARGS__)

@@ -1,0 +1,7 @@
+#include "ostrel/Serializable.h"
+
+namespace Ostrel {
+
+Serializable::~Serializable() = default;
+
+} // namespace Ostrel

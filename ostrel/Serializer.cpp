@@ -1,0 +1,7 @@
+#include "ostrel/Serializer.h"
+
+namespace Ostrel {
+
+Serializer::~Serializer() = default;
+
+} // namespace Ostrel

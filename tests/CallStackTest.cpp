@@ -1,0 +1,71 @@
+#include "ostrel/CallStack.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+using Ostrel::CallStack;
+
+namespace Ostrel {
+
+struct CallStackTestAccess
+{
+    static CallStack read(std::string text)
+    {
+        CallStack stack;
+        FILE* file = fmemopen(&text[0], text.size(), "r");
+        stack.read(file);
+        fclose(file);
+        return stack;
+    }
+};
+
+} // namespace Ostrel
+
+using Ostrel::CallStackTestAccess;
+
+TEST(CallStackTest, IsEmptyWithoutTheDebugFile)
+{
+    testing::internal::CaptureStdout();
+    const CallStack stack;
+    stack.print();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "CallStack:\n");
+    EXPECT_EQ(stack.getDepth(), 0u);
+    EXPECT_EQ(stack.getAddress(0), 0u);
+}
+
+TEST(CallStackTest, FramesStartBehindTheRetryLine)
+{
+    EXPECT_EQ(CallStackTestAccess::read("(000)0x10\n(001)0x20\n").getDepth(), 0u);
+
+    // The "(" line is too short for an address and counts with address 0, as does the unreadable one; the line of
+    // 2000 characters comes in two pieces, and the second does not start with a parenthesis.
+    const CallStack stack = CallStackTestAccess::read("(000)0x10\n(Retry)0x99\n(001)0x1234abcd\nother\n(\n(002)zz\n" +
+                                                      std::string(2000, 'x') + "\n(003)0xfffffffe");
+    ASSERT_EQ(stack.getDepth(), 4u);
+    EXPECT_EQ(stack.getAddress(0), 0x1234abcdu);
+    EXPECT_EQ(stack.getAddress(1), 0u);
+    EXPECT_EQ(stack.getAddress(2), 0u);
+    EXPECT_EQ(stack.getAddress(3), 0xfffffffeu);
+    EXPECT_EQ(stack.getAddress(4), 0u);
+}
+
+TEST(CallStackTest, StopsAtItsDepthAndCopies)
+{
+    std::string text = "Retry\n";
+    for (int i = 0; i < 70; ++i)
+        text += "(000)0x" + std::to_string(1000 + i) + "\n";
+    const CallStack stack = CallStackTestAccess::read(text);
+    ASSERT_EQ(stack.getDepth(), 64u);
+    EXPECT_EQ(stack.getAddress(63), 0x1063u);
+    EXPECT_EQ(stack.getAddress(64), 0u);
+
+    CallStack copy = CallStackTestAccess::read("Retry\n(000)0x1\n");
+    const CallStack& itself = copy;
+    copy = itself;
+    EXPECT_EQ(copy.getAddress(0), 1u);
+    copy = stack;
+    EXPECT_EQ(copy.getDepth(), 64u);
+    EXPECT_EQ(CallStack(copy).getAddress(63), 0x1063u);
+}

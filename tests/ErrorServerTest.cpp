@@ -1,0 +1,138 @@
+#include "ostrel/ErrorServer.h"
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ostrel/Assert.h"
+#include "ostrel/Report.h"
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/RecordingPolicy.h"
+
+using Ostrel::AutoPtr;
+using Ostrel::ErrorPolicy;
+using Ostrel::ErrorServer;
+using Ostrel::Severity;
+using Ostrel::Singleton;
+
+namespace {
+
+ErrorServer& getServer()
+{
+    return *Singleton<ErrorServer>::getInstance();
+}
+
+/// Receives fatal reports only; counts them, and reports once more while it is destroyed.
+class FatalOnlyPolicy : public ErrorServer::DefaultPolicy
+{
+public:
+    FatalOnlyPolicy(int& fatals, bool& destroyed) : _fatals(fatals), _destroyed(destroyed) {}
+    ~FatalOnlyPolicy() override
+    {
+        _destroyed = true;
+        getServer().trivial("last words");
+    }
+    void fatal(const char*) override { ++_fatals; }
+
+private:
+    int& _fatals;
+    bool& _destroyed;
+};
+
+bool evaluateOnce(int& count, bool result)
+{
+    ++count;
+    return result;
+}
+
+} // namespace
+
+class ErrorServerTest : public ReportTest
+{};
+
+TEST_F(ErrorServerTest, FormatsAndCutsMessages)
+{
+    getServer().fatal("%s:%d - 'syscall errno: %d'", "a.cpp", 7, 4);
+    expectReport(Severity::FATAL, "a", 7, "'syscall errno: 4'");
+
+    getServer().recoverable("%s", std::string(1500, 'x').c_str());
+    expectReport(Severity::RECOVERABLE, "", 0, std::string(1023, 'x').c_str());
+
+    const char* noFormat = nullptr;
+    getServer().trivial(noFormat);
+    expectReport(Severity::TRIVIAL, "", 0, "");
+}
+
+TEST_F(ErrorServerTest, ChecksAreEvaluatedOnceAndYieldTheirResult)
+{
+    int count = 0;
+    EXPECT_TRUE(OSTREL_CHECK(FATAL, "never seen", evaluateOnce(count, true)));
+    EXPECT_EQ(count, 1);
+    EXPECT_FALSE(OSTREL_CHECK_AT(RECOVERABLE, 42, "index < _size", evaluateOnce(count, false)));
+    EXPECT_EQ(count, 2);
+    const std::vector<Report> reports = takeReports();
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_EQ(reports[0].message, "tests/ErrorServerTest.cpp:42 - test 'index < _size' failed");
+
+    OSTREL_REPORT_AT(TRIVIAL, 9, "duplicate key: '%s'", "k");
+    expectReport(Severity::TRIVIAL, "ErrorServerTest", 9, "'duplicate key: 'k''");
+    OSTREL_REPORT(FATAL, "Not supported");
+    expectReport(Severity::FATAL, "ErrorServerTest", 0, "'Not supported'");
+}
+
+TEST_F(ErrorServerTest, PolicyIsReplacedAndTheOldOneDestroyedAtOnce)
+{
+    int fatals = 0;
+    bool destroyed = false;
+    getServer().setPolicy(AutoPtr<ErrorPolicy>(new FatalOnlyPolicy(fatals, destroyed)));
+    getServer().setPolicy(AutoPtr<ErrorPolicy>());
+    EXPECT_FALSE(destroyed) << "an empty pointer must not replace anything";
+
+    getServer().fatal("x");
+    getServer().recoverable("x");
+    getServer().trivial("x");
+    EXPECT_EQ(fatals, 1);
+
+    RecordingPolicy::Sink sink;
+    getServer().setPolicy(AutoPtr<ErrorPolicy>(new RecordingPolicy(sink)));
+    EXPECT_TRUE(destroyed);
+    ASSERT_EQ(sink.reports.size(), 1u) << "the old policy's destructor reports into the new one";
+    EXPECT_EQ(sink.reports[0].message, "last words");
+    getServer().setPolicy(AutoPtr<ErrorPolicy>(new ErrorServer::DefaultPolicy));
+}
+
+TEST_F(ErrorServerTest, ServerWithoutAPolicyReportsItselfAndDropsTheRest)
+{
+    getServer(); // the failing server tells the one that is there
+    AllocationFaults faults(AllocationFaults::FAIL_ONE, 0);
+    faults.arm();
+    ErrorServer server;
+    faults.disarm();
+    expectFailedCheck(Severity::FATAL, "ErrorServer", 73, "_policy");
+    server.fatal("dropped");
+}
+
+TEST_F(ErrorServerTest, ReportsComeFromSeveralThreadsAtOnce)
+{
+    std::atomic<bool> go{false};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&go] {
+            while (!go)
+                std::this_thread::yield();
+            for (int i = 0; i < 100; ++i)
+                OSTREL_REPORT(TRIVIAL, "%d", i);
+        });
+    }
+    go = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(takeReports().size(), 400u);
+}
+
+TEST(AssertDeathTest, StopsTheProcessWithItsTextAndLine)
+{
+    EXPECT_DEATH(OSTREL_ASSERT_AT(false, "rc == 4", 150), "ErrorServerTest.cpp:150: .*Assertion `rc == 4' failed");
+    EXPECT_DEATH(OSTREL_ASSERT(1 + 1 == 3), "Assertion `1 \\+ 1 == 3' failed");
+}

@@ -1,0 +1,108 @@
+#include <type_traits>
+
+#include "ostrel/AutoPtr.h"
+#include "ostrel/SharedPtr.h"
+#include "ostrel/WeakPtr.h"
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/RecordingPolicy.h"
+
+using Ostrel::AutoPtr;
+using Ostrel::Severity;
+using Ostrel::SharedPtr;
+using Ostrel::WeakPtr;
+
+namespace {
+
+struct Base
+{
+    virtual ~Base() { ++destroyed; }
+    static int destroyed;
+};
+int Base::destroyed = 0;
+
+struct Derived : Base
+{
+    SharedPtr<Base> next;
+};
+
+static_assert(std::is_trivially_copyable<WeakPtr<Base>>::value, "passed by value in every event");
+static_assert(sizeof(WeakPtr<Base>) == sizeof(void*), "passed by value in every event");
+static_assert(!std::is_convertible<Base*, SharedPtr<Base>>::value, "taking ownership is explicit");
+
+} // namespace
+
+class SmartPointerTest : public ReportTest
+{
+protected:
+    SmartPointerTest() { Base::destroyed = 0; }
+};
+
+TEST_F(SmartPointerTest, LastShareDeletesTheObjectOnce)
+{
+    SharedPtr<Base> second;
+    {
+        SharedPtr<Derived> first(new Derived);
+        second = first;
+        const SharedPtr<Base>& itself = second;
+        second = itself;
+        EXPECT_TRUE(first == second);
+    }
+    EXPECT_EQ(Base::destroyed, 0);
+    SharedPtr<Base> moved(std::move(second));
+    EXPECT_FALSE(second); // NOLINT(bugprone-use-after-move): a moved-from share is empty
+    moved = SharedPtr<Base>(AutoPtr<Derived>(new Derived));
+    EXPECT_EQ(Base::destroyed, 1);
+    moved.reset();
+    EXPECT_EQ(Base::destroyed, 2);
+}
+
+TEST_F(SmartPointerTest, AssigningAPartOfWhatIsOwnedIsSafe)
+{
+    SharedPtr<Base> head(new Derived);
+    static_cast<Derived*>(head.get())->next.reset(new Derived);
+    head = static_cast<Derived*>(head.get())->next;
+    EXPECT_EQ(Base::destroyed, 1);
+    EXPECT_TRUE(head);
+}
+
+TEST_F(SmartPointerTest, RefusedCountDeletesTheObject)
+{
+    sweepAllocationFailures([](AllocationFaults& faults) {
+        AutoPtr<Base> object(new Base);
+        const int before = Base::destroyed;
+        faults.arm();
+        SharedPtr<Base> owner(std::move(object));
+        faults.disarm();
+        EXPECT_EQ(Base::destroyed - before, owner ? 0 : 1);
+        return static_cast<bool>(owner);
+    });
+}
+
+TEST_F(SmartPointerTest, NullIsReportedOncePerUse)
+{
+    const WeakPtr<Base> weak;
+    EXPECT_EQ(weak.get(), nullptr);
+    expectNoReports();
+    EXPECT_EQ(weak.require(), nullptr);
+    expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
+    EXPECT_EQ(weak.operator->(), nullptr);
+    expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
+
+    const SharedPtr<Base> shared;
+    EXPECT_EQ(shared.operator->(), nullptr);
+    expectFailedCheck(Severity::FATAL, "SharedPtr", 180, "m_ptr");
+}
+
+TEST_F(SmartPointerTest, WeakComesFromEveryKindOfPointer)
+{
+    Derived object;
+    const AutoPtr<Derived> single(new Derived);
+    const SharedPtr<Derived> shared(new Derived);
+    const WeakPtr<Derived> weak(object);
+    EXPECT_EQ(WeakPtr<Base>(&object).get(), &object);
+    EXPECT_EQ(WeakPtr<Base>(object).get(), &object);
+    EXPECT_EQ(WeakPtr<Base>(weak).get(), &object);
+    EXPECT_EQ(WeakPtr<Base>(single).get(), single.get());
+    EXPECT_EQ(WeakPtr<Base>(shared).get(), shared.get());
+    EXPECT_EQ(WeakPtr<Base>(nullptr).get(), nullptr);
+}

@@ -1,0 +1,187 @@
+#include "tests/support/AllocationFaults.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_realloc(void* block, size_t size);
+char* __real_strdup(const char* text);
+void __real_free(void* block);
+}
+
+namespace {
+
+std::atomic<long> liveBlocks{0};
+thread_local AllocationFaults* armed = nullptr;
+
+void* count(void* block)
+{
+    if (block != nullptr)
+        ++liveBlocks;
+    return block;
+}
+
+void* allocate(size_t size)
+{
+    return AllocationFaults::shouldFail() ? nullptr : count(__real_malloc(size == 0 ? 1 : size));
+}
+
+void* allocateOrThrow(size_t size)
+{
+    void* block = allocate(size);
+    if (block == nullptr)
+        throw std::bad_alloc();
+    return block;
+}
+
+void release(void* block)
+{
+    if (block == nullptr)
+        return;
+    --liveBlocks;
+    __real_free(block);
+}
+
+} // namespace
+
+AllocationFaults::~AllocationFaults()
+{
+    disarm();
+}
+
+void AllocationFaults::arm()
+{
+    armed = this;
+}
+
+void AllocationFaults::disarm()
+{
+    armed = nullptr;
+}
+
+long AllocationFaults::getLiveBlocks()
+{
+    return liveBlocks;
+}
+
+bool AllocationFaults::shouldFail()
+{
+    if (armed == nullptr)
+        return false;
+    const unsigned int number = armed->_count++;
+    return armed->_mode != FAIL_NONE &&
+           (number == armed->_index || (armed->_mode == FAIL_ALL_LATER && number > armed->_index));
+}
+
+void sweepAllocationFailures(const std::function<bool(AllocationFaults&)>& work)
+{
+    const unsigned int MOST_ROUNDS = 5000;
+    for (AllocationFaults::Mode mode : {AllocationFaults::FAIL_ONE, AllocationFaults::FAIL_ALL_LATER}) {
+        bool reached = true;
+        for (unsigned int index = 0; reached; ++index) {
+            ASSERT_LT(index, MOST_ROUNDS) << "the work never gets by with its allocations";
+            SCOPED_TRACE(testing::Message() << "allocation " << index << " fails, mode " << mode);
+            const long before = AllocationFaults::getLiveBlocks();
+            AllocationFaults faults(mode, index);
+            const bool completed = work(faults);
+            faults.disarm();
+            reached = faults.getCount() > index;
+            EXPECT_TRUE(reached || completed) << "nothing failed, yet the work was not completed";
+            EXPECT_EQ(AllocationFaults::getLiveBlocks(), before) << "blocks are left";
+        }
+    }
+}
+
+unsigned int countAllocations(const std::function<void()>& work)
+{
+    AllocationFaults counter(AllocationFaults::FAIL_NONE, 0);
+    counter.arm();
+    work();
+    counter.disarm();
+    return counter.getCount();
+}
+
+void* operator new(size_t size)
+{
+    return allocateOrThrow(size);
+}
+
+void* operator new[](size_t size)
+{
+    return allocateOrThrow(size);
+}
+
+void* operator new(size_t size, const std::nothrow_t&) noexcept
+{
+    return allocate(size);
+}
+
+void* operator new[](size_t size, const std::nothrow_t&) noexcept
+{
+    return allocate(size);
+}
+
+void operator delete(void* block) noexcept
+{
+    release(block);
+}
+
+void operator delete[](void* block) noexcept
+{
+    release(block);
+}
+
+void operator delete(void* block, size_t) noexcept
+{
+    release(block);
+}
+
+void operator delete[](void* block, size_t) noexcept
+{
+    release(block);
+}
+
+void operator delete(void* block, const std::nothrow_t&) noexcept
+{
+    release(block);
+}
+
+void operator delete[](void* block, const std::nothrow_t&) noexcept
+{
+    release(block);
+}
+
+// The linker sends the calls of the C allocation functions here (-Wl,--wrap), those of the library's objects above all.
+extern "C" {
+void* __wrap_malloc(size_t size)
+{
+    return allocate(size);
+}
+
+void* __wrap_realloc(void* block, size_t size)
+{
+    if (AllocationFaults::shouldFail())
+        return nullptr;
+    void* result = __real_realloc(block, size);
+    if (block == nullptr)
+        return count(result);
+    if (size == 0)
+        --liveBlocks;
+    return result;
+}
+
+char* __wrap_strdup(const char* text)
+{
+    return AllocationFaults::shouldFail() ? nullptr : static_cast<char*>(count(__real_strdup(text)));
+}
+
+void __wrap_free(void* block)
+{
+    release(block);
+}
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+
+/// Makes allocations fail on purpose. The test program replaces `operator new`, and wraps `malloc`, `realloc` and
+/// `strdup` as the library's objects call them; all of them count here.
+///
+///     sweepAllocationFailures([](AllocationFaults& faults) {
+///         faults.arm();
+///         const int code = list.append(1);
+///         faults.disarm();
+///         return code == 0;
+///     });
+///
+/// Keep the armed stretch to the one call: assertions allocate too. Ordinary (throwing) `operator new` throws when
+/// it is made to fail. One thread at a time.
+class AllocationFaults
+{
+public:
+    enum Mode {
+        FAIL_ONE,       ///< Only allocation number `index` of the armed stretch fails.
+        FAIL_ALL_LATER, ///< That one and all later ones fail.
+        FAIL_NONE       ///< Only counts.
+    };
+
+    AllocationFaults(Mode mode, unsigned int index) : _mode(mode), _index(index) {}
+    ~AllocationFaults();
+
+    void arm();
+    void disarm();
+
+    /// Allocations made, or refused, while armed.
+    unsigned int getCount() const { return _count; }
+
+    /// Blocks allocated through the counted functions and not yet freed, in the whole program.
+    static long getLiveBlocks();
+
+    /// Called by the replaced functions.
+    static bool shouldFail();
+
+private:
+    Mode _mode;
+    unsigned int _index;
+    unsigned int _count = 0;
+};
+
+/// Calls `work` with allocation 0, 1, 2 ... failing, alone and then with all later ones, until it returns true, which
+/// says that the work was completed. After each round no block may be left.
+void sweepAllocationFailures(const std::function<bool(AllocationFaults&)>& work);
+
+/// The number of allocations that `work` makes.
+unsigned int countAllocations(const std::function<void()>& work);

@@ -1,0 +1,101 @@
+#include "tests/support/RecordingPolicy.h"
+
+#include <cstdlib>
+
+using Ostrel::ErrorPolicy;
+using Ostrel::ErrorServer;
+using Ostrel::Severity;
+using Ostrel::Singleton;
+
+namespace {
+
+Report takeApart(Severity severity, const std::string& message)
+{
+    Report report{severity, message, "", 0, message};
+    const size_t dash = message.find(" - ");
+    const size_t colon = message.rfind(':', dash);
+    if (dash == std::string::npos || colon == std::string::npos)
+        return report;
+
+    const std::string file = message.substr(0, colon);
+    const size_t base = file.rfind('/') == std::string::npos ? 0 : file.rfind('/') + 1;
+    report.source = file.substr(base, file.rfind('.') - base);
+    report.line = atoi(message.c_str() + colon + 1);
+    report.text = message.substr(dash + 3);
+    return report;
+}
+
+void install(ErrorPolicy* policy)
+{
+    Singleton<ErrorServer>::getInstance()->setPolicy(Ostrel::AutoPtr<ErrorPolicy>(policy));
+}
+
+} // namespace
+
+void RecordingPolicy::fatal(const char* message)
+{
+    record(Severity::FATAL, message);
+}
+
+void RecordingPolicy::recoverable(const char* message)
+{
+    record(Severity::RECOVERABLE, message);
+}
+
+void RecordingPolicy::trivial(const char* message)
+{
+    record(Severity::TRIVIAL, message);
+}
+
+void RecordingPolicy::record(Severity severity, const char* message)
+{
+    std::lock_guard<std::mutex> lock(_sink.mutex);
+    _sink.reports.push_back(takeApart(severity, message));
+}
+
+ReportTest::ReportTest()
+{
+    install(new RecordingPolicy(_sink));
+}
+
+ReportTest::~ReportTest()
+{
+    install(new ErrorServer::DefaultPolicy);
+}
+
+void ReportTest::TearDown()
+{
+    expectNoReports();
+}
+
+void ReportTest::expectReport(Severity severity, const char* source, int line, const char* text)
+{
+    std::lock_guard<std::mutex> lock(_sink.mutex);
+    if (_sink.reports.empty()) {
+        ADD_FAILURE() << "no report, expected: " << text;
+        return;
+    }
+    const Report report = _sink.reports.front();
+    _sink.reports.erase(_sink.reports.begin());
+    EXPECT_EQ(report.severity, severity) << report.message;
+    EXPECT_EQ(report.source, source) << report.message;
+    EXPECT_EQ(report.text, text) << report.message;
+    EXPECT_TRUE(line == 0 || report.line == line) << report.message << ", expected line " << line;
+}
+
+void ReportTest::expectFailedCheck(Severity severity, const char* source, int line, const char* condition)
+{
+    expectReport(severity, source, line, ("test '" + std::string(condition) + "' failed").c_str());
+}
+
+void ReportTest::expectNoReports()
+{
+    for (const Report& report : takeReports())
+        ADD_FAILURE() << "unexpected report: " << report.message;
+}
+
+std::vector<Report> ReportTest::takeReports()
+{
+    std::lock_guard<std::mutex> lock(_sink.mutex);
+    return std::move(_sink.reports);
+}
