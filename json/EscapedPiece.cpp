@@ -43,7 +43,8 @@ struct EscapeTable
 
 constexpr EscapeTable ESCAPES;
 
-const unsigned int WORD_SIZE = 8;
+const int WORD_SIZE = 8;
+const int HALF_WORD_SIZE = 4;
 
 // Eight bytes at once, as every host can. A byte's highest bit in the result tells that it is special; exact for each
 // byte, so the order of the bytes in the word does not matter.
@@ -64,11 +65,10 @@ uint64_t findSpecials(uint64_t word)
 // `findSpecials(at)` looks at BLOCK_SIZE bytes; `firstByte` gives the offset of the first one found.
 #if defined(__SSE2__)
 
-const unsigned int BLOCK_SIZE = 16;
+const int BLOCK_SIZE = 16;
 
-uint64_t findSpecials(const char* at)
+uint64_t findSpecials(__m128i block)
 {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
     // The smaller of byte and 31, unsigned, is the byte itself for control characters only.
     const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(block, _mm_set1_epi8(' ' - 1)), block);
     const __m128i quote = _mm_cmpeq_epi8(block, _mm_set1_epi8('"'));
@@ -80,14 +80,24 @@ uint64_t findSpecials(const char* at)
     return static_cast<unsigned int>(_mm_movemask_epi8(special));
 }
 
+uint64_t findSpecials(const char* at)
+{
+    return findSpecials(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at)));
+}
+
 unsigned int firstByte(uint64_t found)
 {
     return static_cast<unsigned int>(__builtin_ctz(static_cast<unsigned int>(found)));
 }
 
+bool isPlain(uint64_t first, uint64_t second)
+{
+    return findSpecials(_mm_set_epi64x(static_cast<long long>(first), static_cast<long long>(second))) == 0;
+}
+
 #elif defined(__ARM_NEON)
 
-const unsigned int BLOCK_SIZE = 16;
+const int BLOCK_SIZE = 16;
 
 uint64_t findSpecials(const char* at)
 {
@@ -109,7 +119,7 @@ unsigned int firstByte(uint64_t found)
 
 #else
 
-const unsigned int BLOCK_SIZE = WORD_SIZE;
+const int BLOCK_SIZE = WORD_SIZE;
 
 uint64_t findSpecials(const char* at)
 {
@@ -127,29 +137,29 @@ unsigned int firstByte(uint64_t found)
 
 #endif
 
-/// For less than two words: those of 4 bytes and more are looked at in two halves that may overlap.
+#if !defined(__SSE2__)
+bool isPlain(uint64_t first, uint64_t second)
+{
+    return (findSpecials(first) | findSpecials(second)) == 0;
+}
+#endif
+
+/// For less than two words. Words may overlap, so that no byte behind the text is read.
 bool isShortPlain(const char* text, size_t length)
 {
     const char* const end = text + length;
-    if (length >= WORD_SIZE) {
-        const uint64_t found = findSpecials(Ostrel::loadU64(text)) | findSpecials(Ostrel::loadU64(end - WORD_SIZE));
-        return found == 0;
-    }
-    if (length >= WORD_SIZE / 2) {
+    if (length >= size_t{WORD_SIZE})
+        return isPlain(Ostrel::loadU64(text), Ostrel::loadU64(end - WORD_SIZE));
+    if (length >= size_t{HALF_WORD_SIZE}) {
         const uint64_t first = Ostrel::loadU32(text);
-        return findSpecials(first << 32 | Ostrel::loadU32(end - WORD_SIZE / 2)) == 0;
+        return findSpecials(first << 32 | Ostrel::loadU32(end - HALF_WORD_SIZE)) == 0;
     }
-    for (; text < end; ++text)
-        if (ESCAPES[*text] != COPIED)
-            return false;
-    return true;
+    // Up to three bytes: the first, the middle and the last one are all.
+    return length == 0 || (ESCAPES[text[0]] | ESCAPES[text[length / 2]] | ESCAPES[end[-1]]) == COPIED;
 }
 
-const char* findSpecial(const char* at, const char* end)
+const char* findSpecialShort(const char* at, const char* end)
 {
-    for (; end - at >= static_cast<ptrdiff_t>(BLOCK_SIZE); at += BLOCK_SIZE)
-        if (const uint64_t found = findSpecials(at))
-            return at + firstByte(found);
     if (isShortPlain(at, static_cast<size_t>(end - at)))
         return end;
     while (ESCAPES[*at] == COPIED)
@@ -157,11 +167,16 @@ const char* findSpecial(const char* at, const char* end)
     return at;
 }
 
-char* copyRun(char* to, const char* from, const char* end)
+const char* findSpecial(const char* at, const char* end)
 {
-    const size_t length = static_cast<size_t>(end - from);
-    memcpy(to, from, length);
-    return to + length;
+    if (end - at < BLOCK_SIZE)
+        return findSpecialShort(at, end);
+    for (; end - at > BLOCK_SIZE; at += BLOCK_SIZE)
+        if (const uint64_t found = findSpecials(at))
+            return at + firstByte(found);
+    // The last block overlaps what was found plain.
+    const uint64_t found = findSpecials(end - BLOCK_SIZE);
+    return found == 0 ? end : end - BLOCK_SIZE + firstByte(found);
 }
 
 } // namespace
@@ -175,24 +190,19 @@ EscapedPiece::EscapedPiece(const char* text)
             ++_size;
 }
 
-char* EscapedPiece::writeTo(char* to) const
-{
-    return _firstSpecial == _end ? copyRun(to, _text, _end) : writeEscaped(to);
-}
-
 char* EscapedPiece::writeEscaped(char* to) const
 {
     char* const end = to + _size;
     const char* at = _text;
     for (const char* special = _firstSpecial; special != _end; special = findSpecial(at, _end)) {
-        to = copyRun(to, at, special);
+        to = Ostrel::copyBytes(to, at, static_cast<size_t>(special - at));
         if (ESCAPES[*special] != DROPPED) {
             *to++ = '\\';
             *to++ = static_cast<char>(ESCAPES[*special]);
         }
         at = special + 1;
     }
-    to = copyRun(to, at, _end);
+    to = Ostrel::copyBytes(to, at, static_cast<size_t>(_end - at));
     // Dropped characters were counted. What is missing stands at the end, so that no byte goes out unwritten.
     memset(to, ' ', static_cast<size_t>(end - to));
     return end;

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+
+#include "ostrel/TextGenerator.h"
 
 namespace json {
 
@@ -17,7 +20,10 @@ public:
     explicit EscapedPiece(const char* text);
 
     uint64_t getSize() const { return _size; }
-    char* writeTo(char* to) const;
+    char* writeTo(char* to) const
+    {
+        return _firstSpecial == _end ? Ostrel::copyBytes(to, _text, static_cast<size_t>(_size)) : writeEscaped(to);
+    }
 
 private:
     char* writeEscaped(char* to) const;

@@ -94,16 +94,6 @@ JsonGen& JsonGen::nullTerminate()
     return *this;
 }
 
-JsonGen& JsonGen::object(const char* key)
-{
-    return startCollection(key, STARTING_OBJECT);
-}
-
-JsonGen& JsonGen::array(const char* key)
-{
-    return startCollection(key, STARTING_ARRAY);
-}
-
 JsonGen& JsonGen::startCollection(const char* key, Status type)
 {
     if (!checkCollection(key))

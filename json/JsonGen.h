@@ -27,11 +27,17 @@ class OSTREL_EXPORT JsonGen : public Ostrel::TextGenerator
 public:
     JsonGen() = default;
 
-    JsonGen& reset();                 ///< Starts a new document; the buffer is kept.
-    JsonGen& object(const char* key); ///< Opens an object, as the member `key` unless that is null.
-    JsonGen& array(const char* key);  ///< Opens an array, as the member `key` unless that is null.
-    JsonGen& end();                   ///< Closes the innermost object or array.
-    JsonGen& nullTerminate();         ///< Puts a NUL behind the text, which is not counted.
+    JsonGen& reset(); ///< Starts a new document; the buffer is kept.
+    JsonGen& object(const char* key)
+    {
+        return startCollection(key, STARTING_OBJECT);
+    } ///< Opens an object, as the member `key` unless that is null.
+    JsonGen& array(const char* key)
+    {
+        return startCollection(key, STARTING_ARRAY);
+    }                         ///< Opens an array, as the member `key` unless that is null.
+    JsonGen& end();           ///< Closes the innermost object or array.
+    JsonGen& nullTerminate(); ///< Puts a NUL behind the text, which is not counted.
 
     /// `type` is STARTING_OBJECT or STARTING_ARRAY; any other opens a level that is in error. A collection without a
     /// key is accepted inside an object too: whoever drives the generator sees to the keys of collections.

@@ -13,12 +13,14 @@ const char DIGIT_PAIRS[] = "0001020304050607080910111213141516171819202122232425
                            "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
                            "8081828384858687888990919293949596979899";
 
+/// For values below 10^9.
 unsigned int countDigits(unsigned int value)
 {
-    unsigned int digits = 1;
-    for (; value >= 10000; value /= 10000)
-        digits += 4;
-    return digits + (value >= 10 ? 1 : 0) + (value >= 100 ? 1 : 0) + (value >= 1000 ? 1 : 0);
+    if (value < 10000)
+        return value < 100 ? (value < 10 ? 1 : 2) : (value < 1000 ? 3 : 4);
+    if (value < 100000000)
+        return value < 1000000 ? (value < 100000 ? 5 : 6) : (value < 10000000 ? 7 : 8);
+    return 9;
 }
 
 /// The count is what the logarithm in double precision gives: a magnitude just below 10^15 or a higher power of ten is

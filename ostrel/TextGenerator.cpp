@@ -70,73 +70,18 @@ void TextGenerator::terminate()
     _buffer[_length] = '\0';
 }
 
-bool TextGenerator::checkOpen()
+bool TextGenerator::refuse()
 {
     if (getStatus() == DONE)
         setStatus(UNEXPECTED_DATA_AFTER_DONE);
-    return isOk();
+    return false;
 }
 
-TextGenerator::Placement TextGenerator::place()
+bool TextGenerator::refuse(Status status)
 {
-    switch (getStatus()) {
-    case INITIALIZED:
-        return PLACE_FIRST;
-    case STARTING_OBJECT:
-        setStatus(INSIDE_OBJECT);
-        return PLACE_FIRST;
-    case STARTING_ARRAY:
-        setStatus(INSIDE_ARRAY);
-        return PLACE_FIRST;
-    case INSIDE_OBJECT:
-    case INSIDE_ARRAY:
-        return PLACE_NEXT;
-    default:
-        checkOpen();
-        return PLACE_REFUSED;
-    }
-}
-
-TextGenerator::Placement TextGenerator::placeValue()
-{
-    if (isInObject()) {
-        setStatus(EXPECTED_KEY_VALUE);
-        return PLACE_REFUSED;
-    }
-    return place();
-}
-
-TextGenerator::Placement TextGenerator::placeMember()
-{
-    if (isInObject())
-        return place();
     if (isOk())
-        setStatus(UNEXPECTED_KEY_VALUE);
-    return PLACE_REFUSED;
-}
-
-bool TextGenerator::checkCollection(const char* key)
-{
-    if (!checkOpen())
-        return false;
-    if (key != nullptr && !isInObject())
-        setStatus(UNEXPECTED_KEY_VALUE);
-    else if (_depth == MAXIMUM_DEPTH)
-        setStatus(MAXIMUM_DEPTH_EXCEEDED); // takes the place of the innermost level's status: nothing closes any more
-    return isOk();
-}
-
-void TextGenerator::openLevel(Status status)
-{
-    ++_depth;
-    setStatus(status);
-}
-
-void TextGenerator::complete()
-{
-    // Out of memory turns into done too: at document level a failed allocation shows in the text alone.
-    if (_depth == 0)
-        setStatus(DONE);
+        setStatus(status);
+    return false;
 }
 
 } // namespace Ostrel

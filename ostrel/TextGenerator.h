@@ -72,19 +72,63 @@ protected:
     void restart(); ///< Keeps the buffer, its capacity and the statuses of upper levels.
     void terminate();
 
-    Placement placeValue();
-    Placement placeMember();
-    Placement place(); ///< Keys are not asked for.
+    Placement placeValue()
+    {
+        if (!isInObject())
+            return place();
+        setStatus(EXPECTED_KEY_VALUE);
+        return PLACE_REFUSED;
+    }
 
-    /// False, with the status set, unless a collection may be opened here.
-    bool checkCollection(const char* key);
-    /// False, with the status set where that is not so already, unless more may follow.
-    bool checkOpen();
-    void openLevel(Status status);
+    Placement placeMember()
+    {
+        if (isInObject())
+            return place();
+        refuse(UNEXPECTED_KEY_VALUE);
+        return PLACE_REFUSED;
+    }
+
+    /// Keys are not asked for.
+    Placement place()
+    {
+        if (!checkOpen())
+            return PLACE_REFUSED;
+        const Status status = getStatus();
+        if (status != STARTING_OBJECT && status != STARTING_ARRAY)
+            return status == INITIALIZED ? PLACE_FIRST : PLACE_NEXT;
+        setStatus(status == STARTING_OBJECT ? INSIDE_OBJECT : INSIDE_ARRAY);
+        return PLACE_FIRST;
+    }
+
+    /// False, with the status set where it has none of the errors yet, unless more may follow.
+    bool checkOpen() { return getStatus() < DONE || refuse(); }
+
+    /// The same for a collection: keys are given in objects only, and not too many levels are open.
+    bool checkCollection(const char* key)
+    {
+        if (!checkOpen())
+            return false;
+        if (key != nullptr && !isInObject())
+            return refuse(UNEXPECTED_KEY_VALUE);
+        // Too deep: takes the place of the innermost level's status, so that nothing closes any more.
+        return _depth < MAXIMUM_DEPTH || refuse(MAXIMUM_DEPTH_EXCEEDED);
+    }
+
+    void openLevel(Status status)
+    {
+        ++_depth;
+        setStatus(status);
+    }
+
     void closeLevel() { --_depth; }
 
-    /// To be called after each attempt to write a value: one value at document level is the whole document.
-    void complete();
+    /// To be called after each attempt to write a value: one value at document level is the whole document. Out of
+    /// memory turns into done too, so at document level a failed allocation shows in the text alone.
+    void complete()
+    {
+        if (_depth == 0)
+            setStatus(DONE);
+    }
 
     bool isInObject() const { return getStatus() == STARTING_OBJECT || getStatus() == INSIDE_OBJECT; }
     void setStatus(Status status) { _states[_depth] = status; }
@@ -105,6 +149,8 @@ protected:
     }
 
 private:
+    bool refuse();              ///< For a status that lets nothing follow.
+    bool refuse(Status status); ///< Errors stay as they are.
     bool growForText(uint64_t size);
 
     template <class... Pieces>
@@ -128,6 +174,30 @@ private:
     unsigned int _capacity = 0;
     char* _buffer = nullptr;
 };
+
+/// Copies without a call where the text is short, as most keys and values are. Returns the end.
+inline char* copyBytes(char* to, const char* from, size_t size)
+{
+    char* const end = to + size;
+    if (size > 32) {
+        memcpy(to, from, size);
+    } else if (size >= 16) {
+        // The two halves overlap, here and below.
+        memcpy(to, from, 16);
+        memcpy(end - 16, from + size - 16, 16);
+    } else if (size >= 8) {
+        memcpy(to, from, 8);
+        memcpy(end - 8, from + size - 8, 8);
+    } else if (size >= 4) {
+        memcpy(to, from, 4);
+        memcpy(end - 4, from + size - 4, 4);
+    } else if (size > 0) {
+        to[0] = from[0];
+        to[size / 2] = from[size / 2];
+        end[-1] = from[size - 1];
+    }
+    return end;
+}
 
 /// A piece of constant text.
 template <unsigned int SIZE>
@@ -173,11 +243,7 @@ public:
     BytesPiece(const char* bytes, unsigned int size) : _bytes(bytes), _size(size) {}
     uint64_t getSize() const { return _size; }
 
-    char* writeTo(char* to) const
-    {
-        memcpy(to, _bytes, _size);
-        return to + _size;
-    }
+    char* writeTo(char* to) const { return copyBytes(to, _bytes, _size); }
 
 private:
     const char* _bytes;
