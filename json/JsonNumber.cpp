@@ -130,38 +130,34 @@ bool isDigit(char byte)
     return static_cast<unsigned char>(byte - '0') < 10;
 }
 
-const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+bool areDigits(uint64_t bytes)
 {
-    unsigned long long gathered = digits;
-    while (text != end && isDigit(*text))
-        gathered = gathered * 10 + static_cast<unsigned char>(*text++ - '0');
-    digits = gathered;
-    return text;
+    return ((bytes & 0xF0F0F0F0F0F0F0F0) | (((bytes + 0x0606060606060606) & 0xF0F0F0F0F0F0F0F0) >> 4)) ==
+           0x3333333333333333;
 }
 
-#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-/// As `gatherDigits`, eight at a time: fractions are long.
-const char* gatherManyDigits(const char* text, const char* end, unsigned long long& digits)
+/// The value of eight digits, the first in memory first.
+uint32_t combineDigits(uint64_t bytes)
 {
-    while (end - text >= 8) {
-        uint64_t word = Ostrel::loadU64(text);
-        if (((word & 0xF0F0F0F0F0F0F0F0) | (((word + 0x0606060606060606) & 0xF0F0F0F0F0F0F0F0) >> 4)) !=
-            0x3333333333333333)
-            break;
-        word &= 0x0F0F0F0F0F0F0F0F;
-        word = (word * 10 + (word >> 8)) & 0x00FF00FF00FF00FF;
-        word = (word * 100 + (word >> 16)) & 0x0000FFFF0000FFFF;
-        digits = digits * 100000000 + static_cast<uint32_t>(word * 10000 + (word >> 32));
-        text += 8;
-    }
-    return gatherDigits(text, end, digits);
-}
-#else
-const char* gatherManyDigits(const char* text, const char* end, unsigned long long& digits)
-{
-    return gatherDigits(text, end, digits);
+    bytes &= 0x0F0F0F0F0F0F0F0F;
+    bytes = (bytes * 10 + (bytes >> 8)) & 0x00FF00FF00FF00FF;
+    bytes = (bytes * 100 + (bytes >> 16)) & 0x0000FFFF0000FFFF;
+    return static_cast<uint32_t>(bytes * 10000 + (bytes >> 32));
 }
 #endif
+
+/// Appends the digits at `text` to `digits`.
+inline const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
+{
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    for (; end - text >= 8 && areDigits(Ostrel::loadU64(text)); text += 8)
+        digits = digits * 100000000 + combineDigits(Ostrel::loadU64(text));
+#endif
+    for (; text != end && isDigit(*text); ++text)
+        digits = digits * 10 + static_cast<unsigned char>(*text - '0');
+    return text;
+}
 
 /// Reads what follows the 'e'. False when there is no digit; `text` is then at the byte that is none.
 bool scanExponent(const char*& text, const char* end, long long& exponent)
@@ -195,9 +191,12 @@ bool hasTooManyDigits(const char* text, const char* end)
 
 const char* JsonNumber::scan(const char* text, const char* end)
 {
-    _isNegative = text != end && *text == '-';
-    const char* const first = text + (_isNegative ? 1 : 0);
-    const char* const behind = gatherDigits(first, end, _digits);
+    const bool isNegative = text != end && *text == '-';
+    const char* const first = text + (isNegative ? 1 : 0);
+    unsigned long long digits = 0;
+    const char* const behind = gatherDigits(first, end, digits);
+    _isNegative = isNegative;
+    _digits = digits;
     if (behind == first)
         return behind;
     if (behind != end && (*behind == '.' || *behind == 'e' || *behind == 'E'))
@@ -208,11 +207,12 @@ const char* JsonNumber::scan(const char* text, const char* end)
 
 const char* JsonNumber::scanReal(const char* first, const char* point, const char* end)
 {
+    unsigned long long digits = _digits;
     long long exponent = 0;
     const char* text = point;
     if (*text == '.') {
         const char* const fraction = text + 1;
-        text = gatherManyDigits(fraction, end, _digits);
+        text = gatherDigits(fraction, end, digits);
         if (text == fraction)
             return text;
         exponent = fraction - text;
@@ -225,7 +225,7 @@ const char* JsonNumber::scanReal(const char* first, const char* point, const cha
     }
     kind = UNDECIDED;
     if (behindDigits - first <= MOST_DIGITS || !hasTooManyDigits(first, behindDigits))
-        setReal(_digits, exponent);
+        setReal(digits, exponent);
     return text;
 }
 
