@@ -97,7 +97,7 @@ Wide multiply(uint64_t a, uint64_t b)
 ///
 /// The table entry is cut off by less than one unit, so the leading 128 bits of the product are too small by less
 /// than two. That matters only right below and at the middle between two doubles.
-bool scaleByPowerOfTen(uint64_t digits, int power, double& result)
+bool scaleByPowerOfTen(uint64_t digits, int power, bool isNegative, double& result)
 {
     const Wide& five = POWERS_OF_FIVE.entries[power - LEAST_POWER];
     const int shift = __builtin_clzll(digits);
@@ -120,7 +120,7 @@ bool scaleByPowerOfTen(uint64_t digits, int power, double& result)
     const int binaryPower = (power * 217706) >> 16;
     const uint64_t exponent = static_cast<uint64_t>(1023 + 63 + binaryPower - shift + leadingBit);
     // Rounding up to the next power of two carries into the exponent, which is just right.
-    const uint64_t bits = (exponent << 52) + (fraction - (uint64_t{1} << 52));
+    const uint64_t bits = (uint64_t{isNegative} << 63) + (exponent << 52) + (fraction - (uint64_t{1} << 52));
     memcpy(&result, &bits, sizeof(result));
     return true;
 }
@@ -130,34 +130,67 @@ bool isDigit(char byte)
     return static_cast<unsigned char>(byte - '0') < 10;
 }
 
-#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-bool areDigits(uint64_t bytes)
+/// Appends the digits at `text` to `digits`, one by one.
+inline const char* gatherRest(const char* text, const char* end, unsigned long long& digits)
 {
-    return ((bytes & 0xF0F0F0F0F0F0F0F0) | (((bytes + 0x0606060606060606) & 0xF0F0F0F0F0F0F0F0) >> 4)) ==
+    for (; text != end && isDigit(*text); ++text)
+        digits = digits * 10 + static_cast<unsigned char>(*text - '0');
+    return text;
+}
+
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+/// Not 0 in each byte that is no digit. Bytes behind the first of them may be wrong, those before it are right.
+inline uint64_t findOthers(uint64_t bytes)
+{
+    return ((bytes & 0xF0F0F0F0F0F0F0F0) | (((bytes + 0x0606060606060606) & 0xF0F0F0F0F0F0F0F0) >> 4)) ^
            0x3333333333333333;
 }
 
 /// The value of eight digits, the first in memory first.
-uint32_t combineDigits(uint64_t bytes)
+inline uint32_t combineDigits(uint64_t bytes)
 {
     bytes &= 0x0F0F0F0F0F0F0F0F;
     bytes = (bytes * 10 + (bytes >> 8)) & 0x00FF00FF00FF00FF;
     bytes = (bytes * 100 + (bytes >> 16)) & 0x0000FFFF0000FFFF;
     return static_cast<uint32_t>(bytes * 10000 + (bytes >> 32));
 }
-#endif
 
-/// Appends the digits at `text` to `digits`.
+/// Appends the digits at `text`: eight at a time, then one by one, which is best where there are few.
 inline const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
 {
-#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    for (; end - text >= 8 && areDigits(Ostrel::loadU64(text)); text += 8)
+    for (; end - text >= 8 && findOthers(Ostrel::loadU64(text)) == 0; text += 8)
         digits = digits * 100000000 + combineDigits(Ostrel::loadU64(text));
-#endif
-    for (; text != end && isDigit(*text); ++text)
-        digits = digits * 10 + static_cast<unsigned char>(*text - '0');
-    return text;
+    return gatherRest(text, end, digits);
 }
+
+/// As `gatherDigits`, without a branch for each digit: fractions are long, and of any length.
+inline const char* gatherFraction(const char* text, const char* end, unsigned long long& digits)
+{
+    static const unsigned int TENS[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000};
+    for (; end - text >= 8; text += 8) {
+        const uint64_t bytes = Ostrel::loadU64(text);
+        const uint64_t others = findOthers(bytes);
+        if (others != 0) {
+            const unsigned int count = static_cast<unsigned int>(__builtin_ctzll(others)) / 8;
+            if (count != 0) // what is shifted in counts as leading zeros
+                digits = digits * TENS[count] + combineDigits(bytes << (64 - 8 * count));
+            return text + count;
+        }
+        digits = digits * 100000000 + combineDigits(bytes);
+    }
+    return gatherRest(text, end, digits);
+}
+#else
+inline const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
+{
+    return gatherRest(text, end, digits);
+}
+
+inline const char* gatherFraction(const char* text, const char* end, unsigned long long& digits)
+{
+    return gatherRest(text, end, digits);
+}
+#endif
 
 /// Reads what follows the 'e'. False when there is no digit; `text` is then at the byte that is none.
 bool scanExponent(const char*& text, const char* end, long long& exponent)
@@ -212,7 +245,7 @@ const char* JsonNumber::scanReal(const char* first, const char* point, const cha
     const char* text = point;
     if (*text == '.') {
         const char* const fraction = text + 1;
-        text = gatherDigits(fraction, end, digits);
+        text = gatherFraction(fraction, end, digits);
         if (text == fraction)
             return text;
         exponent = fraction - text;
@@ -243,13 +276,11 @@ void JsonNumber::setInteger(const char* first, const char* behind)
 void JsonNumber::setReal(unsigned long long digits, long long exponent)
 {
     if (digits == 0)
-        real = 0;
+        real = _isNegative ? -0.0 : 0.0;
     else if (exponent < LEAST_POWER || exponent > GREATEST_POWER ||
-             !scaleByPowerOfTen(digits, static_cast<int>(exponent), real))
+             !scaleByPowerOfTen(digits, static_cast<int>(exponent), _isNegative, real))
         return;
     kind = REAL;
-    if (_isNegative)
-        real = -real;
 }
 
 } // namespace json

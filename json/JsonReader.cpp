@@ -285,10 +285,14 @@ const char* JsonReader::readText(const char* cur, size_t offset, size_t& behind)
         const char byte = *cur++;
         if (byte == '"')
             break;
-        if (byte != '\\')
+        if (byte != '\\') {
             *out++ = byte;
-        else if ((cur = readEscape(cur, out)) == nullptr)
+            continue;
+        }
+        char* place = out; // a copy, so that `out` itself needs no address and stays in a register
+        if ((cur = readEscape(cur, place)) == nullptr)
             return nullptr;
+        out = place;
     }
     *out++ = '\0';
     behind = static_cast<size_t>(out - _scratch.getData());
