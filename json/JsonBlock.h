@@ -31,22 +31,23 @@ public:
     void store(char* to) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _bytes); }
 
     /// The position of the first quote or backslash, `SIZE` when there is none.
-    unsigned int findQuoteOrBackslash() const { return findFirst(_mm_or_si128(equal('"'), equal('\\'))); }
+    unsigned int findQuoteOrBackslash() const { return findFirst(gather(_mm_or_si128(equal('"'), equal('\\')))); }
 
     /// The position of the first byte that is no white space, `SIZE` when there is none.
     unsigned int findNonBlank() const
     {
         const __m128i blanks =
             _mm_or_si128(_mm_or_si128(equal(' '), equal('\n')), _mm_or_si128(equal('\t'), equal('\r')));
-        return findFirst(_mm_cmpeq_epi8(blanks, _mm_setzero_si128()));
+        return findFirst(~gather(blanks));
     }
 
 private:
     __m128i equal(char byte) const { return _mm_cmpeq_epi8(_bytes, _mm_set1_epi8(byte)); }
 
-    static unsigned int findFirst(__m128i matches)
+    static unsigned int gather(__m128i matches) { return static_cast<unsigned int>(_mm_movemask_epi8(matches)); }
+
+    static unsigned int findFirst(unsigned int mask)
     {
-        const unsigned int mask = static_cast<unsigned int>(_mm_movemask_epi8(matches));
         return static_cast<unsigned int>(__builtin_ctz(mask | 1U << SIZE));
     }
 

@@ -97,7 +97,7 @@ Wide multiply(uint64_t a, uint64_t b)
 ///
 /// The table entry is cut off by less than one unit, so the leading 128 bits of the product are too small by less
 /// than two. That matters only right below and at the middle between two doubles.
-bool scaleByPowerOfTen(uint64_t digits, int power, double& result)
+bool scaleByPowerOfTen(uint64_t digits, int power, bool isNegative, double& result)
 {
     const Wide& five = POWERS_OF_FIVE.entries[power - LEAST_POWER];
     const int shift = __builtin_clzll(digits);
@@ -120,7 +120,7 @@ bool scaleByPowerOfTen(uint64_t digits, int power, double& result)
     const int binaryPower = (power * 217706) >> 16;
     const uint64_t exponent = static_cast<uint64_t>(1023 + 63 + binaryPower - shift + leadingBit);
     // Rounding up to the next power of two carries into the exponent, which is just right.
-    const uint64_t bits = (exponent << 52) + (fraction - (uint64_t{1} << 52));
+    const uint64_t bits = (uint64_t{isNegative} << 63) + (exponent << 52) + (fraction - (uint64_t{1} << 52));
     memcpy(&result, &bits, sizeof(result));
     return true;
 }
@@ -130,36 +130,65 @@ bool isDigit(char byte)
     return static_cast<unsigned char>(byte - '0') < 10;
 }
 
-const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
+/// Appends the digits at `text` to `digits`, one by one.
+inline const char* gatherRest(const char* text, const char* end, unsigned long long& digits)
 {
-    unsigned long long gathered = digits;
-    while (text != end && isDigit(*text))
-        gathered = gathered * 10 + static_cast<unsigned char>(*text++ - '0');
-    digits = gathered;
+    for (; text != end && isDigit(*text); ++text)
+        digits = digits * 10 + static_cast<unsigned char>(*text - '0');
     return text;
 }
 
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-/// As `gatherDigits`, eight at a time: fractions are long.
-const char* gatherManyDigits(const char* text, const char* end, unsigned long long& digits)
+/// Not 0 in each byte that is no digit. Bytes behind the first of them may be wrong, those before it are right.
+inline uint64_t findOthers(uint64_t bytes)
 {
-    while (end - text >= 8) {
-        uint64_t word = Ostrel::loadU64(text);
-        if (((word & 0xF0F0F0F0F0F0F0F0) | (((word + 0x0606060606060606) & 0xF0F0F0F0F0F0F0F0) >> 4)) !=
-            0x3333333333333333)
-            break;
-        word &= 0x0F0F0F0F0F0F0F0F;
-        word = (word * 10 + (word >> 8)) & 0x00FF00FF00FF00FF;
-        word = (word * 100 + (word >> 16)) & 0x0000FFFF0000FFFF;
-        digits = digits * 100000000 + static_cast<uint32_t>(word * 10000 + (word >> 32));
-        text += 8;
+    return ((bytes & 0xF0F0F0F0F0F0F0F0) | (((bytes + 0x0606060606060606) & 0xF0F0F0F0F0F0F0F0) >> 4)) ^
+           0x3333333333333333;
+}
+
+/// The value of eight digits, the first in memory first.
+inline uint32_t combineDigits(uint64_t bytes)
+{
+    bytes &= 0x0F0F0F0F0F0F0F0F;
+    bytes = (bytes * 10 + (bytes >> 8)) & 0x00FF00FF00FF00FF;
+    bytes = (bytes * 100 + (bytes >> 16)) & 0x0000FFFF0000FFFF;
+    return static_cast<uint32_t>(bytes * 10000 + (bytes >> 32));
+}
+
+/// Appends the digits at `text`: eight at a time, then one by one, which is best where there are few.
+inline const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
+{
+    for (; end - text >= 8 && findOthers(Ostrel::loadU64(text)) == 0; text += 8)
+        digits = digits * 100000000 + combineDigits(Ostrel::loadU64(text));
+    return gatherRest(text, end, digits);
+}
+
+/// As `gatherDigits`, without a branch for each digit: fractions are long, and of any length.
+inline const char* gatherFraction(const char* text, const char* end, unsigned long long& digits)
+{
+    static const unsigned int TENS[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000};
+    for (; end - text >= 8; text += 8) {
+        const uint64_t bytes = Ostrel::loadU64(text);
+        const uint64_t others = findOthers(bytes);
+        if (others != 0) {
+            const unsigned int count = static_cast<unsigned int>(__builtin_ctzll(others)) / 8;
+            if (count != 0) // what is shifted in counts as leading zeros
+                digits = digits * TENS[count] + combineDigits(bytes << (64 - 8 * count));
+            return text + count;
+        }
+        digits = digits * 100000000 + combineDigits(bytes);
     }
-    return gatherDigits(text, end, digits);
+    return gatherRest(text, end, digits);
 }
 #else
-const char* gatherManyDigits(const char* text, const char* end, unsigned long long& digits)
+inline const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
 {
-    return gatherDigits(text, end, digits);
+    return gatherRest(text, end, digits);
+}
+
+inline const char* gatherFraction(const char* text, const char* end, unsigned long long& digits)
+{
+    return gatherRest(text, end, digits);
 }
 #endif
 
@@ -195,9 +224,12 @@ bool hasTooManyDigits(const char* text, const char* end)
 
 const char* JsonNumber::scan(const char* text, const char* end)
 {
-    _isNegative = text != end && *text == '-';
-    const char* const first = text + (_isNegative ? 1 : 0);
-    const char* const behind = gatherDigits(first, end, _digits);
+    const bool isNegative = text != end && *text == '-';
+    const char* const first = text + (isNegative ? 1 : 0);
+    unsigned long long digits = 0;
+    const char* const behind = gatherDigits(first, end, digits);
+    _isNegative = isNegative;
+    _digits = digits;
     if (behind == first)
         return behind;
     if (behind != end && (*behind == '.' || *behind == 'e' || *behind == 'E'))
@@ -208,11 +240,12 @@ const char* JsonNumber::scan(const char* text, const char* end)
 
 const char* JsonNumber::scanReal(const char* first, const char* point, const char* end)
 {
+    unsigned long long digits = _digits;
     long long exponent = 0;
     const char* text = point;
     if (*text == '.') {
         const char* const fraction = text + 1;
-        text = gatherManyDigits(fraction, end, _digits);
+        text = gatherFraction(fraction, end, digits);
         if (text == fraction)
             return text;
         exponent = fraction - text;
@@ -225,7 +258,7 @@ const char* JsonNumber::scanReal(const char* first, const char* point, const cha
     }
     kind = UNDECIDED;
     if (behindDigits - first <= MOST_DIGITS || !hasTooManyDigits(first, behindDigits))
-        setReal(_digits, exponent);
+        setReal(digits, exponent);
     return text;
 }
 
@@ -243,13 +276,11 @@ void JsonNumber::setInteger(const char* first, const char* behind)
 void JsonNumber::setReal(unsigned long long digits, long long exponent)
 {
     if (digits == 0)
-        real = 0;
+        real = _isNegative ? -0.0 : 0.0;
     else if (exponent < LEAST_POWER || exponent > GREATEST_POWER ||
-             !scaleByPowerOfTen(digits, static_cast<int>(exponent), real))
+             !scaleByPowerOfTen(digits, static_cast<int>(exponent), _isNegative, real))
         return;
     kind = REAL;
-    if (_isNegative)
-        real = -real;
 }
 
 } // namespace json

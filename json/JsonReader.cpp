@@ -36,401 +36,399 @@ int getHexValue(unsigned char byte)
 
 } // namespace
 
-bool JsonScratch::grow()
+bool JsonScratch::grow(char*& position)
 {
-    if (_capacity > SIZE_MAX / 2)
+    const size_t capacity = static_cast<size_t>(_end - _data);
+    if (capacity > SIZE_MAX / 2)
         return false;
-    char* const grown = static_cast<char*>(realloc(_data == _initial ? nullptr : _data, _capacity * 2));
+    char* const grown = static_cast<char*>(realloc(_data == _initial ? nullptr : _data, capacity * 2));
     if (grown == nullptr)
         return false;
     if (_data == _initial)
         memcpy(grown, _initial, sizeof(_initial));
+    position = grown + (position - _data);
     _data = grown;
-    _capacity *= 2;
+    _end = grown + capacity * 2;
     return true;
 }
 
 JsonReader::JsonReader(JsonParser* parser, JsonParser::EventHandler* handler, const char* data, size_t length)
-    : _cur(data),
+    : _parser(parser),
+      _handler(handler),
       _end(data + length),
+      _start(data),
       _input(nullptr),
       _window(nullptr),
       _windowSize(0),
-      _isPointDot(isLocalePointDot()),
-      _parser(parser),
-      _handler(handler)
+      _isPointDot(isLocalePointDot())
 {}
 
 JsonReader::JsonReader(JsonParser* parser, JsonParser::EventHandler* handler, Ostrel::InputStream* input, char* window,
                        unsigned int windowSize)
-    : _cur(window),
+    : _parser(parser),
+      _handler(handler),
       _end(window),
+      _start(window),
       _input(input),
       _window(window),
       _windowSize(windowSize),
-      _isPointDot(isLocalePointDot()),
-      _parser(parser),
-      _handler(handler)
+      _isPointDot(isLocalePointDot())
 {}
 
 int JsonReader::read()
 {
-    const bool isValid = readValue(0);
+    const char* cur = findToken(_start);
+    if (cur != nullptr)
+        cur = readValue(cur, 0);
     if (_depth > MAX_DEPTH)
         return JSON_DEPTH_EXCEEDED;
-    if (!isValid)
+    if (cur == nullptr)
         return JSON_INVALID_DATA;
-    return nextByte() == END_OF_DATA ? JSON_OK : JSON_EXCESS_DATA;
+    return findToken(cur) == nullptr ? JSON_OK : JSON_EXCESS_DATA;
 }
 
-/// A source that failed has ended. It is not asked again: a non-blocking one could have more data by then.
-bool JsonReader::refill()
+/// The window anew, null when the stream has ended. One that failed has ended too, and it is not asked again: a
+/// non-blocking one could have more data by then.
+const char* JsonReader::refill()
 {
     if (_input == nullptr)
-        return false;
+        return nullptr;
     const int count = _input->read(reinterpret_cast<unsigned char*>(_window), _windowSize);
     if (count <= 0) {
         _input = nullptr;
-        return false;
+        return nullptr;
     }
-    _cur = _window;
     _end = _window + count;
-    return true;
+    return _window;
 }
 
-/// Skips white space; the byte behind it is not consumed.
-inline int JsonReader::nextByte()
+/// The first byte that is no white space; null when there is none.
+inline const char* JsonReader::findToken(const char* cur)
 {
-    if (_cur != _end) {
-        const unsigned char byte = static_cast<unsigned char>(*_cur);
-        if (byte > ' ')
-            return byte;
+    if (_end - cur >= 2) {
+        if (static_cast<unsigned char>(cur[0]) > ' ')
+            return cur;
+        if (static_cast<unsigned char>(cur[1]) > ' ' && isBlank(cur[0]))
+            return cur + 1;
     }
-    return skipBlanks();
+    return skipBlanks(cur);
 }
 
-int JsonReader::skipBlanks()
+const char* JsonReader::skipBlanks(const char* cur)
 {
-    do {
-        const char* cur = _cur;
+    while (cur != nullptr) {
         while (_end - cur >= JsonBlock::SIZE) {
             const unsigned int blanks = JsonBlock(cur).findNonBlank();
-            cur += blanks;
             if (blanks < JsonBlock::SIZE)
-                break;
+                return cur + blanks;
+            cur += JsonBlock::SIZE; // not `blanks`, for which the next block would have to wait
         }
-        while (cur != _end && isBlank(*cur))
-            ++cur;
-        _cur = cur;
-        if (cur != _end)
-            return static_cast<unsigned char>(*cur);
-    } while (refill());
-    return END_OF_DATA;
+        for (; cur != _end; ++cur) {
+            if (!isBlank(*cur))
+                return cur;
+        }
+        cur = refill();
+    }
+    return nullptr;
 }
 
-bool JsonReader::readValue(size_t keySize)
+const char* JsonReader::readValue(const char* at, size_t keySize)
 {
-    switch (nextByte()) {
+    switch (*at) {
     case '{':
-        return readObject(keySize);
+        return readObject(at, keySize);
     case '[':
-        return readArray(keySize);
+        return readArray(at, keySize);
     case '"':
-        return readString(keySize);
+        return readString(at, keySize);
     case 't':
-        if (!readLiteral("true", 4))
-            return false;
-        _handler->onBoolean(_parser, getKey(keySize), true);
-        return true;
+        if ((at = readLiteral(at, "true", 4)) != nullptr)
+            _handler->onBoolean(_parser, getKey(keySize), true);
+        return at;
     case 'f':
-        if (!readLiteral("false", 5))
-            return false;
-        _handler->onBoolean(_parser, getKey(keySize), false);
-        return true;
+        if ((at = readLiteral(at, "false", 5)) != nullptr)
+            _handler->onBoolean(_parser, getKey(keySize), false);
+        return at;
     case 'n':
-        if (!readLiteral("null", 4))
-            return false;
-        _handler->onNull(_parser, getKey(keySize));
-        return true;
+        if ((at = readLiteral(at, "null", 4)) != nullptr)
+            _handler->onNull(_parser, getKey(keySize));
+        return at;
     default:
-        return readNumber(keySize);
+        return readNumber(at, keySize);
     }
 }
 
-/// Steps into a collection. One that lies too deep stays counted, which is how `read` knows.
-bool JsonReader::open()
+const char* JsonReader::readObject(const char* at, size_t keySize)
 {
-    ++_cur;
-    return ++_depth <= MAX_DEPTH;
-}
-
-bool JsonReader::readObject(size_t keySize)
-{
-    if (!open())
-        return false;
+    // A collection that lies too deep stays counted, which is how `read` knows.
+    if (++_depth > MAX_DEPTH)
+        return nullptr;
     _handler->objectStart(_parser, getKey(keySize));
-    int byte = nextByte();
-    if (byte != '}') {
-        while (byte == '"' && readMember() && (byte = nextByte()) == ',') {
-            ++_cur;
-            byte = nextByte();
-            if (byte == '}')
-                return false;
+    const char* cur = findToken(at + 1);
+    if (cur != nullptr && *cur != '}') {
+        while ((cur = readMember(cur)) != nullptr && *cur == ',') {
+            if ((cur = findToken(cur + 1)) == nullptr)
+                return nullptr;
         }
-        if (byte != '}')
-            return false;
     }
-    ++_cur;
+    if (cur == nullptr || *cur != '}')
+        return nullptr;
     --_depth;
     _handler->objectEnd(_parser);
-    return true;
+    return cur + 1;
 }
 
-bool JsonReader::readMember()
+/// Key, colon, value, and on to the token behind.
+const char* JsonReader::readMember(const char* at)
 {
-    ++_cur;
+    if (*at != '"')
+        return nullptr;
     // The key is copied out of the window: reading its value may refill that.
-    const size_t keySize = readText(0);
-    if (keySize == 0 || nextByte() != ':')
-        return false;
-    ++_cur;
-    return readValue(keySize);
+    size_t keySize = 0;
+    const char* cur = readText(at + 1, 0, keySize);
+    if (cur == nullptr || (cur = findToken(cur)) == nullptr || *cur != ':')
+        return nullptr;
+    if ((cur = findToken(cur + 1)) == nullptr || (cur = readValue(cur, keySize)) == nullptr)
+        return nullptr;
+    return findToken(cur);
 }
 
-bool JsonReader::readArray(size_t keySize)
+const char* JsonReader::readArray(const char* at, size_t keySize)
 {
-    if (!open())
-        return false;
+    if (++_depth > MAX_DEPTH)
+        return nullptr;
     _handler->arrayStart(_parser, getKey(keySize));
-    if (nextByte() != ']') {
-        int byte = ',';
-        while (byte == ',') {
-            if (!readValue(0))
-                return false;
-            byte = nextByte();
-            if (byte == ',')
-                ++_cur;
+    const char* cur = findToken(at + 1);
+    if (cur != nullptr && *cur != ']') {
+        while ((cur = readValue(cur, 0)) != nullptr && (cur = findToken(cur)) != nullptr && *cur == ',') {
+            if ((cur = findToken(cur + 1)) == nullptr)
+                return nullptr;
         }
-        if (byte != ']')
-            return false;
     }
-    ++_cur;
+    if (cur == nullptr || *cur != ']')
+        return nullptr;
     --_depth;
     _handler->arrayEnd(_parser);
-    return true;
+    return cur + 1;
 }
 
-bool JsonReader::readLiteral(const char* literal, size_t length)
+const char* JsonReader::readLiteral(const char* at, const char* literal, size_t length)
 {
-    if (static_cast<size_t>(_end - _cur) >= length) {
-        const bool isEqual = memcmp(_cur, literal, length) == 0;
-        _cur += length;
-        return isEqual;
+    if (static_cast<size_t>(_end - at) >= length)
+        return memcmp(at, literal, length) == 0 ? at + length : nullptr;
+    for (const char* const end = literal + length; literal != end; ++literal, ++at) {
+        if ((at = ensureByte(at)) == nullptr || *at != *literal)
+            return nullptr;
     }
-    for (size_t i = 0; i < length; ++i, ++_cur) {
-        if (!hasByte() || *_cur != literal[i])
-            return false;
-    }
-    return true;
+    return at;
 }
 
-bool JsonReader::readString(size_t keySize)
+const char* JsonReader::readString(const char* at, size_t keySize)
 {
-    ++_cur;
-    const char* text = _window == nullptr ? nullptr : terminateInWindow();
-    if (text == nullptr) {
-        if (readText(keySize) == 0)
-            return false;
-        text = _scratch.getData() + keySize;
+    const char* const text = at + 1;
+    const char* cur = _window == nullptr ? nullptr : terminateInWindow(text);
+    if (cur != nullptr) {
+        _handler->onString(_parser, getKey(keySize), text);
+        return cur;
     }
-    _handler->onString(_parser, getKey(keySize), text);
-    return true;
+    size_t behind = 0;
+    cur = readText(text, keySize, behind);
+    if (cur != nullptr)
+        _handler->onString(_parser, getKey(keySize), _scratch.getData() + keySize);
+    return cur;
 }
 
-/// A string that lies in our window as a whole, without escapes, is terminated where its closing quote was.
-const char* JsonReader::terminateInWindow()
+/// A string that lies in our window as a whole, without escapes, is terminated where its closing quote was. Null when
+/// it does not.
+const char* JsonReader::terminateInWindow(const char* text)
 {
-    const char* const text = _cur;
     const char* cur = text;
     while (_end - cur >= JsonBlock::SIZE) {
         const unsigned int plain = JsonBlock(cur).findQuoteOrBackslash();
-        cur += plain;
-        if (plain < JsonBlock::SIZE)
+        if (plain < JsonBlock::SIZE) {
+            cur += plain;
             break;
+        }
+        cur += JsonBlock::SIZE;
     }
     while (cur != _end && *cur != '"' && *cur != '\\')
         ++cur;
     if (cur == _end || *cur != '"')
         return nullptr;
     _window[cur - _window] = '\0';
-    _cur = cur + 1;
-    return text;
+    return cur + 1;
 }
 
-/// Reads up to and including the closing quote. The size of the terminated text that now stands at `offset` in the
-/// scratch, 0 when the string is not valid.
-size_t JsonReader::readText(size_t offset)
+/// Reads up to and including the closing quote. The text is terminated and stands from `offset` to `behind` in the
+/// scratch.
+const char* JsonReader::readText(const char* cur, size_t offset, size_t& behind)
 {
-    const size_t ROOM = JsonBlock::SIZE + MAX_UTF8_SIZE; // for a block, for a character, and for the terminator
+    const ptrdiff_t ROOM = JsonBlock::SIZE + MAX_UTF8_SIZE; // for a block, then for a character or the terminator
     char* out = _scratch.getData() + offset;
     for (;;) {
-        if (_scratch.getData() + _scratch.getCapacity() - out < static_cast<ptrdiff_t>(ROOM)) {
-            const size_t used = static_cast<size_t>(out - _scratch.getData());
-            if (!_scratch.grow())
-                return 0;
-            out = _scratch.getData() + used;
-        }
-        if (_end - _cur >= JsonBlock::SIZE) {
-            const JsonBlock block(_cur);
+        if (_scratch.getEnd() - out < ROOM && !_scratch.grow(out))
+            return nullptr;
+        if (_end - cur >= JsonBlock::SIZE) {
+            const JsonBlock block(cur);
             block.store(out);
             const unsigned int plain = block.findQuoteOrBackslash();
-            _cur += plain;
-            out += plain;
-            if (plain == JsonBlock::SIZE)
+            if (plain == JsonBlock::SIZE) {
+                cur += JsonBlock::SIZE;
+                out += JsonBlock::SIZE;
                 continue;
-        } else if (!hasByte()) {
-            return 0;
+            }
+            cur += plain;
+            out += plain;
+        } else if ((cur = ensureByte(cur)) == nullptr) {
+            return nullptr;
         }
-        const char byte = *_cur++;
-        if (byte == '"') {
-            *out++ = '\0';
-            return static_cast<size_t>(out - _scratch.getData()) - offset;
-        }
-        if (byte != '\\')
+        const char byte = *cur++;
+        if (byte == '"')
+            break;
+        if (byte != '\\') {
             *out++ = byte;
-        else if (!readEscape(out))
-            return 0;
+            continue;
+        }
+        char* place = out; // a copy, so that `out` itself needs no address and stays in a register
+        if ((cur = readEscape(cur, place)) == nullptr)
+            return nullptr;
+        out = place;
     }
+    *out++ = '\0';
+    behind = static_cast<size_t>(out - _scratch.getData());
+    return cur;
 }
 
 /// Reads what follows a backslash. Any byte without a meaning stands for itself.
-bool JsonReader::readEscape(char*& out)
+const char* JsonReader::readEscape(const char* cur, char*& out)
 {
-    if (!hasByte())
-        return false;
-    const char byte = *_cur++;
-    switch (byte) {
+    if ((cur = ensureByte(cur)) == nullptr)
+        return nullptr;
+    switch (*cur) {
     case 'b':
         *out++ = '\b';
-        return true;
+        break;
     case 'f':
         *out++ = '\f';
-        return true;
+        break;
     case 'n':
         *out++ = '\n';
-        return true;
+        break;
     case 'r':
         *out++ = '\r';
-        return true;
+        break;
     case 't':
         *out++ = '\t';
-        return true;
+        break;
     case 'u': {
         unsigned int codePoint = 0;
-        if (!readCodePoint(codePoint))
-            return false;
-        out += Ostrel::convertUnicodeToUtf8(out, codePoint, MAX_UTF8_SIZE);
-        return true;
+        if ((cur = readCodePoint(cur + 1, codePoint)) != nullptr)
+            out += Ostrel::convertUnicodeToUtf8(out, codePoint, MAX_UTF8_SIZE);
+        return cur;
     }
     default:
-        *out++ = byte;
-        return true;
+        *out++ = *cur;
+        break;
     }
+    return cur + 1;
 }
 
-bool JsonReader::readCodePoint(unsigned int& codePoint)
+const char* JsonReader::readCodePoint(const char* cur, unsigned int& codePoint)
 {
-    for (int i = 0; i < 4; ++i, ++_cur) {
-        const int value = hasByte() ? getHexValue(static_cast<unsigned char>(*_cur)) : -1;
+    for (int i = 0; i < 4; ++i, ++cur) {
+        if ((cur = ensureByte(cur)) == nullptr)
+            return nullptr;
+        const int value = getHexValue(static_cast<unsigned char>(*cur));
         if (value < 0)
-            return false;
+            return nullptr;
         codePoint = codePoint << 4 | static_cast<unsigned int>(value);
     }
-    return true;
+    return cur;
 }
 
-bool JsonReader::readNumber(size_t keySize)
+const char* JsonReader::readNumber(const char* at, size_t keySize)
 {
     JsonNumber number;
-    const char* token = _cur;
-    const char* behind = number.scan(token, _end);
-    if (behind == _end && _input != nullptr) {
+    const char* token = at;
+    const char* behindToken = number.scan(token, _end);
+    const char* cur = behindToken;
+    if (cur == _end && _input != nullptr) {
         // It may go on behind the window.
-        const size_t length = collectNumber(keySize);
-        if (length == 0)
-            return false;
+        size_t used = keySize;
+        if ((cur = collectNumber(at, used)) == nullptr)
+            return nullptr;
         token = _scratch.getData() + keySize;
         number = JsonNumber();
-        behind = number.scan(token, token + length);
-    } else {
-        _cur = behind;
+        behindToken = number.scan(token, _scratch.getData() + used);
     }
     if (number.kind == JsonNumber::INVALID)
-        return false;
+        return nullptr;
     if (number.kind == JsonNumber::INTEGER) {
         _handler->onInteger(_parser, getKey(keySize), number.integer);
-        return true;
+        return cur;
     }
     if (number.kind == JsonNumber::UNDECIDED || !_isPointDot) {
-        if (!copyToken(keySize, token, static_cast<size_t>(behind - token)))
-            return false;
+        if (!copyToken(keySize, token, static_cast<size_t>(behindToken - token)))
+            return nullptr;
         number.real = strtod(_scratch.getData() + keySize, nullptr);
     }
     _handler->onDouble(_parser, getKey(keySize), number.real);
-    return true;
+    return cur;
 }
-
-/// Consumes a number byte by byte into the scratch. Its length, 0 when it is no number.
-size_t JsonReader::collectNumber(size_t offset)
+/// Reads a number byte by byte into the scratch, from `used` on. Where the window ends behind a number, the stream has
+/// ended too, and the position returned is the end.
+const char* JsonReader::collectNumber(const char* at, size_t& used)
 {
-    size_t used = offset;
-    if (hasByte() && *_cur == '-' && !collectByte(used))
-        return 0;
-    if (!collectDigits(used))
-        return 0;
-    if (hasByte() && *_cur == '.' && !(collectByte(used) && collectDigits(used)))
-        return 0;
-    if (hasByte() && (*_cur == 'e' || *_cur == 'E')) {
-        if (!collectByte(used))
-            return 0;
-        if (hasByte() && (*_cur == '+' || *_cur == '-') && !collectByte(used))
-            return 0;
-        if (!collectDigits(used))
-            return 0;
+    const char* cur = at;
+    if (*cur == '-')
+        cur = collectByte(cur, used);
+    cur = collectDigits(cur, used);
+    if (cur != nullptr && cur != _end && *cur == '.')
+        cur = collectDigits(collectByte(cur, used), used);
+    if (cur != nullptr && cur != _end && (*cur == 'e' || *cur == 'E')) {
+        cur = collectByte(cur, used);
+        if (cur != nullptr && (cur = ensureByte(cur)) != nullptr && (*cur == '+' || *cur == '-'))
+            cur = collectByte(cur, used);
+        cur = collectDigits(cur, used);
     }
-    return used - offset;
+    return cur;
 }
 
 /// At least one digit.
-bool JsonReader::collectDigits(size_t& used)
+const char* JsonReader::collectDigits(const char* cur, size_t& used)
 {
     const size_t before = used;
-    while (hasByte() && *_cur >= '0' && *_cur <= '9') {
-        if (!collectByte(used))
-            return false;
+    while (cur != nullptr) {
+        const char* const next = ensureByte(cur);
+        if (next == nullptr || *next < '0' || *next > '9')
+            return used == before ? nullptr : next == nullptr ? _end : next;
+        cur = collectByte(next, used);
     }
-    return used != before;
+    return nullptr;
 }
 
-bool JsonReader::collectByte(size_t& used)
+const char* JsonReader::collectByte(const char* at, size_t& used)
 {
-    if (used == _scratch.getCapacity() && !_scratch.grow())
-        return false;
-    _scratch.getData()[used++] = *_cur++;
-    return true;
+    char* out = _scratch.getData() + used;
+    if (out == _scratch.getEnd() && !_scratch.grow(out))
+        return nullptr;
+    *out = *at;
+    ++used;
+    return at + 1;
 }
 
 /// Puts a terminated copy into the scratch, where the token itself may already be.
 bool JsonReader::copyToken(size_t offset, const char* token, size_t length)
 {
     const bool isInScratch = token == _scratch.getData() + offset;
-    while (_scratch.getCapacity() - offset <= length) {
-        if (!_scratch.grow())
+    char* out = _scratch.getData() + offset;
+    while (static_cast<size_t>(_scratch.getEnd() - out) <= length) {
+        if (!_scratch.grow(out))
             return false;
     }
     if (!isInScratch)
-        memcpy(_scratch.getData() + offset, token, length);
-    _scratch.getData()[offset + length] = '\0';
+        memcpy(out, token, length);
+    out[length] = '\0';
     return true;
 }
 

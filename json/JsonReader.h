@@ -28,7 +28,7 @@ enum JsonErrorCode {
 class JsonScratch
 {
 public:
-    JsonScratch() : _data(_initial), _capacity(sizeof(_initial)) {}
+    JsonScratch() : _data(_initial), _end(_initial + sizeof(_initial)) {}
     ~JsonScratch()
     {
         if (_data != _initial)
@@ -37,25 +37,27 @@ public:
     JsonScratch(const JsonScratch&) = delete;
     JsonScratch& operator=(const JsonScratch&) = delete;
 
-    bool grow();
+    /// Doubles the room. `position`, a place in the buffer, moves with it.
+    bool grow(char*& position);
     char* getData() { return _data; }
-    size_t getCapacity() const { return _capacity; }
+    char* getEnd() { return _end; }
 
 private:
     char* _data;
-    size_t _capacity;
+    char* _end;
     char _initial[512];
 };
 
 /// One parse: a recursive descent over a window of bytes that is refilled from a stream, or over the caller's bytes.
 /// All state of the parse is here, so that an event may start another one. Private to `JsonParser`.
 ///
-/// A byte is consumed by stepping over it, and a refill happens only when the next byte is needed: behind the byte
-/// that fails the parse nothing is read.
+/// The steps take the position to go on from and return the position behind what they read, or null when the parse
+/// has failed; that keeps it in a register all the way. Where `at` is given, a byte is there. A refill happens only
+/// when its first byte is needed: behind the byte that fails the parse nothing is read.
 ///
 /// Units:     bytes. The size of a key includes its terminator; 0 says that there is no key.
 /// Ownership: everything given to the constructors is borrowed for the life of the reader.
-/// Errors:    each step is false when the parse has failed.
+/// Errors:    null positions.
 /// Threads:   belongs to one parse.
 class JsonReader
 {
@@ -69,41 +71,40 @@ public:
     int read(); ///< The whole document; a `JsonErrorCode`.
 
 private:
-    enum { MAX_DEPTH = 15, END_OF_DATA = -1 };
+    enum { MAX_DEPTH = 15 };
 
-    bool hasByte() { return _cur != _end || refill(); }
-    bool refill();
-    int nextByte();
-    int skipBlanks();
+    const char* ensureByte(const char* cur) { return cur != _end ? cur : refill(); }
+    const char* refill();
+    const char* findToken(const char* cur);
+    const char* skipBlanks(const char* cur);
 
-    bool readValue(size_t keySize);
-    bool readObject(size_t keySize);
-    bool readMember();
-    bool readArray(size_t keySize);
-    bool readString(size_t keySize);
-    bool readNumber(size_t keySize);
-    bool readLiteral(const char* literal, size_t length);
+    const char* readValue(const char* at, size_t keySize);
+    const char* readObject(const char* at, size_t keySize);
+    const char* readMember(const char* at);
+    const char* readArray(const char* at, size_t keySize);
+    const char* readString(const char* at, size_t keySize);
+    const char* readNumber(const char* at, size_t keySize);
+    const char* readLiteral(const char* at, const char* literal, size_t length);
 
-    bool open();
-    const char* terminateInWindow();
-    size_t readText(size_t offset);
-    bool readEscape(char*& out);
-    bool readCodePoint(unsigned int& codePoint);
-    size_t collectNumber(size_t offset);
-    bool collectDigits(size_t& used);
-    bool collectByte(size_t& used);
+    const char* terminateInWindow(const char* text);
+    const char* readText(const char* cur, size_t offset, size_t& behind);
+    const char* readEscape(const char* cur, char*& out);
+    const char* readCodePoint(const char* cur, unsigned int& codePoint);
+    const char* collectNumber(const char* at, size_t& used);
+    const char* collectDigits(const char* cur, size_t& used);
+    const char* collectByte(const char* at, size_t& used);
     bool copyToken(size_t offset, const char* token, size_t length);
     const char* getKey(size_t keySize) { return keySize == 0 ? nullptr : _scratch.getData(); }
 
-    const char* _cur;
-    const char* _end;
+    JsonParser* _parser;
+    JsonParser::EventHandler* _handler;
+    const char* _end;            ///< Of the bytes that are there.
+    const char* _start;          ///< Of the caller's bytes.
     Ostrel::InputStream* _input; ///< Null over memory, and once the stream has ended.
     char* _window;               ///< Null over memory, which is not ours to write to.
     unsigned int _windowSize;
     unsigned int _depth = 0;
-    bool _isPointDot; ///< Whether the C library reads numbers as JSON writes them.
-    JsonParser* _parser;
-    JsonParser::EventHandler* _handler;
+    bool _isPointDot;     ///< Whether the C library reads numbers as JSON writes them.
     JsonScratch _scratch; ///< The key, and behind it the text of its value.
 };
 
