@@ -96,7 +96,7 @@ struct Model
     {
         if (index >= characters.size())
             return ReadableString::RC_INVALID_INDEX;
-        const size_t end = std::min<size_t>(characters.size(), size_t(index) + count);
+        const uint64_t end = std::min<uint64_t>(characters.size(), uint64_t(index) + count);
         characters.erase(characters.begin() + index, characters.begin() + static_cast<long>(end));
         return ReadableString::RC_OK;
     }
@@ -359,32 +359,33 @@ TEST_F(StringTest, CopiesAreDeep)
 
 TEST_F(StringTest, OversizeTextsAreReportedAndLeaveAllAsItWas)
 {
-    const auto expectTooLarge = [this](const std::string& size) {
+    const auto expectTooLarge = [this](size_t size) {
+        const std::string number = std::to_string(static_cast<ptrdiff_t>(size)); // signed: -1 where size_t has 32 bits
         expectReport(Ostrel::Severity::FATAL, "DynamicString", 0,
-                     ("'Requested string is far too large:  " + size + "\n'").c_str());
+                     ("'Requested string is far too large:  " + number + "\n'").c_str());
     };
     DynamicString text;
     EXPECT_EQ(text.setByteSize(262144), ReadableString::RC_OK);
     text.assign("abc");
     EXPECT_EQ(text.setByteSize(262145), ReadableString::RC_NO_SPACE);
-    expectTooLarge("262145");
+    expectTooLarge(262145u);
     EXPECT_EQ(text.ensureFreeBytes(0xFFFFFFF0), ReadableString::RC_NO_SPACE); // the sum would wrap to a small one
-    expectTooLarge("4294967295");
+    expectTooLarge(4294967295u);
     EXPECT_STREQ(text.getData(), "abc");
 
     const std::string large(262144, 'x');
     const DynamicString copy{ReadableString(large.c_str())};
-    expectTooLarge("262145");
+    expectTooLarge(262145u);
     expectFailedCheck(Ostrel::Severity::FATAL, "DynamicString", 45, "RC_OK == growAndAssign(orig)");
     EXPECT_EQ(copy.getData(), nullptr);
     const DynamicString huge("abc", UINT_MAX);
-    expectTooLarge("4294967295");
+    expectTooLarge(4294967295u);
     expectFailedCheck(Ostrel::Severity::FATAL, "DynamicString", 0, "RC_OK == setByteSize(len + 1)");
     EXPECT_EQ(huge.getData(), nullptr);
 
     text.setByteSize(262144 - 5);
     EXPECT_EQ(text.growAndAppend(large.c_str()), ReadableString::RC_NO_SPACE);
-    expectTooLarge("524284");
+    expectTooLarge(524284u);
     EXPECT_EQ(text.getByteLength(), 262144u - 6); // what fits is appended all the same
 }
 
