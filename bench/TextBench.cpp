@@ -24,10 +24,7 @@ std::string makeLetters(size_t size, char first)
 /// As in a page of German, Russian and Chinese: characters of 1, 2, 3 and now and then 4 bytes.
 std::string makeMixed(size_t size)
 {
-    static const char* const PIECES[] = {"Gr\xC3\xBC\xC3\x9F"
-                                         "e ",
-                                         "\xD0\x9C\xD0\xB8\xD1\x80, ", "\xE4\xB8\xAD\xE6\x96\x87 text ",
-                                         "\xF0\x9F\x98\x80", "plain words "};
+    static const char* const PIECES[] = {"Grüße ", "Мир, ", "中文 text ", "😀", "plain words "};
     std::string text;
     for (unsigned int i = 0; text.size() < size; ++i)
         text += PIECES[i * i % 7 % 5];

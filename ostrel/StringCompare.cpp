@@ -15,10 +15,11 @@ unsigned int tableSearch(unsigned int codePoint)
         const CaseFolding& row = CASE_FOLDINGS[middle];
         if (row.source == codePoint)
             return row.folded;
-        if (row.source < codePoint)
+        if (row.source < codePoint) {
             low = middle + 1;
-        else
+        } else {
             high = middle;
+        }
     }
     return codePoint;
 }
@@ -99,12 +100,23 @@ bool isSameAscii(Lanes a, Lanes b)
     return ((a | b) & LANE_TOPS) == 0 && (differing & ~letters) == 0;
 }
 
+/// All of 1 to `LANE_COUNT` - 1 bytes in one word, some of them twice.
+Lanes loadShort(const char* text, size_t size)
+{
+    const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(text);
+    if (size >= sizeof(uint32_t)) // never where words have 32 bits
+        return static_cast<Lanes>(loadU32(bytes) | uint64_t(loadU32(bytes + size - sizeof(uint32_t))) << 32);
+    return bytes[0] | Lanes(bytes[size / 2]) << 8 | Lanes(bytes[size - 1]) << 16;
+}
+
 /// Bytes from the start, at most `size`, in which both texts are ASCII and equal when folded; found by whole words, so
 /// there may be a few more.
 size_t countSameAscii(const char* a, const char* b, size_t size)
 {
-    if (size < LANE_COUNT)
+    if (size == 0)
         return 0;
+    if (size < LANE_COUNT)
+        return isSameAscii(loadShort(a, size), loadShort(b, size)) ? size : 0;
     size_t offset = 0;
     for (; offset <= size - LANE_COUNT; offset += LANE_COUNT) {
         if (!isSameAscii(loadWord<Lanes>(a + offset), loadWord<Lanes>(b + offset)))
