@@ -162,18 +162,20 @@ bool isPlain(const char* text, const char* end)
 {
     if (end - text < BLOCK_SIZE)
         return isShortPlain(text, static_cast<size_t>(end - text));
-    for (; end - text > BLOCK_SIZE; text += BLOCK_SIZE)
+    for (; end - text > BLOCK_SIZE; text += BLOCK_SIZE) {
         if (findSpecials(text) != 0)
             return false;
+    }
     // The last block overlaps what was found plain.
     return findSpecials(end - BLOCK_SIZE) == 0;
 }
 
 const char* findSpecial(const char* at, const char* end)
 {
-    for (; end - at >= BLOCK_SIZE; at += BLOCK_SIZE)
+    for (; end - at >= BLOCK_SIZE; at += BLOCK_SIZE) {
         if (const uint64_t found = findSpecials(at))
             return at + firstByte(found);
+    }
     if (isShortPlain(at, static_cast<size_t>(end - at)))
         return end;
     while (ESCAPES[*at] == COPIED)
@@ -197,8 +199,7 @@ uint64_t EscapedPiece::countEscaped() const
 {
     uint64_t size = _size;
     for (const char* at = _text; (at = findSpecial(at, _end)) != _end; ++at)
-        if (ESCAPES[*at] != DROPPED)
-            ++size;
+        size += ESCAPES[*at] != DROPPED ? 1 : 0;
     return size;
 }
 
