@@ -92,9 +92,10 @@ TEST_F(BufferedOutputStreamTest, DataThatWouldFillTheBufferGoesOutDirectly)
         std::string log;
         {
             BufferedOutputStream out(SharedPtr<OutputStream>(new RecordingTarget(log)), c.size);
-            for (const char* text : c.writes)
-                EXPECT_EQ(out.write(bytes(text), static_cast<unsigned int>(strlen(text))),
-                          static_cast<int>(strlen(text)));
+            for (const char* text : c.writes) {
+                const int size = static_cast<int>(strlen(text));
+                EXPECT_EQ(out.write(bytes(text), static_cast<unsigned int>(size)), size);
+            }
         }
         EXPECT_EQ(log, c.log);
     }
