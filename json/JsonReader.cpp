@@ -26,6 +26,8 @@ bool isLocalePointDot()
     return point[0] == '.' && point[1] == '\0';
 }
 
+const int LONGEST_LITERAL = 5;
+
 int getHexValue(unsigned char byte)
 {
     if (byte >= '0' && byte <= '9')
@@ -132,6 +134,21 @@ const char* JsonReader::skipBlanks(const char* cur)
     return nullptr;
 }
 
+/// `at` is known to hold the literal's first byte.
+inline const char* JsonReader::readLiteral(const char* at, const char* literal, size_t length)
+{
+    if (_end - at >= LONGEST_LITERAL) {
+        // The last four bytes are all but the first one, which is known, or all; their number makes it one comparison.
+        const char* const behind = at + length;
+        return memcmp(behind - 4, literal + length - 4, 4) == 0 ? behind : nullptr;
+    }
+    for (const char* const end = literal + length; literal != end; ++literal, ++at) {
+        if ((at = ensureByte(at)) == nullptr || *at != *literal)
+            return nullptr;
+    }
+    return at;
+}
+
 const char* JsonReader::readValue(const char* at, size_t keySize)
 {
     switch (*at) {
@@ -212,17 +229,6 @@ const char* JsonReader::readArray(const char* at, size_t keySize)
     return cur + 1;
 }
 
-const char* JsonReader::readLiteral(const char* at, const char* literal, size_t length)
-{
-    if (static_cast<size_t>(_end - at) >= length)
-        return memcmp(at, literal, length) == 0 ? at + length : nullptr;
-    for (const char* const end = literal + length; literal != end; ++literal, ++at) {
-        if ((at = ensureByte(at)) == nullptr || *at != *literal)
-            return nullptr;
-    }
-    return at;
-}
-
 const char* JsonReader::readString(const char* at, size_t keySize)
 {
     const char* const text = at + 1;
@@ -256,6 +262,55 @@ const char* JsonReader::terminateInWindow(const char* text)
     if (cur == _end || *cur != '"')
         return nullptr;
     _window[cur - _window] = '\0';
+    return cur + 1;
+}
+
+inline const char* JsonReader::readCodePoint(const char* cur, unsigned int& codePoint)
+{
+    unsigned int gathered = 0;
+    for (int i = 0; i < 4; ++i, ++cur) {
+        if ((cur = ensureByte(cur)) == nullptr)
+            return nullptr;
+        const int value = getHexValue(static_cast<unsigned char>(*cur));
+        if (value < 0)
+            return nullptr;
+        gathered = gathered << 4 | static_cast<unsigned int>(value);
+    }
+    codePoint = gathered;
+    return cur;
+}
+
+/// Reads what follows a backslash. Any byte without a meaning stands for itself.
+inline const char* JsonReader::readEscape(const char* cur, char*& out)
+{
+    if ((cur = ensureByte(cur)) == nullptr)
+        return nullptr;
+    switch (*cur) {
+    case 'b':
+        *out++ = '\b';
+        break;
+    case 'f':
+        *out++ = '\f';
+        break;
+    case 'n':
+        *out++ = '\n';
+        break;
+    case 'r':
+        *out++ = '\r';
+        break;
+    case 't':
+        *out++ = '\t';
+        break;
+    case 'u': {
+        unsigned int codePoint = 0;
+        if ((cur = readCodePoint(cur + 1, codePoint)) != nullptr)
+            out += Ostrel::convertUnicodeToUtf8(out, codePoint, MAX_UTF8_SIZE);
+        return cur;
+    }
+    default:
+        *out++ = *cur;
+        break;
+    }
     return cur + 1;
 }
 
@@ -296,53 +351,6 @@ const char* JsonReader::readText(const char* cur, size_t offset, size_t& behind)
     }
     *out++ = '\0';
     behind = static_cast<size_t>(out - _scratch.getData());
-    return cur;
-}
-
-/// Reads what follows a backslash. Any byte without a meaning stands for itself.
-const char* JsonReader::readEscape(const char* cur, char*& out)
-{
-    if ((cur = ensureByte(cur)) == nullptr)
-        return nullptr;
-    switch (*cur) {
-    case 'b':
-        *out++ = '\b';
-        break;
-    case 'f':
-        *out++ = '\f';
-        break;
-    case 'n':
-        *out++ = '\n';
-        break;
-    case 'r':
-        *out++ = '\r';
-        break;
-    case 't':
-        *out++ = '\t';
-        break;
-    case 'u': {
-        unsigned int codePoint = 0;
-        if ((cur = readCodePoint(cur + 1, codePoint)) != nullptr)
-            out += Ostrel::convertUnicodeToUtf8(out, codePoint, MAX_UTF8_SIZE);
-        return cur;
-    }
-    default:
-        *out++ = *cur;
-        break;
-    }
-    return cur + 1;
-}
-
-const char* JsonReader::readCodePoint(const char* cur, unsigned int& codePoint)
-{
-    for (int i = 0; i < 4; ++i, ++cur) {
-        if ((cur = ensureByte(cur)) == nullptr)
-            return nullptr;
-        const int value = getHexValue(static_cast<unsigned char>(*cur));
-        if (value < 0)
-            return nullptr;
-        codePoint = codePoint << 4 | static_cast<unsigned int>(value);
-    }
     return cur;
 }
 
