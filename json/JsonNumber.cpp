@@ -15,7 +15,7 @@ const int MOST_DIGITS = 19; // of which every number fits into 64 bits
 const int LEAST_POWER = -64;
 const int GREATEST_POWER = 55; // the last power of five that fits into 128 bits
 
-const unsigned long long GREATEST_EXACT_INTEGER = 1ULL << 53;
+const unsigned long long GREATEST_EXACT_INTEGER = 999999999999999; // below 2^53; long fractions are never near it
 const int GREATEST_EXACT_POWER = 22;
 const double EXACT_POWERS_OF_TEN[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                       1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
@@ -163,7 +163,7 @@ inline uint32_t combineDigits(uint64_t bytes)
 /// Appends the digits at `text`: eight at a time, then one by one, which is best where there are few.
 inline const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
 {
-    for (; end - text >= 8 && findOthers(Ostrel::loadU64(text)) == 0; text += 8)
+    for (; end - text >= 8 && isDigit(text[7]) && findOthers(Ostrel::loadU64(text)) == 0; text += 8)
         digits = digits * 100000000 + combineDigits(Ostrel::loadU64(text));
     return gatherRest(text, end, digits);
 }
