@@ -14,6 +14,8 @@ namespace json {
 namespace {
 
 const unsigned int MAX_UTF8_SIZE = 6;
+const int LONGEST_LITERAL = 5;
+const int SMALL_INDENTATION = 7;
 
 bool isBlank(char byte)
 {
@@ -25,9 +27,6 @@ bool isLocalePointDot()
     const char* point = nl_langinfo(RADIXCHAR);
     return point[0] == '.' && point[1] == '\0';
 }
-
-const int LONGEST_LITERAL = 5;
-const int SMALL_INDENTATION = 7;
 
 int getHexValue(unsigned char byte)
 {
@@ -105,6 +104,8 @@ const char* JsonReader::refill()
     return _window;
 }
 
+// The steps below are inline, though large, so that the compiler may merge them along the descent.
+
 /// The first byte that is no white space; null when there is none.
 inline const char* JsonReader::findToken(const char* cur)
 {
@@ -119,8 +120,7 @@ inline const char* JsonReader::findToken(const char* cur)
 
 const char* JsonReader::skipBlanks(const char* cur)
 {
-    // A small indentation is walked: branches that are guessed right do not wait for the bytes as a block's result
-    // does.
+    // A small indentation is walked: a branch guessed right does not wait for its byte, as a block's result does.
     if (_end - cur >= SMALL_INDENTATION) {
         for (const char* const walked = cur + SMALL_INDENTATION; cur != walked; ++cur) {
             if (!isBlank(*cur))
@@ -184,7 +184,7 @@ const char* JsonReader::readValue(const char* at, size_t keySize)
     }
 }
 
-const char* JsonReader::readObject(const char* at, size_t keySize)
+inline const char* JsonReader::readObject(const char* at, size_t keySize)
 {
     // A collection that lies too deep stays counted, which is how `read` knows.
     if (++_depth > MAX_DEPTH)
@@ -221,7 +221,7 @@ inline const char* JsonReader::readShortText(const char* text, size_t offset, si
 }
 
 /// Key, colon, value, and on to the token behind.
-const char* JsonReader::readMember(const char* at)
+inline const char* JsonReader::readMember(const char* at)
 {
     if (*at != '"')
         return nullptr;
@@ -237,7 +237,7 @@ const char* JsonReader::readMember(const char* at)
     return findToken(cur);
 }
 
-const char* JsonReader::readArray(const char* at, size_t keySize)
+inline const char* JsonReader::readArray(const char* at, size_t keySize)
 {
     if (++_depth > MAX_DEPTH)
         return nullptr;
@@ -256,7 +256,7 @@ const char* JsonReader::readArray(const char* at, size_t keySize)
     return cur + 1;
 }
 
-const char* JsonReader::readString(const char* at, size_t keySize)
+inline const char* JsonReader::readString(const char* at, size_t keySize)
 {
     const char* const text = at + 1;
     const char* cur = _window == nullptr ? nullptr : terminateInWindow(text);
@@ -383,7 +383,7 @@ const char* JsonReader::readText(const char* cur, size_t offset, size_t& behind)
     return cur;
 }
 
-const char* JsonReader::readNumber(const char* at, size_t keySize)
+inline const char* JsonReader::readNumber(const char* at, size_t keySize)
 {
     JsonNumber number;
     const char* token = at;
@@ -412,6 +412,7 @@ const char* JsonReader::readNumber(const char* at, size_t keySize)
     _handler->onDouble(_parser, getKey(keySize), number.real);
     return cur;
 }
+
 /// Reads a number byte by byte into the scratch, from `used` on. Where the window ends behind a number, the stream has
 /// ended too, and the position returned is the end.
 const char* JsonReader::collectNumber(const char* at, size_t& used)

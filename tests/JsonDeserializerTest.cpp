@@ -93,24 +93,17 @@ TEST_F(JsonDeserializerTest, EventsReachTheHandlerOfTheirCollection)
 {
     outer.handOut = {{"a", &inner}, {"self", &outer}};
     inner.handOut = {{"k", &third}};
-    struct Case
-    {
-        const char* document;
-        const char* log;
-    };
-    static const Case CASES[] = {
+    static const std::pair<const char*, const char*> CASES[] = {
         {"[1,2.5,\"x\",true,null]", "o:reset o:[ o:1 o:2.500000 o:x o:true o:null o:]"},
         {"{\"a\":{\"x\":1},\"b\":2}", "o:reset o:{ o:a={ i:x=1 o:} o:b=2 o:}"},
         {"{\"a\":[[1],{}],\"b\":[2]}", "o:reset o:{ o:a=[ i:[ i:1 i:] i:{ i:} o:] o:b=[ o:2 o:] o:}"},
         {"{\"a\":{\"k\":[7],\"l\":8},\"b\":9}", "o:reset o:{ o:a={ i:k=[ t:7 i:] i:l=8 o:} o:b=9 o:}"},
         {"{\"self\":[1],\"b\":2}", "o:reset o:{ o:self=[ o:1 o:] o:b=2 o:}"},
         {"{\"a\":{},\"a\":[3]}", "o:reset o:{ o:a={ o:} o:a=[ i:3 o:] o:}"},
-        {"4294967297", "o:reset o:4294967297"},
-    };
-    for (const Case& c : CASES) {
-        SCOPED_TRACE(c.document);
-        EXPECT_EQ(parse(c.document, outer), 0);
-        EXPECT_EQ(log, c.log);
+        {"4294967297", "o:reset o:4294967297"}};
+    for (const auto& [document, expected] : CASES) {
+        EXPECT_EQ(parse(document, outer), 0);
+        EXPECT_EQ(log, expected) << document;
         EXPECT_EQ(deserializer.getErrorString(), nullptr);
     }
     outer.handOut = {{"", &inner}};
@@ -154,10 +147,7 @@ TEST_F(JsonDeserializerTest, AnEventMayParseAnotherStream)
         int result;
         const char* log;
     };
-    static const Case CASES[] = {
-        {"[5]", 0, "t:reset t:[ t:5 t:]"},
-        {"[5,{\"k\":[", -1, "t:reset t:[ t:5 t:{ t:k=["},
-    };
+    static const Case CASES[] = {{"[5]", 0, "t:reset t:[ t:5 t:]"}, {"[5,{\"k\":[", -1, "t:reset t:[ t:5 t:{ t:k=["}};
     for (const Case& c : CASES) {
         SCOPED_TRACE(c.inner);
         const auto parseInner = [&](WeakPtr<Deserializer> source) {
