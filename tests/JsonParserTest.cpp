@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <sstream>
 
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/JsonEventLog.h"
@@ -75,6 +76,16 @@ Outcome parse(const std::string& document)
     return expected;
 }
 
+/// The parts of a text that are separated by bars.
+std::vector<std::string> split(const std::string& text)
+{
+    std::vector<std::string> parts;
+    std::stringstream stream(text);
+    for (std::string part; std::getline(stream, part, '|');)
+        parts.push_back(part);
+    return parts;
+}
+
 std::string repeat(const std::string& text, int count)
 {
     std::string result;
@@ -102,29 +113,9 @@ TEST(JsonParserTest, DocumentsGiveTheirEvents)
         EXPECT_EQ(parse(c.input), (Outcome{EXCESS, c.expected})) << c.input;
     EXPECT_EQ(parse(std::string("1\0", 2)), (Outcome{EXCESS, "i1"}));
 
-    for (const char* document : {"",
-                                 " \n ",
-                                 "[12abc]",
-                                 "[1,]",
-                                 "[,1]",
-                                 "[1 2]",
-                                 "{\"a\":1,}",
-                                 "{\"a\"}",
-                                 "{\"a\" 1}",
-                                 "{\"a\":}",
-                                 "{,}",
-                                 "{1:2}",
-                                 "[}",
-                                 "{]",
-                                 "]",
-                                 "trux",
-                                 "False",
-                                 "nul ",
-                                 "falsy",
-                                 "\v1",
-                                 "'a'",
-                                 "[1,\v2]                    ",
-                                 "[1,                    \f2]"})
+    for (const std::string& document : split("| \n |[12abc]|[1,]|[,1]|[1 2]|{\"a\":1,}|{\"a\"}|{\"a\" "
+                                             "1}|{\"a\":}|{,}|{1:2}|[}|{]|]|trux|False|nul |falsy|"
+                                             "\v1|'a'|[1,\v2]                    |[1,                    \f2]"))
         EXPECT_EQ(parse(document).error, INVALID) << document;
     EXPECT_EQ(parse("{\"a\":[1,}"), (Outcome{INVALID, "{ a=[ i1"})) << "what was sent stays sent";
 }
@@ -142,35 +133,16 @@ TEST(JsonParserTest, NumbersFollowTheGrammarAndTheirLimits)
     expect("-0", "", "i0");
     expect("-007", "", "i-7");
     expect("00000000000000000000000000000001", "", "i1");
-    for (const char* bad : {"9223372036854775807", "9223372036854775808", "18446744073709551616",
-                            "18446744073709551617", "-9223372036854775808", "123456789012345678901", "-", "+1", ".5",
-                            "1.", "1.e5", "1e", "1E+", "1e-", "1.0e", "-.5", "--1"})
+    for (const std::string& bad :
+         split("9223372036854775807|9223372036854775808|18446744073709551616|18446744073709551617|-9223372036854775808|"
+               "123456789012345678901|-|+1|.5|1.|1.e5|1e|1E+|1e-|1.0e|-.5|--1"))
         expect(bad, INVALID, "");
-    for (const char* real : {"1.0",
-                             "1e0",
-                             "-0.0",
-                             "-0e5",
-                             "1E5",
-                             "25e-1",
-                             "1e+2",
-                             "0.1",
-                             "1e22",
-                             "1e23",
-                             "1e999",
-                             "-1e999",
-                             "1e-999",
-                             "0e999999999999999999999",
-                             "1e99999999999999999999",
-                             "1e-99999999999999999999",
-                             "4.9e-324",
-                             "2.2250738585072011e-308",
-                             "1.7976931348623159e308",
-                             "9007199254740993.0",
-                             "9007199254740993.00000000000000000001",
-                             "12345678.12345678",
-                             "1.23456789012345678"}) {
+    for (const std::string& real :
+         split("1.0|1e0|-0.0|-0e5|1E5|25e-1|1e+2|0.1|1e22|1e23|1e999|-1e999|1e-999|0e999999999999999999999|4.9e-324|"
+               "1e99999999999999999999|1e-99999999999999999999|2.2250738585072011e-308|1.7976931348623159e308|"
+               "9007199254740993.0|9007199254740993.00000000000000000001|12345678.12345678|1.23456789012345678")) {
         char event[40];
-        snprintf(event, sizeof(event), "d%.17g", strtod(real, nullptr));
+        snprintf(event, sizeof(event), "d%.17g", strtod(real.c_str(), nullptr));
         expect(real, "", event);
     }
 }
@@ -283,8 +255,8 @@ TEST(JsonParserTest, TokensOfAnyLengthCrossEveryWindow)
 
 TEST(JsonParserTest, StreamsAreAskedForTheRightAmountsAndNotBeyondTheEnd)
 {
-    for (const char* document : {"[1]x,y", "1x,y", "truex,y", "trx,y", "-x,y", "1.x,y", "1e+x,y", "\"\\u12x,y", "{x,y",
-                                 "{\"a\"x,y", "[1 x,y"}) {
+    for (const std::string& document :
+         split("[1]x,y|1x,y|truex,y|trx,y|-x,y|1.x,y|1e+x,y|\"\\u12x,y|{x,y|{\"a\"x,y|[1 x,y")) {
         PieceStream stream(document);
         EXPECT_EQ(json::JsonParser().parseUnbuffered(&stream), -1);
         EXPECT_EQ(stream.getRest(), ",y") << document;
