@@ -59,7 +59,20 @@ WritableString::ReturnCode WritableString::insert(unsigned int index, const Read
     if (position < 0)
         return RC_INVALID_INDEX;
 
-    const unsigned int offset = static_cast<unsigned int>(position);
+    return insertAt(static_cast<unsigned int>(position), byteLength, source);
+}
+
+WritableString::ReturnCode WritableString::append(const ReadableString& source)
+{
+    if (_byteSize == 0)
+        return RC_NO_SPACE;
+    const unsigned int byteLength = getByteLength();
+    return insertAt(byteLength, byteLength, source);
+}
+
+WritableString::ReturnCode WritableString::insertAt(unsigned int offset, unsigned int byteLength,
+                                                    const ReadableString& source)
+{
     const unsigned int sourceLength = source.getByteLength();
     const unsigned int freeBytes = byteLength < _byteSize ? _byteSize - byteLength - 1 : 0;
     if (sourceLength > freeBytes)
