@@ -89,15 +89,13 @@ WritableString::ReturnCode WritableString::insertAt(unsigned int offset, unsigne
 WritableString::ReturnCode WritableString::insertCut(unsigned int offset, const char* source, unsigned int sourceLength)
 {
     const unsigned int room = _byteSize - 1 - offset;
-    if (room == 0)
-        return RC_NO_SPACE;
     char* const gap = getStorage() + offset;
     unsigned int kept = 0;
     if (sourceLength <= room) {
         kept = getFittingLength(gap, room - sourceLength);
         moveBytes(gap + sourceLength, gap, kept);
     } else {
-        sourceLength = getFittingLength(source, room); // may be 0; the tail goes all the same
+        sourceLength = getFittingLength(source, room); // may be 0; the tail, if there is one, goes all the same
     }
     moveBytes(gap, source, sourceLength);
     gap[sourceLength + kept] = '\0';

@@ -260,7 +260,7 @@ TEST_F(StringTest, OversizeTextsAreReportedAndLeaveAllAsItWas)
     text.assign("abc");
     EXPECT_EQ(text.setByteSize(262145), ReadableString::RC_NO_SPACE);
     expectTooLarge(262145u);
-    EXPECT_EQ(text.ensureFreeBytes(0xFFFFFFF0), ReadableString::RC_NO_SPACE); // the sum would wrap to a small one
+    EXPECT_EQ(text.ensureFreeBytes(UINT_MAX), ReadableString::RC_NO_SPACE); // the sum would wrap to a small one
     expectTooLarge(4294967295u);
     EXPECT_STREQ(text.getData(), "abc");
 
