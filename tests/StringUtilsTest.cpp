@@ -89,8 +89,7 @@ TEST(StringUtilsTest, StepsOverWhatIsNoLead)
     EXPECT_EQ(getPreviousChar(p + 4, p), p + 2);
     EXPECT_EQ(getPreviousChar(p + 2, p + 1), nullptr);
     EXPECT_EQ(getPreviousChar(p, p), nullptr);
-    EXPECT_EQ(Utf8CharCount("a\x80"), -1);
-    EXPECT_EQ(Utf8CharCount(Exact("ab\xF0\x9F")), 3);
+    EXPECT_TRUE(Utf8CharCount("a\x80") == -1 && Utf8CharCount(Exact("ab\xF0\x9F")) == 3);
     EXPECT_TRUE(Utf8CharLen('\xBF') == -1 && Utf8CharLen('\xFB') == 5 && Utf8CharLen('\xFF') == 8);
     EXPECT_DEATH(getNextChar(nullptr), "StringUtils.cpp.*Assertion `str' failed");
     EXPECT_DEATH(getPreviousChar(nullptr, nullptr), "StringUtils.cpp.*Assertion `str' failed");
@@ -212,12 +211,9 @@ TEST(StringUtilsTest, PrintsOneGroupACharacter)
 TEST(StringUtilsTest, FoldsByTheTable)
 {
     uint32_t sum = 0; // of all rows, against slips in single ones
-    unsigned int previous = 0;
     for (const CaseFolding& row : CASE_FOLDINGS) {
-        EXPECT_GT(row.source, previous);
         EXPECT_EQ(tableSearch(row.source), row.folded);
         sum = (sum * 31 + row.source) * 31 + row.folded;
-        previous = row.source;
     }
     EXPECT_EQ(sum, 3855720627u);
     for (const unsigned int codePoint : {0u, 0x40u, 0x242u, 0x10428u, 0xFFFFFFFFu})
