@@ -97,8 +97,9 @@ bool DataObjectHandler::handleDataObject(AutoPtr<DataObject> node, const char* k
 {
     if (m_objectStack.isEmpty()) {
         m_dataObject = SharedPtr<DataObject>(std::move(node));
+        const bool isKept = m_dataObject.get() != nullptr;
         pushRoot();
-        return m_dataObject.get() != nullptr;
+        return isKept;
     }
 
     const DataObjectHandlerInfo* top = getTopOfStack().get();
