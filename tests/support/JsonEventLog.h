@@ -45,6 +45,19 @@ private:
     }
 };
 
+/// The events of a parse, and behind them `!` and the error, if there was one.
+template <class Parse>
+std::string observe(const Parse& parse)
+{
+    JsonEventLog log;
+    json::JsonParser parser(&log);
+    const int result = parse(parser);
+    const char* const error = parser.getErrorString();
+    if (result != (error == nullptr ? 0 : -1))
+        return "result and error contradict each other";
+    return log.text + (error == nullptr ? "" : std::string("!") + error);
+}
+
 /// Delivers text in pieces, whose sizes repeat, and writes down what was asked for.
 class PieceStream : public Ostrel::InputStream
 {
