@@ -45,12 +45,13 @@ public:
     std::function<void(WeakPtr<Deserializer>)> onEvent; ///< Called once.
 
 private:
-    /// Makes the call, if one is left and there is somebody to make it to, and gives the handler for that key.
+    /// Makes the call first, if one is left: keys and values have to outlive a parse in between. Gives the handler for
+    /// the key.
     Handler* add(const char* key, const std::string& event, WeakPtr<Deserializer> source = nullptr)
     {
-        _log += (_log.empty() ? "" : " ") + _name + (key == nullptr ? ":" : std::string(":") + key + "=") + event;
         if (source.get() != nullptr && onEvent)
             std::exchange(onEvent, nullptr)(source);
+        _log += (_log.empty() ? "" : " ") + _name + (key == nullptr ? ":" : std::string(":") + key + "=") + event;
         const auto found = handOut.find(key == nullptr ? "" : key);
         return found == handOut.end() ? nullptr : found->second;
     }
@@ -156,13 +157,13 @@ TEST_F(JsonDeserializerTest, AnEventMayParseAnotherStream)
         outer.handOut = {{"a", &inner}};
         inner.onEvent = parseInner;
         EXPECT_EQ(parse("{\"a\":{\"x\":\"s\",\"y\":[1]},\"b\":2}", outer), 0);
-        EXPECT_EQ(log, std::string("o:reset o:{ o:a={ i:x=s ") + events + " i:y=[ i:1 i:] o:} o:b=2 o:}");
+        EXPECT_EQ(log, std::string("o:reset o:{ o:a={ ") + events + " i:x=s i:y=[ i:1 i:] o:} o:b=2 o:}");
         EXPECT_EQ(deserializer.getErrorString(), nullptr);
 
         outer.handOut = {{"", &inner}};
         outer.onEvent = parseInner; // in the start event, before the collection is handed over
         EXPECT_EQ(parse("[1]", outer), 0);
-        EXPECT_EQ(log, std::string("o:reset o:[ ") + events + " i:1 o:]");
+        EXPECT_EQ(log, std::string("o:reset ") + events + " o:[ i:1 o:]");
     }
 }
 
