@@ -176,7 +176,8 @@ TEST(JsonParserTest, EscapesAndBytesOfStrings)
         EXPECT_EQ(parse(quoted), "s" + text) << quoted;
         EXPECT_EQ(parse("{" + quoted + ":" + quoted + ",\"z\":1}"), "{ " + text + "=s" + text + " z=i1 }");
     }
-    for (const char* bad : {R"("\u12")", R"("\u12g4")", R"("\u 1a2")", R"("\u+1a2")", R"("\u0x12")", R"("\")"}) {
+    for (const char* bad :
+         {R"("\u12")", R"("\u12g4")", R"("\u 1a2")", R"("\u+1a2")", R"("\u0x12")", R"("\u00!1")", R"("\")"}) {
         EXPECT_EQ(parse(bad), INVALID) << bad;
         EXPECT_EQ(parse(std::string("{") + bad + ":1}"), std::string("{") + INVALID) << bad;
     }
@@ -254,10 +255,10 @@ TEST(JsonParserTest, DescriptorsAreReadThroughACopy)
     EXPECT_EQ(fcntl(ends[0], F_GETFL) & O_NONBLOCK, O_NONBLOCK) << "open, and non-blocking now";
     const int next = dup(ends[0]);
     EXPECT_EQ(next, ends[1] + 1) << "a descriptor leaked";
+    close(next);
     // The write end cannot be opened for reading, which is found out with the copy already made.
     for (int unreadable : {-1, ends[1]})
         EXPECT_EQ(observe([&](json::JsonParser& parser) { return parser.parse(unreadable, 0U); }), INVALID);
-    close(next);
     EXPECT_EQ(dup(ends[0]), next) << "a descriptor leaked";
     for (int fd : {ends[0], ends[1], next})
         close(fd);
