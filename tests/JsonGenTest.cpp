@@ -32,10 +32,11 @@ std::string escapeSlowly(const char* text)
     for (const char* at = text == nullptr ? "(null)" : text; *at != '\0'; ++at) {
         const size_t letter = letters.find(*at);
         counted += letter == std::string::npos ? 1 : 2;
-        if (letter != std::string::npos)
+        if (letter != std::string::npos) {
             (written += '\\') += "\"\\/btnfr"[letter];
-        else if (static_cast<unsigned char>(*at) >= 32 && *at != 127)
+        } else if (static_cast<unsigned char>(*at) >= 32 && *at != 127) {
             written += *at;
+        }
     }
     written.resize(counted, ' ');
     return written;
@@ -122,10 +123,11 @@ struct Model
     {
         if (text.size() + size < capacity)
             return true;
-        if (frozen)
+        if (frozen) {
             levels.back() = 6;
-        else
+        } else {
             capacity = (text.size() + size + spare + 31) / 32 * 32;
+        }
         return !frozen;
     }
 
@@ -174,10 +176,11 @@ struct Model
         }
         for (const std::string& piece : call.pieces)
             put(piece);
-        if (call.kind == START)
+        if (call.kind == START) {
             levels.push_back(call.pieces.back() == "{" ? 1 : 3);
-        else if (levels.size() == 1)
+        } else if (levels.size() == 1) {
             levels.back() = 5;
+        }
     }
 };
 
@@ -241,9 +244,10 @@ TEST(JsonGenTest, IntegersAreWrittenAsTheLogarithmCountsThem)
     const long long DISTANCES[] = {0, 1, 2, 3, 21, 22, 407, 408, 4160, 4161, 50000, 100001};
     std::vector<long long> values{0, INT_MAX, INT_MIN, LLONG_MAX, LLONG_MIN, LLONG_MIN + 1};
     for (long long power = 1;; power *= 10) {
-        for (long long distance : DISTANCES)
+        for (long long distance : DISTANCES) {
             for (long long value : {power - distance, power + distance, distance - power, -power - distance})
                 values.push_back(value);
+        }
         if (power > LLONG_MAX / 10)
             break;
     }
@@ -266,9 +270,10 @@ TEST(JsonGenTest, StringsAreEscapedAsByteByByte)
     static const char COMMON[] = "abc \"/\\\x01\x1f\x7f\x80\xff\n\t.!#0[]";
     for (int round = 0; round < 20000; ++round) {
         std::string text(random() % 70, 'x');
-        for (unsigned int specials = random() % 4; specials > 0 && !text.empty(); --specials)
+        for (unsigned int specials = random() % 4; specials > 0 && !text.empty(); --specials) {
             text[random() % text.size()] =
                 random() % 2 == 0 ? COMMON[random() % (sizeof(COMMON) - 1)] : static_cast<char>(1 + random() % 255);
+        }
         const std::vector<char> exact(text.c_str(), text.c_str() + text.size() + 1); // nothing readable behind it
         JsonGen gen;
         gen.appendEscapedStringToBuffer(exact.data()).nullTerminate();
