@@ -207,7 +207,8 @@ template <class T, unsigned int N>
 T* DynamicArrayList<T, N>::allocateMore(unsigned int& capacity)
 {
     // For an array beyond the address space even this form of `new` throws; 64 bytes are more than its own header.
-    const uint64_t most = std::min<uint64_t>(std::numeric_limits<unsigned int>::max(), (PTRDIFF_MAX - 64) / sizeof(T));
+    const uint64_t fitting = (PTRDIFF_MAX - 64) / sizeof(T); // NOLINT(bugprone-sizeof-expression): T may be a pointer
+    const uint64_t most = std::min<uint64_t>(std::numeric_limits<unsigned int>::max(), fitting);
     const uint64_t wanted = uint64_t{this->_size} + N;
     if (wanted > most)
         return nullptr;
