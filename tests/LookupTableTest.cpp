@@ -1,4 +1,3 @@
-#include <clocale>
 #include <map>
 #include <random>
 
@@ -13,11 +12,6 @@ using Ostrel::Severity;
 using TextTable = DynamicLookupTable<int, const char*>;
 
 namespace {
-
-int signOf(int value)
-{
-    return (value > 0) - (value < 0);
-}
 
 struct CaseInsensitiveLess
 {
@@ -63,23 +57,6 @@ public:
 };
 
 } // namespace
-
-TEST_F(LookupTableTest, ComparisonHasTheSignOfTheCLibrarys)
-{
-    for (const char* locale : {"C", "C.UTF-8"}) {
-        SCOPED_TRACE(locale);
-        const std::string former = setlocale(LC_CTYPE, nullptr);
-        if (setlocale(LC_CTYPE, locale) == nullptr)
-            continue;
-        const Ostrel::KeyComparison<const char*, Ostrel::LessOperator<const char*>> compare;
-        for (unsigned int pair = 0; pair < 0x10000; ++pair) {
-            const char a[] = {'k', static_cast<char>(pair >> 8), 'x', '\0'};
-            const char b[] = {'K', static_cast<char>(pair), 'Y', '\0'};
-            ASSERT_EQ(signOf(compare(a, b)), signOf(strcasecmp(a, b))) << pair;
-        }
-        setlocale(LC_CTYPE, former.c_str());
-    }
-}
 
 TEST_F(LookupTableTest, SearchAgreesWithTheSpelledOutOneEvenOnRepeatedKeys)
 {
