@@ -138,14 +138,31 @@ const SharedPtr<DataObjectHandler::DataObjectHandlerInfo>& DataObjectHandler::ge
 
 void DataObjectHandler::push(DataObject* collection, DataObjectHandlerType type)
 {
-    const SharedPtr<DataObjectHandlerInfo> info(new (std::nothrow) DataObjectHandlerInfo{collection, type});
-    OSTREL_CHECK(FATAL, "0 == m_objectStack.append(info)", 0 == m_objectStack.append(info));
+    SharedPtr<DataObjectHandlerInfo> info = takeInfo();
+    if (info)
+        *info = {collection, type};
+    OSTREL_CHECK(FATAL, "0 == m_objectStack.append(info)", 0 == m_objectStack.append(std::move(info)));
 }
 
 void DataObjectHandler::pop()
 {
+    // Kept for the next collection: a document opens thousands, but never more than the stack holds at once.
+    if (!m_objectStack.isEmpty())
+        m_spareInfos.append(std::move(m_objectStack[m_objectStack.getSize() - 1]));
     OSTREL_CHECK(FATAL, "0 == m_objectStack.remove(m_objectStack.getSize() - 1)",
                  0 == m_objectStack.remove(m_objectStack.getSize() - 1));
+}
+
+/// Empty when memory is exhausted.
+SharedPtr<DataObjectHandler::DataObjectHandlerInfo> DataObjectHandler::takeInfo()
+{
+    if (m_spareInfos.isEmpty())
+        return SharedPtr<DataObjectHandlerInfo>(new (std::nothrow) DataObjectHandlerInfo{nullptr, TYPE_VALUE});
+
+    const unsigned int last = m_spareInfos.getSize() - 1;
+    SharedPtr<DataObjectHandlerInfo> info = std::move(m_spareInfos[last]);
+    m_spareInfos.remove(last);
+    return info;
 }
 
 } // namespace Ostrel

@@ -61,7 +61,8 @@ public:
     /// Opens the root, so that it stays the target of what comes after its end.
     void pushRoot();
 
-    /// The innermost open collection; an empty stack is reported (fatal) and gives an empty pointer.
+    /// The innermost open collection, valid until its end; an empty stack is reported (fatal) and gives an empty
+    /// pointer.
     const SharedPtr<DataObjectHandlerInfo>& getTopOfStack() const;
 
 private:
@@ -69,9 +70,11 @@ private:
 
     void push(DataObject* collection, DataObjectHandlerType type);
     void pop();
+    SharedPtr<DataObjectHandlerInfo> takeInfo();
 
     SharedPtr<DataObject> m_dataObject;
     FixedArrayList<SharedPtr<DataObjectHandlerInfo>, MAX_OPEN> m_objectStack;
+    FixedArrayList<SharedPtr<DataObjectHandlerInfo>, MAX_OPEN> m_spareInfos;
 };
 
 } // namespace Ostrel

@@ -109,7 +109,8 @@ int DynamicString::findAndReplace(const char* pattern, const char* replacement)
     while (pos != -1) {
         const unsigned int index = static_cast<unsigned int>(pos);
         // Byte lengths used as character counts, here and for the next start: exact for ASCII, and kept for the rest.
-        erase(index, patternBytes);
+        if (erase(index, patternBytes) != RC_OK && replacementBytes == 0)
+            return -1; // stray continuation bytes at the start belong to no character: nothing would ever change
         ensureFreeBytes(replacementBytes);
         insert(index, replacement);
         const int next = convertCharToByteOffset(index + replacementBytes, getData());

@@ -95,6 +95,8 @@ public:
     NestedScopeLock& operator=(const NestedScopeLock&) = delete;
 
 private:
+    friend class LockProbe; ///< Lets tests see which guard locked.
+
     CheckedMutex* _locked; ///< Null when this guard did not lock it.
 };
 

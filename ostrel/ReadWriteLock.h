@@ -30,7 +30,7 @@ public:
     static void wtCancelHandler(void* lock);
 
 private:
-    friend class ReadWriteLockProbe; ///< Lets tests wait until a thread really sleeps.
+    friend class LockProbe; ///< Lets tests wait until a thread really sleeps.
 
     void waitAsReader();
     void waitAsWriter();

@@ -42,10 +42,11 @@ char* ReadableString::substr(char* dest, size_t destSize, size_t pos, size_t len
     if (dest == nullptr || _data == nullptr)
         return nullptr;
     const size_t byteLength = getByteLength();
-    if (length == 0)
+    if (length == 0) {
         OSTREL_ASSERT(destSize > byteLength - pos);
-    else
+    } else {
         OSTREL_ASSERT(destSize > length);
+    }
     OSTREL_ASSERT_TEXT(pos == 0 || pos < byteLength, "pos < byteLength");
 
     // The first character's length serves for all: callers cut texts of one script.

@@ -34,7 +34,8 @@ bool isBlank(char c)
 } // namespace
 
 WritableString::WritableString(char* storage, unsigned int byteSize)
-    : ReadableString(storage), _byteSize(storage == nullptr ? 0 : byteSize)
+    : ReadableString(byteSize == 0 ? nullptr : storage), // without room for a terminator none is looked for
+      _byteSize(storage == nullptr ? 0 : byteSize)
 {}
 
 WritableString::~WritableString() = default;

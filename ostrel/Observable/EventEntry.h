@@ -75,4 +75,14 @@ private:
     char* _entry;
 };
 
+/// The entry of the event, or the end of the bytes in use.
+inline char* findEventEntry(char* buffer, int id)
+{
+    char* const last = buffer + loadU16(buffer);
+    char* entry = buffer + 4;
+    while (entry != last && EventEntry(entry).getId() != id)
+        entry += EventEntry(entry).getSize();
+    return entry;
+}
+
 } // namespace Ostrel

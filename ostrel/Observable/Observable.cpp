@@ -1,5 +1,8 @@
 #include "ostrel/Observable/Observable.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "ostrel/Observable/EventEntry.h"
 #include "ostrel/Observable/ObserverWord.h"
 #include "ostrel/Observable/StaticModel.h"
@@ -8,17 +11,78 @@ namespace Ostrel {
 
 namespace {
 
+// Not locking at all is not worth two virtual calls. Null until this source is initialized: then they are made.
+Lockable* const noLock = &NullMutex::getInstance();
+
 class LockGuard
 {
 public:
-    explicit LockGuard(Lockable* lock) : _lock(lock) { _lock->lock(); }
-    ~LockGuard() { _lock->unlock(); }
+    explicit LockGuard(Lockable* lock) : _lock(lock)
+    {
+        if (_lock != noLock)
+            _lock->lock();
+    }
+    ~LockGuard()
+    {
+        if (_lock != noLock)
+            _lock->unlock();
+    }
     LockGuard(const LockGuard&) = delete;
     LockGuard& operator=(const LockGuard&) = delete;
 
 private:
     Lockable* _lock;
 };
+
+/// Goes through the observers of one event in place.
+///
+/// A callback under a recursive lock can change the registry, though it must not. Such a pass finds its event again and
+/// goes on at the same position, so it may skip an observer, but never leaves the event's list.
+class NotificationPass
+{
+public:
+    NotificationPass(char* buffer, int event) : _buffer(buffer), _event(event) { locate(0); }
+
+    /// The word of the next observer; null past the last one.
+    const char* getNext()
+    {
+        if (_slot == _end)
+            return nullptr;
+        const char* const slot = _slot;
+        _slot += EventEntry::OBSERVER_SIZE;
+        return slot;
+    }
+
+    void stayOnEvent()
+    {
+        if (loadU16(_buffer) != _usedSize || loadU64(_entry) != _entryBegin)
+            locate(_slot - _observers);
+    }
+
+private:
+    void locate(ptrdiff_t offset);
+
+    char* const _buffer;
+    const int _event;
+    uint16_t _usedSize;
+    char* _entry;
+    uint64_t _entryBegin = 0; ///< Id, count and form, and in the short form the first observer.
+    const char* _observers;
+    const char* _slot;
+    const char* _end;
+};
+
+void NotificationPass::locate(ptrdiff_t offset)
+{
+    _usedSize = loadU16(_buffer);
+    _entry = findEventEntry(_buffer, _event);
+    const EventEntry entry(_entry);
+    const bool isEmpty = _entry == _buffer + _usedSize || entry.getCount() == 0;
+    _entryBegin = isEmpty ? 0 : loadU64(_entry); // with an observer, an entry has eight bytes at least
+    _observers = isEmpty ? _entry : entry.getObservers();
+    _end = isEmpty ? _entry : entry.getObserversEnd();
+    _slot = _observers + std::min(offset, _end - _observers);
+}
 
 } // namespace
 
@@ -50,28 +114,12 @@ Observable_ReturnCode PiloObservableImpl::notifyObservers(Observable* source, co
     if (!isOk())
         return OBSERVABLE_OK;
 
-    char* const entry = StaticModel::findEvent(_state, event).getEntry();
-    unsigned int index = 0;
-    while (const char* slot = findSlot(entry, event, index++))
+    NotificationPass pass(_state->buffer, event);
+    while (const char* slot = pass.getNext()) {
         observerFromWord(loadU32(slot))->notify(source, event, params);
+        pass.stayOnEvent();
+    }
     return OBSERVABLE_OK;
-}
-
-/// The word of the event's observer number `index`, or null past the last one.
-///
-/// Everything is read anew, since a callback under a recursive lock can change the registry, though it must not: such a
-/// pass ends early or skips an observer, but never leaves the bytes in use.
-const char* PiloObservableImpl::findSlot(char* entry, int event, unsigned int index) const
-{
-    const char* const last = _state->buffer + loadU16(_state->buffer);
-    if (last - entry < static_cast<int>(EventEntry::SHORT_HEADER_SIZE))
-        return nullptr;
-
-    const EventEntry current(entry);
-    const char* const slot = current.getObservers() + EventEntry::OBSERVER_SIZE * index;
-    if (last - slot < static_cast<int>(EventEntry::OBSERVER_SIZE))
-        return nullptr;
-    return current.getId() == event && index < current.getCount() ? slot : nullptr;
 }
 
 Observable::Observable(Lockable* lock, AutoPtr<ObservableImplementation> implementation)

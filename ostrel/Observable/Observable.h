@@ -47,8 +47,6 @@ public:
     Observable_ReturnCode notifyObservers(Observable* source, const int& event, const void* params) override;
 
 private:
-    const char* findSlot(char* entry, int event, unsigned int index) const;
-
     StaticModelState* _state;
 };
 

@@ -2,119 +2,104 @@
 
 #if UINTPTR_MAX != UINT32_MAX
 
+#include <cstring>
 #include <mutex>
 #include <new>
-#include <type_traits>
+
+#include "ostrel/AutoPtr.h"
 
 namespace Ostrel {
 
 namespace {
 
-// The first 255 observers of a process need no memory from the heap; word 0 is the null pointer's.
-Observer* firstBlock[ObserverBlocks::FIRST_SIZE];
-
-/// Finds the word of an address: open addressing over the blocks, never more than half full.
-class ObserverTable
+/// The words by address: open addressing, never more than half full. Slots are only ever filled, so that they are read
+/// without a lock.
+struct SlotTable
 {
-public:
-    static ObserverTable& getInstance();
+    std::atomic<uint32_t>& findSlot(Observer* observer) const;
 
-    uint32_t findWord(Observer* observer);
-    uint32_t makeWord(Observer* observer);
-
-private:
-    static constexpr size_t FIRST_SLOT_COUNT = 2 * ObserverBlocks::FIRST_SIZE;
-    static constexpr uint32_t WORD_LIMIT = UINT32_MAX - ObserverBlocks::FIRST_SIZE;
-
-    uint32_t& findSlot(Observer* observer);
-    bool addBlock(unsigned int block);
-    bool growSlots();
-
-    std::mutex _lock; // a leaf: nothing is called out of the table while it is held
-    uint32_t _wordCount = 1;
-    size_t _slotMask = FIRST_SLOT_COUNT - 1;
-    uint32_t* _slots = _firstSlots;
-    uint32_t _firstSlots[FIRST_SLOT_COUNT] = {};
+    size_t mask;
+    std::atomic<uint32_t>* slots;
 };
 
-ObserverTable& ObserverTable::getInstance()
-{
-    // Made at compile time and never destroyed: static observers may still be removed while the process exits.
-    static ObserverTable table;
-    static_assert(std::is_trivially_destructible<ObserverTable>::value, "registries outlive static destructors");
-    return table;
-}
+constexpr uint32_t FIRST_CAPACITY = 256;
+
+// All static and constant from the start: the first 255 observers of a process take nothing from the heap, and nothing
+// is destroyed, since static observers may still be removed while the process exits.
+Observer* firstObservers[FIRST_CAPACITY]; // word 0 is the null pointer's
+std::atomic<uint32_t> firstSlots[2 * FIRST_CAPACITY];
+SlotTable firstTable = {2 * FIRST_CAPACITY - 1, firstSlots};
+std::atomic<SlotTable*> currentTable{&firstTable};
+
+std::mutex changeLock; // a leaf, and the one for what follows
+uint32_t capacity = FIRST_CAPACITY;
+uint32_t wordCount = 1;
 
 /// The slot that holds the observer's word, or the empty one where it belongs.
-uint32_t& ObserverTable::findSlot(Observer* observer)
+std::atomic<uint32_t>& SlotTable::findSlot(Observer* observer) const
 {
-    // Neighbouring addresses differ in low bits only: multiplied by 2^64 / golden ratio, they differ in the high ones.
+    // Neighbouring addresses differ in low bits only; times 2^64 / golden ratio, they differ in the high ones.
     const uint64_t hash = reinterpret_cast<uintptr_t>(observer) * 0x9E3779B97F4A7C15u;
     for (size_t index = hash >> 32;; ++index) {
-        uint32_t& slot = _slots[index & _slotMask];
-        if (slot == 0 || observerFromWord(slot) == observer)
+        std::atomic<uint32_t>& slot = slots[index & mask];
+        const uint32_t word = slot.load(std::memory_order_acquire);
+        if (word == 0 || observerFromWord(word) == observer)
             return slot;
     }
 }
 
-uint32_t ObserverTable::findWord(Observer* observer)
+uint32_t findWord(Observer* observer)
 {
-    const std::lock_guard<std::mutex> guard(_lock);
-    return findSlot(observer);
+    return currentTable.load(std::memory_order_acquire)->findSlot(observer).load(std::memory_order_acquire);
 }
 
-uint32_t ObserverTable::makeWord(Observer* observer)
+/// Twice the room. What is replaced is left to those who may be reading it: all of it together is no more than the new.
+bool grow()
 {
-    const std::lock_guard<std::mutex> guard(_lock);
-    if (const uint32_t word = findSlot(observer))
-        return word;
-
-    const ObserverBlocks::Place place(_wordCount);
-    if (_wordCount == WORD_LIMIT || !addBlock(place.block) || (_wordCount > _slotMask / 2 && !growSlots()))
-        return 0;
-
-    ObserverBlocks::_blocks[place.block][place.offset] = observer;
-    findSlot(observer) = _wordCount;
-    return _wordCount++;
-}
-
-bool ObserverTable::addBlock(unsigned int block)
-{
-    Observer**& addresses = ObserverBlocks::_blocks[block];
-    if (addresses == nullptr)
-        addresses = new (std::nothrow) Observer*[static_cast<size_t>(ObserverBlocks::FIRST_SIZE) << block];
-    return addresses != nullptr;
-}
-
-bool ObserverTable::growSlots()
-{
-    const size_t mask = 2 * _slotMask + 1;
-    uint32_t* const old = _slots;
-    uint32_t* const slots = new (std::nothrow) uint32_t[mask + 1]();
-    if (slots == nullptr)
+    const uint32_t newCapacity = 2 * capacity;
+    const size_t slotCount = 2 * size_t{newCapacity};
+    AutoPtr<Observer*[]> observers(new (std::nothrow) Observer*[newCapacity]);
+    AutoPtr<std::atomic<uint32_t>[]> slots(new (std::nothrow) std::atomic<uint32_t>[slotCount]());
+    AutoPtr<SlotTable> table(new (std::nothrow) SlotTable{slotCount - 1, slots.get()});
+    if (newCapacity == 0 || !observers || !slots || !table)
         return false;
 
-    _slots = slots;
-    _slotMask = mask;
-    for (uint32_t word = 1; word < _wordCount; ++word)
-        findSlot(observerFromWord(word)) = word;
-    if (old != _firstSlots)
-        delete[] old;
+    memcpy(observers.get(), observersByWord.load(std::memory_order_relaxed), sizeof(Observer*) * capacity);
+    for (uint32_t word = 1; word < wordCount; ++word)
+        table->findSlot(observerFromWord(word)).store(word, std::memory_order_relaxed);
+    slots.release();
+    observersByWord.store(observers.release(), std::memory_order_release);
+    currentTable.store(table.release(), std::memory_order_release);
+    capacity = newCapacity;
     return true;
+}
+
+uint32_t makeWord(Observer* observer)
+{
+    const std::lock_guard<std::mutex> guard(changeLock);
+    if (const uint32_t word = findWord(observer))
+        return word; // another thread was faster
+    if (wordCount == capacity && !grow())
+        return 0;
+
+    observersByWord.load(std::memory_order_relaxed)[wordCount] = observer;
+    currentTable.load(std::memory_order_relaxed)->findSlot(observer).store(wordCount, std::memory_order_release);
+    return wordCount++;
 }
 
 } // namespace
 
-Observer** ObserverBlocks::_blocks[COUNT] = {firstBlock};
+std::atomic<Observer**> observersByWord{firstObservers};
 
 uint32_t observerWord(Observer* observer)
 {
-    return observer == nullptr ? 0 : ObserverTable::getInstance().makeWord(observer);
+    uint32_t word;
+    return findObserverWord(observer, word) ? word : makeWord(observer);
 }
 
 bool findObserverWord(Observer* observer, uint32_t& word)
 {
-    word = observer == nullptr ? 0 : ObserverTable::getInstance().findWord(observer);
+    word = observer == nullptr ? 0 : findWord(observer);
     return word != 0 || observer == nullptr;
 }
 

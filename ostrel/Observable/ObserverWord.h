@@ -8,10 +8,10 @@
 ///            with its words in it; an observer made later at the same address has the same word, as it has the same
 ///            address.
 /// Errors:    `observerWord` gives 0 for an address when there is no memory to note it.
-/// Threads:   all may be called from any thread. The table's lock is held only inside `observerWord` and
-///            `findObserverWord`; `observerFromWord` takes none.
+/// Threads:   all may be called from any thread. Only giving out a new word takes the table's lock.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 namespace Ostrel {
@@ -44,33 +44,13 @@ uint32_t observerWord(Observer* observer);
 /// Sets `word` and is true if `observer` has a word already. Never makes one.
 bool findObserverWord(Observer* observer, uint32_t& word);
 
-/// The addresses by word, in blocks of 256, 512, 1024 ... so that a block once filled never moves.
-struct ObserverBlocks
-{
-    static constexpr unsigned int FIRST_BITS = 8;
-    static constexpr uint32_t FIRST_SIZE = 1u << FIRST_BITS;
-    static constexpr unsigned int COUNT = 32 - FIRST_BITS;
+/// The addresses by word. Replaced by a longer copy when full; the old one stays, since another thread may be reading.
+extern std::atomic<Observer**> observersByWord;
 
-    struct Place
-    {
-        explicit Place(uint32_t word)
-            : block(31u - static_cast<unsigned int>(__builtin_clz(word + FIRST_SIZE)) - FIRST_BITS),
-              offset(word + FIRST_SIZE - (FIRST_SIZE << block))
-        {}
-
-        unsigned int block;
-        uint32_t offset;
-    };
-
-    static Observer** _blocks[COUNT];
-};
-
-/// The observer behind a word that `observerWord` gave. Whoever holds the word got it after its entry was written, so
-/// plain reads are enough.
+/// The observer behind a word that `observerWord` gave. Whoever holds the word got it after its address was written.
 inline Observer* observerFromWord(uint32_t word)
 {
-    const ObserverBlocks::Place place(word);
-    return ObserverBlocks::_blocks[place.block][place.offset];
+    return observersByWord.load(std::memory_order_acquire)[word];
 }
 
 #endif

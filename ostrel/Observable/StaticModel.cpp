@@ -139,11 +139,7 @@ StaticModelEventIterator StaticModel::end(StaticModelState* state)
 
 StaticModelEventIterator StaticModel::findEvent(StaticModelState* state, const int& id)
 {
-    char* const last = state->buffer + size(state);
-    char* entry = state->buffer + ENTRIES_OFFSET;
-    while (entry != last && EventEntry(entry).getId() != id)
-        entry += EventEntry(entry).getSize();
-    return StaticModelEventIterator(state, entry);
+    return StaticModelEventIterator(state, findEventEntry(state->buffer, id));
 }
 
 Observable_ReturnCode StaticModel::addEvent(StaticModelState* state, const int& id)
