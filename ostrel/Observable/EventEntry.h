@@ -3,9 +3,15 @@
 /// The count is a field of fixed bytes; ids and observer words are in host byte order at any address.
 #pragma once
 
+#include <endian.h>
+
 #include "ostrel/Unaligned.h"
 
 namespace Ostrel {
+
+namespace RegistryOffset {
+enum { USED_SIZE = 0, CAPACITY = 2, ENTRIES = 4 };
+}
 
 class EventEntry
 {
@@ -16,12 +22,9 @@ public:
 
     explicit EventEntry(char* entry) : _entry(entry) {}
 
-    /// The first four bytes of an entry without observers.
-    void writeShortHeader(int id)
-    {
-        storeU16(_entry, static_cast<uint16_t>(id));
-        storeU16(_entry + 2, 0);
-    }
+    /// An entry without observers. The id's bytes are in host order, though the count behind them is not. One store, as
+    /// every later look at the header is one load.
+    void writeShortHeader(int id) { storeHeader(htole16(static_cast<uint16_t>(id))); }
 
     void writeLongHeader(int id)
     {
@@ -29,6 +32,7 @@ public:
         storeU32(_entry + 4, static_cast<uint32_t>(id));
     }
 
+    char* getAddress() const { return _entry; }
     bool isLong() const { return isLong(loadHeader()); }
     unsigned int getHeaderSize() const { return isLong() ? LONG_HEADER_SIZE : SHORT_HEADER_SIZE; }
     unsigned int getSize() const { return getHeaderSize() + OBSERVER_SIZE * getCount(); }
@@ -58,30 +62,20 @@ private:
 
     static bool isLong(uint32_t header) { return (header & LONG_FORM) != 0; }
 
-    /// Byte 0 lowest on every host; compilers make it one load where the host agrees.
-    uint32_t loadHeader() const
-    {
-        const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(_entry);
-        return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8 | static_cast<uint32_t>(bytes[2]) << 16 |
-               static_cast<uint32_t>(bytes[3]) << 24;
-    }
-
-    void storeHeader(uint32_t header)
-    {
-        for (int i = 0; i < 4; ++i)
-            _entry[i] = static_cast<char>(static_cast<unsigned char>(header >> 8 * i));
-    }
+    /// Byte 0 lowest on every host.
+    uint32_t loadHeader() const { return le32toh(loadU32(_entry)); }
+    void storeHeader(uint32_t header) { storeU32(_entry, htole32(header)); }
 
     char* _entry;
 };
 
-/// The entry of the event, or the end of the bytes in use.
-inline char* findEventEntry(char* buffer, int id)
+/// The entry of the event, or the place behind the last one.
+inline EventEntry findEventEntry(char* buffer, int id)
 {
-    char* const last = buffer + loadU16(buffer);
-    char* entry = buffer + 4;
-    while (entry != last && EventEntry(entry).getId() != id)
-        entry += EventEntry(entry).getSize();
+    char* const last = buffer + loadU16(buffer + RegistryOffset::USED_SIZE);
+    EventEntry entry(buffer + RegistryOffset::ENTRIES);
+    while (entry.getAddress() != last && entry.getId() != id)
+        entry = EventEntry(entry.getAddress() + entry.getSize());
     return entry;
 }
 

@@ -34,54 +34,28 @@ private:
     Lockable* _lock;
 };
 
-/// Goes through the observers of one event in place.
-///
-/// A callback under a recursive lock can change the registry, though it must not. Such a pass finds its event again and
-/// goes on at the same position, so it may skip an observer, but never leaves the event's list.
-class NotificationPass
+/// The observers of one event, in place.
+struct ObserverList
 {
-public:
-    NotificationPass(char* buffer, int event) : _buffer(buffer), _event(event) { locate(0); }
+    const char* begin;
+    const char* end;
+    char* entry;
 
-    /// The word of the next observer; null past the last one.
-    const char* getNext()
-    {
-        if (_slot == _end)
-            return nullptr;
-        const char* const slot = _slot;
-        _slot += EventEntry::OBSERVER_SIZE;
-        return slot;
-    }
+    /// Id, count and form of the event, and how far the registry reaches: what a change of the list changes.
+    uint64_t entryBegin;
+    uint16_t usedSize;
 
-    void stayOnEvent()
-    {
-        if (loadU16(_buffer) != _usedSize || loadU64(_entry) != _entryBegin)
-            locate(_slot - _observers);
-    }
-
-private:
-    void locate(ptrdiff_t offset);
-
-    char* const _buffer;
-    const int _event;
-    uint16_t _usedSize;
-    char* _entry;
-    uint64_t _entryBegin = 0; ///< Id, count and form, and in the short form the first observer.
-    const char* _observers;
-    const char* _slot;
-    const char* _end;
+    bool isChanged(const char* buffer) const { return loadU16(buffer) != usedSize || loadU64(entry) != entryBegin; }
 };
 
-void NotificationPass::locate(ptrdiff_t offset)
+ObserverList findObservers(char* buffer, int event)
 {
-    _usedSize = loadU16(_buffer);
-    _entry = findEventEntry(_buffer, _event);
-    const EventEntry entry(_entry);
-    const bool isEmpty = _entry == _buffer + _usedSize || entry.getCount() == 0;
-    _entryBegin = isEmpty ? 0 : loadU64(_entry); // with an observer, an entry has eight bytes at least
-    _observers = isEmpty ? _entry : entry.getObservers();
-    _end = isEmpty ? _entry : entry.getObserversEnd();
-    _slot = _observers + std::min(offset, _end - _observers);
+    const uint16_t usedSize = loadU16(buffer);
+    const EventEntry entry = findEventEntry(buffer, event);
+    if (entry.getAddress() == buffer + usedSize || entry.getCount() == 0)
+        return {buffer, buffer, buffer, 0, usedSize};
+    // With an observer, the entry has eight bytes at least.
+    return {entry.getObservers(), entry.getObserversEnd(), entry.getAddress(), loadU64(entry.getAddress()), usedSize};
 }
 
 } // namespace
@@ -114,10 +88,18 @@ Observable_ReturnCode PiloObservableImpl::notifyObservers(Observable* source, co
     if (!isOk())
         return OBSERVABLE_OK;
 
-    NotificationPass pass(_state->buffer, event);
-    while (const char* slot = pass.getNext()) {
+    char* const buffer = _state->buffer;
+    ObserverList list = findObservers(buffer, event);
+    for (const char* slot = list.begin; slot != list.end;) {
         observerFromWord(loadU32(slot))->notify(source, event, params);
-        pass.stayOnEvent();
+        slot += EventEntry::OBSERVER_SIZE;
+        if (list.isChanged(buffer)) {
+            // Under a recursive lock a callback can do that, though it must not. The pass goes on at the same place of
+            // the list, so it may skip an observer, but calls none of another event.
+            const ptrdiff_t done = slot - list.begin;
+            list = findObservers(buffer, event);
+            slot = list.begin + std::min(done, list.end - list.begin);
+        }
     }
     return OBSERVABLE_OK;
 }

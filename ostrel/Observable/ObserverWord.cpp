@@ -16,7 +16,8 @@ namespace {
 /// without a lock.
 struct SlotTable
 {
-    std::atomic<uint32_t>& findSlot(Observer* observer) const;
+    std::atomic<uint32_t>& findSlot(Observer* observer, uint32_t& word) const;
+    void fill(Observer* observer, uint32_t word);
 
     size_t mask;
     std::atomic<uint32_t>* slots;
@@ -35,22 +36,32 @@ std::mutex changeLock; // a leaf, and the one for what follows
 uint32_t capacity = FIRST_CAPACITY;
 uint32_t wordCount = 1;
 
-/// The slot that holds the observer's word, or the empty one where it belongs.
-std::atomic<uint32_t>& SlotTable::findSlot(Observer* observer) const
+/// The slot that holds the observer's word, or the empty one where it belongs. `word` is what was read from it: a
+/// second look at an empty slot could find the word of another observer.
+std::atomic<uint32_t>& SlotTable::findSlot(Observer* observer, uint32_t& word) const
 {
     // Neighbouring addresses differ in low bits only; times 2^64 / golden ratio, they differ in the high ones.
     const uint64_t hash = reinterpret_cast<uintptr_t>(observer) * 0x9E3779B97F4A7C15u;
     for (size_t index = hash >> 32;; ++index) {
         std::atomic<uint32_t>& slot = slots[index & mask];
-        const uint32_t word = slot.load(std::memory_order_acquire);
+        word = slot.load(std::memory_order_acquire);
         if (word == 0 || observerFromWord(word) == observer)
             return slot;
     }
 }
 
+/// Under the lock. The observer's address is readable by its word before the word is.
+void SlotTable::fill(Observer* observer, uint32_t word)
+{
+    uint32_t none;
+    findSlot(observer, none).store(word, std::memory_order_release);
+}
+
 uint32_t findWord(Observer* observer)
 {
-    return currentTable.load(std::memory_order_acquire)->findSlot(observer).load(std::memory_order_acquire);
+    uint32_t word;
+    currentTable.load(std::memory_order_acquire)->findSlot(observer, word);
+    return word;
 }
 
 /// Twice the room. What is replaced is left to those who may be reading it: all of it together is no more than the new.
@@ -66,7 +77,7 @@ bool grow()
 
     memcpy(observers.get(), observersByWord.load(std::memory_order_relaxed), sizeof(Observer*) * capacity);
     for (uint32_t word = 1; word < wordCount; ++word)
-        table->findSlot(observerFromWord(word)).store(word, std::memory_order_relaxed);
+        table->fill(observerFromWord(word), word);
     slots.release();
     observersByWord.store(observers.release(), std::memory_order_release);
     currentTable.store(table.release(), std::memory_order_release);
@@ -83,7 +94,7 @@ uint32_t makeWord(Observer* observer)
         return 0;
 
     observersByWord.load(std::memory_order_relaxed)[wordCount] = observer;
-    currentTable.load(std::memory_order_relaxed)->findSlot(observer).store(wordCount, std::memory_order_release);
+    currentTable.load(std::memory_order_relaxed)->fill(observer, wordCount);
     return wordCount++;
 }
 
@@ -93,14 +104,10 @@ std::atomic<Observer**> observersByWord{firstObservers};
 
 uint32_t observerWord(Observer* observer)
 {
-    uint32_t word;
-    return findObserverWord(observer, word) ? word : makeWord(observer);
-}
-
-bool findObserverWord(Observer* observer, uint32_t& word)
-{
-    word = observer == nullptr ? 0 : findWord(observer);
-    return word != 0 || observer == nullptr;
+    if (observer == nullptr)
+        return 0;
+    const uint32_t word = findWord(observer);
+    return word != 0 ? word : makeWord(observer);
 }
 
 } // namespace Ostrel

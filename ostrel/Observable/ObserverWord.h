@@ -25,12 +25,6 @@ inline uint32_t observerWord(Observer* observer)
     return reinterpret_cast<uint32_t>(observer);
 }
 
-inline bool findObserverWord(Observer* observer, uint32_t& word)
-{
-    word = observerWord(observer);
-    return true;
-}
-
 inline Observer* observerFromWord(uint32_t word)
 {
     return reinterpret_cast<Observer*>(word);
@@ -40,9 +34,6 @@ inline Observer* observerFromWord(uint32_t word)
 
 /// The word of `observer`, given out now if it has none yet.
 uint32_t observerWord(Observer* observer);
-
-/// Sets `word` and is true if `observer` has a word already. Never makes one.
-bool findObserverWord(Observer* observer, uint32_t& word);
 
 /// The addresses by word. Replaced by a longer copy when full; the old one stays, since another thread may be reading.
 extern std::atomic<Observer**> observersByWord;

@@ -11,8 +11,6 @@ namespace Ostrel {
 
 namespace {
 
-enum HeaderOffset { USED_SIZE_OFFSET = 0, CAPACITY_OFFSET = 2, ENTRIES_OFFSET = 4 };
-
 unsigned int getEventHeaderSize(int id)
 {
     return StaticModel::isBigInt(id) ? EventEntry::LONG_HEADER_SIZE : EventEntry::SHORT_HEADER_SIZE;
@@ -67,13 +65,9 @@ StaticModelObserverIterator StaticModelEventIterator::end() const
 
 StaticModelObserverIterator StaticModelEventIterator::findObserver(Observer* observer) const
 {
-    uint32_t word;
     const StaticModelObserverIterator last = end();
-    if (!findObserverWord(observer, word))
-        return last;
-
     StaticModelObserverIterator found = begin();
-    while (found != last && loadU32(found.getSlot()) != word)
+    while (found != last && *found != observer)
         ++found;
     return found;
 }
@@ -96,19 +90,19 @@ StaticModelState* StaticModel::create(char* buffer, const uint16_t& size)
 {
     OSTREL_ASSERT_TEXT(size >= MINIMUM_BUFFER_SIZE, "size >= MINIMUM_BUFFER_SIZE");
     memset(buffer, 0, size);
-    storeU16(buffer + USED_SIZE_OFFSET, ENTRIES_OFFSET);
-    storeU16(buffer + CAPACITY_OFFSET, size);
+    storeU16(buffer + RegistryOffset::USED_SIZE, RegistryOffset::ENTRIES);
+    storeU16(buffer + RegistryOffset::CAPACITY, size);
     return new (std::nothrow) StaticModelState{buffer};
 }
 
 uint16_t StaticModel::capacity(const StaticModelState* state)
 {
-    return loadU16(state->buffer + CAPACITY_OFFSET);
+    return loadU16(state->buffer + RegistryOffset::CAPACITY);
 }
 
 uint16_t StaticModel::size(const StaticModelState* state)
 {
-    return loadU16(state->buffer + USED_SIZE_OFFSET);
+    return loadU16(state->buffer + RegistryOffset::USED_SIZE);
 }
 
 bool StaticModel::insufficentMemory(const StaticModelState* state, unsigned int bytes)
@@ -129,7 +123,7 @@ unsigned int StaticModel::getEntrySize(const char* entry)
 
 StaticModelEventIterator StaticModel::begin(StaticModelState* state)
 {
-    return StaticModelEventIterator(state, state->buffer + ENTRIES_OFFSET);
+    return StaticModelEventIterator(state, state->buffer + RegistryOffset::ENTRIES);
 }
 
 StaticModelEventIterator StaticModel::end(StaticModelState* state)
@@ -139,7 +133,7 @@ StaticModelEventIterator StaticModel::end(StaticModelState* state)
 
 StaticModelEventIterator StaticModel::findEvent(StaticModelState* state, const int& id)
 {
-    return StaticModelEventIterator(state, findEventEntry(state->buffer, id));
+    return StaticModelEventIterator(state, findEventEntry(state->buffer, id).getAddress());
 }
 
 Observable_ReturnCode StaticModel::addEvent(StaticModelState* state, const int& id)
@@ -279,7 +273,7 @@ void StaticModel::moveBuffer(StaticModelState* state, char* start, int delta)
 
 void StaticModel::changeSize(StaticModelState* state, int delta)
 {
-    storeU16(state->buffer + USED_SIZE_OFFSET, static_cast<uint16_t>(size(state) + delta));
+    storeU16(state->buffer + RegistryOffset::USED_SIZE, static_cast<uint16_t>(size(state) + delta));
 }
 
 } // namespace Ostrel
