@@ -1,17 +1,16 @@
 // Notifying, adding and removing observers: ours beside boost.signals2, sigc++ and, as the limit, a plain std::vector
 // of function pointers. None of them locks here: one thread, no mutex.
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <vector>
 
-#ifdef OSTREL_BENCH_BOOST_SIGNALS2
+#ifdef HAVE_BOOST_SIGNALS2
 #include <boost/signals2.hpp>
 #endif
-#ifdef OSTREL_BENCH_SIGCPP
+#ifdef HAVE_SIGCPP
 #include <sigc++/sigc++.h>
 #endif
 
+#include "bench/Benchmarks.h"
 #include "ostrel/Observable/Observable.h"
 
 namespace {
@@ -113,7 +112,7 @@ void changeVector(benchmark::State& state, int count)
     }
 }
 
-#ifdef OSTREL_BENCH_SIGCPP
+#ifdef HAVE_SIGCPP
 
 void notifySigc(benchmark::State& state, int count)
 {
@@ -142,7 +141,7 @@ void changeSigc(benchmark::State& state, int count)
 
 #endif
 
-#ifdef OSTREL_BENCH_BOOST_SIGNALS2
+#ifdef HAVE_BOOST_SIGNALS2
 
 using BoostSignal =
     boost::signals2::signal_type<void(int), boost::signals2::keywords::mutex_type<boost::signals2::dummy_mutex>>::type;
@@ -176,29 +175,25 @@ void changeBoost(benchmark::State& state, int count)
 
 using Work = void (*)(benchmark::State& state, int count);
 
-/// Rows are named work/input/library.
 void addRows(const char* library, Work notify, Work change)
 {
-    for (const int count : {1, 8, 64}) {
-        const std::string name = "observable_notify/" + std::to_string(count) + "/" + library;
-        benchmark::RegisterBenchmark(name.c_str(), notify, count);
-    }
-    for (const int count : {0, 8}) {
-        const std::string name = "observable_add_remove/" + std::to_string(count) + "/" + library;
-        benchmark::RegisterBenchmark(name.c_str(), change, count);
-    }
+    addBenchmark("notify observers", "1 observer", library, notify, 1);
+    addBenchmark("notify observers", "8 observers", library, notify, 8);
+    addBenchmark("notify observers", "64 observers", library, notify, 64);
+    addBenchmark("add and remove observer", "beside 0", library, change, 0);
+    addBenchmark("add and remove observer", "beside 8", library, change, 8);
 }
 
-const bool areRowsAdded = [] {
+} // namespace
+
+void registerObservableBenchmarks()
+{
     addRows("ostrel", notifyOstrel, changeOstrel);
-    addRows("vector", notifyVector, changeVector);
-#ifdef OSTREL_BENCH_SIGCPP
+    addRows("function pointers", notifyVector, changeVector);
+#ifdef HAVE_SIGCPP
     addRows("sigc++", notifySigc, changeSigc);
 #endif
-#ifdef OSTREL_BENCH_BOOST_SIGNALS2
+#ifdef HAVE_BOOST_SIGNALS2
     addRows("boost.signals2", notifyBoost, changeBoost);
 #endif
-    return true;
-}();
-
-} // namespace
+}

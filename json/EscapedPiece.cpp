@@ -158,8 +158,24 @@ bool isShortPlain(const char* text, size_t length)
     return length == 0 || (ESCAPES[text[0]] | ESCAPES[text[length / 2]] | ESCAPES[end[-1]]) == COPIED;
 }
 
-const char* findSpecialShort(const char* at, const char* end)
+bool isPlain(const char* text, const char* end)
 {
+    if (end - text < BLOCK_SIZE)
+        return isShortPlain(text, static_cast<size_t>(end - text));
+    for (; end - text > BLOCK_SIZE; text += BLOCK_SIZE) {
+        if (findSpecials(text) != 0)
+            return false;
+    }
+    // The last block overlaps what was found plain.
+    return findSpecials(end - BLOCK_SIZE) == 0;
+}
+
+const char* findSpecial(const char* at, const char* end)
+{
+    for (; end - at >= BLOCK_SIZE; at += BLOCK_SIZE) {
+        if (const uint64_t found = findSpecials(at))
+            return at + firstByte(found);
+    }
     if (isShortPlain(at, static_cast<size_t>(end - at)))
         return end;
     while (ESCAPES[*at] == COPIED)
@@ -167,42 +183,38 @@ const char* findSpecialShort(const char* at, const char* end)
     return at;
 }
 
-const char* findSpecial(const char* at, const char* end)
-{
-    if (end - at < BLOCK_SIZE)
-        return findSpecialShort(at, end);
-    for (; end - at > BLOCK_SIZE; at += BLOCK_SIZE)
-        if (const uint64_t found = findSpecials(at))
-            return at + firstByte(found);
-    // The last block overlaps what was found plain.
-    const uint64_t found = findSpecials(end - BLOCK_SIZE);
-    return found == 0 ? end : end - BLOCK_SIZE + firstByte(found);
-}
-
 } // namespace
 
 EscapedPiece::EscapedPiece(const char* text)
-    : _text(text == nullptr ? "(null)" : text), _end(_text + strlen(_text)), _size(static_cast<uint64_t>(_end - _text))
+    : _text(text == nullptr ? "(null)" : text),
+      _end(_text + strlen(_text)),
+      _size(static_cast<uint64_t>(_end - _text)),
+      _isPlain(isPlain(_text, _end))
 {
-    _firstSpecial = findSpecial(_text, _end);
-    for (const char* special = _firstSpecial; special != _end; special = findSpecial(special + 1, _end))
-        if (ESCAPES[*special] != DROPPED)
-            ++_size;
+    if (!_isPlain)
+        _size = countEscaped();
+}
+
+uint64_t EscapedPiece::countEscaped() const
+{
+    uint64_t size = _size;
+    for (const char* at = _text; (at = findSpecial(at, _end)) != _end; ++at)
+        size += ESCAPES[*at] != DROPPED ? 1 : 0;
+    return size;
 }
 
 char* EscapedPiece::writeEscaped(char* to) const
 {
     char* const end = to + _size;
-    const char* at = _text;
-    for (const char* special = _firstSpecial; special != _end; special = findSpecial(at, _end)) {
-        to = Ostrel::copyBytes(to, at, static_cast<size_t>(special - at));
-        if (ESCAPES[*special] != DROPPED) {
+    const char* run = _text;
+    for (const char* at = _text; (at = findSpecial(at, _end)) != _end; run = ++at) {
+        to = Ostrel::copyBytes(to, run, static_cast<size_t>(at - run));
+        if (ESCAPES[*at] != DROPPED) {
             *to++ = '\\';
-            *to++ = static_cast<char>(ESCAPES[*special]);
+            *to++ = static_cast<char>(ESCAPES[*at]);
         }
-        at = special + 1;
     }
-    to = Ostrel::copyBytes(to, at, static_cast<size_t>(_end - at));
+    to = Ostrel::copyBytes(to, run, static_cast<size_t>(_end - run));
     // Dropped characters were counted. What is missing stands at the end, so that no byte goes out unwritten.
     memset(to, ' ', static_cast<size_t>(end - to));
     return end;

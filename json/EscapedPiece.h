@@ -22,16 +22,17 @@ public:
     uint64_t getSize() const { return _size; }
     char* writeTo(char* to) const
     {
-        return _firstSpecial == _end ? Ostrel::copyBytes(to, _text, static_cast<size_t>(_size)) : writeEscaped(to);
+        return _isPlain ? Ostrel::copyBytes(to, _text, static_cast<size_t>(_size)) : writeEscaped(to);
     }
 
 private:
+    uint64_t countEscaped() const;
     char* writeEscaped(char* to) const;
 
     const char* _text;
-    const char* _firstSpecial; ///< The end of the text when it goes out as it is.
     const char* _end;
     uint64_t _size;
+    bool _isPlain; ///< Goes out as it is.
 };
 
 } // namespace json

@@ -104,10 +104,11 @@ JsonGen& JsonGen::startCollection(const char* key, Status type)
     }
     const CharacterPiece comma = commaIf(place() == PLACE_NEXT);
     const LiteralPiece<2>& bracket = type == STARTING_OBJECT ? OBJECT_START : ARRAY_START;
-    if (key == nullptr)
+    if (key == nullptr) {
         write(comma, bracket);
-    else
+    } else {
         write(comma, QUOTE, EscapedPiece(key), END_OF_KEY, bracket);
+    }
     openLevel(type);
     return *this;
 }
@@ -213,10 +214,11 @@ void JsonGen::addFormatted(const char* format, va_list arguments)
     if (size >= 0) {
         const unsigned int length = static_cast<unsigned int>(size);
         const CharacterPiece comma = commaIf(place() == PLACE_NEXT);
-        if (length < sizeof(text))
+        if (length < sizeof(text)) {
             write(comma, BytesPiece(text, length));
-        else
+        } else {
             write(comma, FormattedPiece(format, &again, length));
+        }
     }
     va_end(again);
     complete();

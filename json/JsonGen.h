@@ -28,14 +28,9 @@ public:
     JsonGen() = default;
 
     JsonGen& reset(); ///< Starts a new document; the buffer is kept.
-    JsonGen& object(const char* key)
-    {
-        return startCollection(key, STARTING_OBJECT);
-    } ///< Opens an object, as the member `key` unless that is null.
-    JsonGen& array(const char* key)
-    {
-        return startCollection(key, STARTING_ARRAY);
-    }                         ///< Opens an array, as the member `key` unless that is null.
+    /// Opens an object or array, as the member `key` unless that is null.
+    JsonGen& object(const char* key) { return startCollection(key, STARTING_OBJECT); }
+    JsonGen& array(const char* key) { return startCollection(key, STARTING_ARRAY); }
     JsonGen& end();           ///< Closes the innermost object or array.
     JsonGen& nullTerminate(); ///< Puts a NUL behind the text, which is not counted.
 

@@ -142,10 +142,11 @@ protected:
     template <class... Pieces>
     void write(const Pieces&... pieces)
     {
-        if (reserve((pieces.getSize() + ...)))
+        if (reserve((pieces.getSize() + ...))) {
             append(pieces...);
-        else
+        } else {
             (writeAlone(pieces), ...);
+        }
     }
 
 private:
