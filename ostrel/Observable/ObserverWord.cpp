@@ -21,6 +21,8 @@ struct SlotTable
 
     size_t mask;
     std::atomic<uint32_t>* slots;
+    Observer** observers;      ///< What `observersByWord` was or is.
+    const SlotTable* previous; ///< Keeps what was replaced in sight of leak checkers.
 };
 
 constexpr uint32_t FIRST_CAPACITY = 256;
@@ -29,7 +31,7 @@ constexpr uint32_t FIRST_CAPACITY = 256;
 // is destroyed, since static observers may still be removed while the process exits.
 Observer* firstObservers[FIRST_CAPACITY]; // word 0 is the null pointer's
 std::atomic<uint32_t> firstSlots[2 * FIRST_CAPACITY];
-SlotTable firstTable = {2 * FIRST_CAPACITY - 1, firstSlots};
+SlotTable firstTable = {2 * FIRST_CAPACITY - 1, firstSlots, firstObservers, nullptr};
 std::atomic<SlotTable*> currentTable{&firstTable};
 
 std::mutex changeLock; // a leaf, and the one for what follows
@@ -67,17 +69,18 @@ uint32_t findWord(Observer* observer)
 /// Twice the room. What is replaced is left to those who may be reading it: all of it together is no more than the new.
 bool grow()
 {
+    const SlotTable* const old = currentTable.load(std::memory_order_relaxed);
     const uint32_t newCapacity = 2 * capacity;
     const size_t slotCount = 2 * size_t{newCapacity};
     AutoPtr<Observer*[]> observers(new (std::nothrow) Observer*[newCapacity]);
     AutoPtr<std::atomic<uint32_t>[]> slots(new (std::nothrow) std::atomic<uint32_t>[slotCount]());
-    AutoPtr<SlotTable> table(new (std::nothrow) SlotTable{slotCount - 1, slots.get()});
+    AutoPtr<SlotTable> table(new (std::nothrow) SlotTable{slotCount - 1, slots.get(), observers.get(), old});
     if (newCapacity == 0 || !observers || !slots || !table)
         return false;
 
-    memcpy(observers.get(), observersByWord.load(std::memory_order_relaxed), sizeof(Observer*) * capacity);
+    memcpy(observers.get(), old->observers, sizeof(Observer*) * capacity);
     for (uint32_t word = 1; word < wordCount; ++word)
-        table->fill(observerFromWord(word), word);
+        table->fill(observers[word], word);
     slots.release();
     observersByWord.store(observers.release(), std::memory_order_release);
     currentTable.store(table.release(), std::memory_order_release);
