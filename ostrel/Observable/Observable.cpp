@@ -48,7 +48,8 @@ struct ObserverList
     bool isChanged(const char* buffer) const { return loadU16(buffer) != usedSize || loadU64(entry) != entryBegin; }
 };
 
-ObserverList findObservers(char* buffer, int event)
+// Out of line, which leaves the registers to the pass itself.
+[[gnu::noinline]] ObserverList findObservers(char* buffer, int event)
 {
     const uint16_t usedSize = loadU16(buffer);
     const EventEntry entry = findEventEntry(buffer, event);
