@@ -2,7 +2,7 @@
 
 #if UINTPTR_MAX != UINT32_MAX
 
-#include <cstring>
+#include <algorithm>
 #include <mutex>
 #include <new>
 
@@ -78,7 +78,7 @@ bool grow()
     if (newCapacity == 0 || !observers || !slots || !table)
         return false;
 
-    memcpy(observers.get(), old->observers, sizeof(Observer*) * capacity);
+    std::copy(old->observers, old->observers + capacity, observers.get());
     for (uint32_t word = 1; word < wordCount; ++word)
         table->fill(observers[word], word);
     slots.release();

@@ -170,10 +170,11 @@ Observable_ReturnCode StaticModel::addEventAndObserver(StaticModelState* state, 
     if (insufficentMemory(state, needed) || !makeWord(observer, word))
         return OBSERVABLE_INSUFFICIENT_MEMORY;
 
-    if (isNew)
+    if (isNew) {
         addFirstObserverInternal(state, appendEvent(state, id), word);
-    else
+    } else {
         addObserverInternal(state, event, word);
+    }
     return OBSERVABLE_OK;
 }
 
@@ -199,10 +200,11 @@ Observable_ReturnCode StaticModel::removeEventAndObserver(StaticModelState* stat
     if (found == event.end())
         return OBSERVABLE_OBSERVER_NOT_FOUND;
 
-    if (event.getCount() < 2)
+    if (event.getCount() < 2) {
         removeEventInternal(state, event);
-    else
+    } else {
         removeObserverInternal(state, event, found);
+    }
     return OBSERVABLE_OK;
 }
 
@@ -221,10 +223,11 @@ StaticModelEventIterator StaticModel::appendEvent(StaticModelState* state, int i
 {
     const StaticModelEventIterator event = end(state);
     EventEntry entry(event.getEntry());
-    if (isBigInt(id))
+    if (isBigInt(id)) {
         entry.writeLongHeader(id);
-    else
+    } else {
         entry.writeShortHeader(id);
+    }
     changeSize(state, static_cast<int>(getEventHeaderSize(id)));
     return event;
 }
