@@ -136,6 +136,12 @@ TEST_F(ObservableTest, RegistrationsChangedDuringAPassNeverLeadItAstray)
          },
          "a2 "},
         {"removes an earlier event", [&] { subject.removeObserver(1, &c); }, "a2 b2 "},
+        {"moves an earlier event behind its own",
+         [&] {
+             subject.removeObserver(1, &c);
+             subject.addObserver(9, &c);
+         },
+         "a2 b2 "},
         {"adds an event", [&] { subject.addObserver(9, &c); }, "a2 b2 "},
         {"adds to its own event", [&] { subject.addObserver(2, &c); }, "a2 b2 c2 "},
     };

@@ -41,22 +41,21 @@ struct ObserverList
     const char* end;
     char* entry;
 
-    /// Id, count and form of the event, and how far the registry reaches: what a change of the list changes.
+    /// Id, count and form of the event: one of them is another after any change that moves the list or its end. (An
+    /// event leaves with its last observer only, so that its count has changed before its bytes are given up.)
     uint64_t entryBegin;
-    uint16_t usedSize;
 
-    bool isChanged(const char* buffer) const { return loadU16(buffer) != usedSize || loadU64(entry) != entryBegin; }
+    bool isChanged() const { return loadU64(entry) != entryBegin; }
 };
 
 // Out of line, which leaves the registers to the pass itself.
 [[gnu::noinline]] ObserverList findObservers(char* buffer, int event)
 {
-    const uint16_t usedSize = loadU16(buffer);
     const EventEntry entry = findEventEntry(buffer, event);
-    if (entry.getAddress() == buffer + usedSize || entry.getCount() == 0)
-        return {buffer, buffer, buffer, 0, usedSize};
+    if (entry.getAddress() == buffer + loadU16(buffer) || entry.getCount() == 0)
+        return {buffer, buffer, buffer, 0};
     // With an observer, the entry has eight bytes at least.
-    return {entry.getObservers(), entry.getObserversEnd(), entry.getAddress(), loadU64(entry.getAddress()), usedSize};
+    return {entry.getObservers(), entry.getObserversEnd(), entry.getAddress(), loadU64(entry.getAddress())};
 }
 
 } // namespace
@@ -94,7 +93,7 @@ Observable_ReturnCode PiloObservableImpl::notifyObservers(Observable* source, co
     for (const char* slot = list.begin; slot != list.end;) {
         observerFromWord(loadU32(slot))->notify(source, event, params);
         slot += EventEntry::OBSERVER_SIZE;
-        if (list.isChanged(buffer)) {
+        if (list.isChanged()) {
             // Under a recursive lock a callback can do that, though it must not. The pass goes on at the same place of
             // the list, so it may skip an observer, but calls none of another event.
             const ptrdiff_t done = slot - list.begin;
