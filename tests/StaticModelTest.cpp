@@ -19,11 +19,6 @@ const int IDS[] = {0, 1, -1, 32766, 32767, -32767, -32768, 65536, INT_MAX, INT_M
 
 SilentObserver observers[600];
 
-RegistryModel::Operation operationFrom(unsigned int number)
-{
-    return static_cast<RegistryModel::Operation>(number % RegistryModel::OPERATION_COUNT);
-}
-
 } // namespace
 
 TEST(StaticModelTest, LayoutIsThatOfTheDocument)
@@ -48,55 +43,18 @@ TEST(StaticModelTest, LayoutIsThatOfTheDocument)
     EXPECT_EQ(memcmp(buffer, expected, sizeof(expected)), 0);
 }
 
+// In the small ones each operation often fits exactly, or misses by one byte.
 TEST(StaticModelTest, RandomOperationsKeepTheModelsBytesAndCodes)
 {
     std::mt19937 random(4);
-    for (const uint16_t capacity : {12, 13, 15, 16, 40, 64, 120, 400}) {
+    for (const uint16_t capacity : {12, 13, 15, 16, 17, 19, 20, 23, 24, 40, 120, 400}) {
         CheckedRegistry registry(capacity);
         for (int step = 0; step < 8000; ++step) {
-            const auto operation = operationFrom(static_cast<unsigned int>(random()));
+            const auto operation = static_cast<RegistryModel::Operation>(random() % RegistryModel::OPERATION_COUNT);
             const int id = IDS[random() % 10];
             const int code = registry.apply(operation, id, &observers[random() % 4]);
             ASSERT_TRUE(registry.isAsModelled()) << "capacity " << capacity << " step " << step << " operation "
                                                  << operation << " id " << id << ": " << code;
-        }
-    }
-}
-
-TEST(StaticModelTest, EachOperationFitsExactlyAndNotInOneByteLess)
-{
-    struct Case
-    {
-        const char* name;
-        bool isKnown;
-        int id;
-        RegistryModel::Operation operation;
-        uint16_t needed;
-    };
-    static const Case CASES[] = {
-        {"short event", false, 32766, RegistryModel::ADD_EVENT, 4},
-        {"lowest short event", false, -32767, RegistryModel::ADD_EVENT, 4},
-        {"long event", false, 32767, RegistryModel::ADD_EVENT, 8},
-        {"highest negative long event", false, -32768, RegistryModel::ADD_EVENT, 8},
-        {"known event, room asked for all the same", true, 5, RegistryModel::ADD_EVENT, 4},
-        {"known event that is long", true, INT_MIN, RegistryModel::ADD_EVENT, 8},
-        {"observer", true, 5, RegistryModel::ADD_OBSERVER, 4},
-        {"short event with observer", false, -1, RegistryModel::ADD_BOTH, 8},
-        {"long event with observer", false, INT_MAX, RegistryModel::ADD_BOTH, 12},
-        {"known event with observer", true, INT_MAX, RegistryModel::ADD_BOTH, 4},
-    };
-    for (const Case& c : CASES) {
-        for (const bool fits : {true, false}) {
-            SCOPED_TRACE(c.name);
-            const int header = !c.isKnown ? 0 : StaticModel::isBigInt(c.id) ? 8 : 4;
-            // The filler makes every buffer big enough to be one, whatever is needed.
-            CheckedRegistry registry(static_cast<uint16_t>(4 + 8 + header + c.needed - !fits));
-            ASSERT_EQ(registry.apply(RegistryModel::ADD_BOTH, 77, &observers[0]), 0);
-            if (c.isKnown) {
-                ASSERT_EQ(registry.apply(RegistryModel::ADD_EVENT, c.id, nullptr), 0);
-            }
-            EXPECT_EQ(registry.apply(c.operation, c.id, &observers[0]), fits ? 0 : 2);
-            EXPECT_TRUE(registry.isAsModelled());
         }
     }
 }
@@ -118,20 +76,6 @@ TEST(StaticModelTest, CountsCarryPastOneByteAndBackBetweenTwoEvents)
         }
         EXPECT_EQ(StaticModel::findEvent(registry.getState(), id).getCount(), 0u) << "the event stays";
     }
-}
-
-TEST(StaticModelTest, LargestBufferFillsToItsEnd)
-{
-    CheckedRegistry registry(65535);
-    StaticModelState* const state = registry.getState();
-    unsigned int count = 0;
-    while (StaticModel::addEventAndObserver(state, 3, &observers[0]) == OBSERVABLE_OK)
-        ++count;
-    EXPECT_EQ(count, (65535u - 4 - 4) / 4);
-    EXPECT_EQ(StaticModel::findEvent(state, 3).getCount(), count);
-    EXPECT_TRUE(StaticModel::insufficentMemory(state, UINT_MAX)) << "the sum must not wrap";
-    EXPECT_EQ(StaticModel::removeEvent(state, 3), 0);
-    EXPECT_EQ(StaticModel::size(state), 4);
 }
 
 TEST(StaticModelTest, IteratorsWalkInOrderAndStayAtTheEnd)

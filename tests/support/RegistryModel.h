@@ -139,20 +139,15 @@ private:
     int run(RegistryModel::Operation operation, int id, Ostrel::Observer* observer)
     {
         using Ostrel::StaticModel;
-        switch (operation) {
-        case RegistryModel::ADD_EVENT:
+        if (operation == RegistryModel::ADD_EVENT)
             return StaticModel::addEvent(_state.get(), id);
-        case RegistryModel::ADD_OBSERVER:
-            return StaticModel::addObserver(_state.get(), id, observer);
-        case RegistryModel::ADD_BOTH:
-            return StaticModel::addEventAndObserver(_state.get(), id, observer);
-        case RegistryModel::REMOVE_OBSERVER:
-            return StaticModel::removeObserver(_state.get(), id, observer);
-        case RegistryModel::REMOVE_BOTH:
-            return StaticModel::removeEventAndObserver(_state.get(), id, observer);
-        default:
+        if (operation == RegistryModel::REMOVE_EVENT)
             return StaticModel::removeEvent(_state.get(), id);
-        }
+        const auto change = operation == RegistryModel::ADD_OBSERVER      ? StaticModel::addObserver
+                            : operation == RegistryModel::ADD_BOTH        ? StaticModel::addEventAndObserver
+                            : operation == RegistryModel::REMOVE_OBSERVER ? StaticModel::removeObserver
+                                                                          : StaticModel::removeEventAndObserver;
+        return change(_state.get(), id, observer);
     }
 
     std::unique_ptr<char[]> _block;
