@@ -13,9 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     CheckedRegistry registry(static_cast<uint16_t>(12 + (data[0] | data[1] << 8) % 2000));
     for (size_t i = 2; i + 1 < size; i += 2) {
-        const auto operation = static_cast<RegistryModel::Operation>(data[i] % RegistryModel::OPERATION_COUNT);
-        registry.apply(operation, IDS[data[i + 1] & 7], &observers[data[i + 1] >> 3 & 7]);
-        if (!registry.isAsModelled())
+        const auto operation = static_cast<CheckedRegistry::Operation>(data[i] % CheckedRegistry::OPERATION_COUNT);
+        if (registry.apply(operation, IDS[data[i + 1] & 7], &observers[data[i + 1] >> 3 & 7]) < 0)
             abort();
     }
     return 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 #include "ostrel/Observable/EventEntry.h"
 #include "ostrel/Observable/ObserverWord.h"
@@ -11,7 +12,7 @@ namespace Ostrel {
 
 namespace {
 
-// Not locking at all is not worth two virtual calls. Null until this source is initialized: then they are made.
+// Not locking at all is not worth two virtual calls. Null until this source is initialized: they are made until then.
 Lockable* const noLock = &NullMutex::getInstance();
 
 class LockGuard
@@ -52,7 +53,7 @@ struct ObserverList
 [[gnu::noinline]] ObserverList findObservers(char* buffer, int event)
 {
     const EventEntry entry = findEventEntry(buffer, event);
-    if (entry.getAddress() == buffer + loadU16(buffer) || entry.getCount() == 0)
+    if (entry.getAddress() == buffer + loadU16(buffer + RegistryOffset::USED_SIZE) || entry.getCount() == 0)
         return {buffer, buffer, buffer, 0};
     // With an observer, the entry has eight bytes at least.
     return {entry.getObservers(), entry.getObserversEnd(), entry.getAddress(), loadU64(entry.getAddress())};

@@ -12,6 +12,7 @@ struct StaticModelState;
 
 /// Where an observable keeps its registrations and how it reaches the observers.
 ///
+/// Units:     none.
 /// Ownership: observers are borrowed until they are removed.
 /// Errors:    codes; exceptions of observers pass through.
 /// Threads:   called with the observable's lock held.

@@ -19,7 +19,7 @@ struct SlotTable
     std::atomic<uint32_t>& findSlot(Observer* observer, uint32_t& word) const;
     void fill(Observer* observer, uint32_t word);
 
-    size_t mask;
+    uint32_t capacity; ///< Of `observers`; there are twice as many slots.
     std::atomic<uint32_t>* slots;
     Observer** observers;      ///< What `observersByWord` was or is.
     const SlotTable* previous; ///< Keeps what was replaced in sight of leak checkers.
@@ -31,11 +31,10 @@ constexpr uint32_t FIRST_CAPACITY = 256;
 // is destroyed, since static observers may still be removed while the process exits.
 Observer* firstObservers[FIRST_CAPACITY]; // word 0 is the null pointer's
 std::atomic<uint32_t> firstSlots[2 * FIRST_CAPACITY];
-SlotTable firstTable = {2 * FIRST_CAPACITY - 1, firstSlots, firstObservers, nullptr};
+SlotTable firstTable = {FIRST_CAPACITY, firstSlots, firstObservers, nullptr};
 std::atomic<SlotTable*> currentTable{&firstTable};
 
 std::mutex changeLock; // a leaf, and the one for what follows
-uint32_t capacity = FIRST_CAPACITY;
 uint32_t wordCount = 1;
 
 /// The slot that holds the observer's word, or the empty one where it belongs. `word` is what was read from it: a
@@ -44,6 +43,7 @@ std::atomic<uint32_t>& SlotTable::findSlot(Observer* observer, uint32_t& word) c
 {
     // Neighbouring addresses differ in low bits only; times 2^64 / golden ratio, they differ in the high ones.
     const uint64_t hash = reinterpret_cast<uintptr_t>(observer) * 0x9E3779B97F4A7C15u;
+    const size_t mask = 2 * size_t{capacity} - 1;
     for (size_t index = hash >> 32;; ++index) {
         std::atomic<uint32_t>& slot = slots[index & mask];
         word = slot.load(std::memory_order_acquire);
@@ -70,21 +70,19 @@ uint32_t findWord(Observer* observer)
 bool grow()
 {
     const SlotTable* const old = currentTable.load(std::memory_order_relaxed);
-    const uint32_t newCapacity = 2 * capacity;
-    const size_t slotCount = 2 * size_t{newCapacity};
-    AutoPtr<Observer*[]> observers(new (std::nothrow) Observer*[newCapacity]);
-    AutoPtr<std::atomic<uint32_t>[]> slots(new (std::nothrow) std::atomic<uint32_t>[slotCount]());
-    AutoPtr<SlotTable> table(new (std::nothrow) SlotTable{slotCount - 1, slots.get(), observers.get(), old});
-    if (newCapacity == 0 || !observers || !slots || !table)
+    const uint32_t capacity = 2 * old->capacity;
+    AutoPtr<Observer*[]> observers(new (std::nothrow) Observer*[capacity]);
+    AutoPtr<std::atomic<uint32_t>[]> slots(new (std::nothrow) std::atomic<uint32_t>[2 * size_t{capacity}]());
+    AutoPtr<SlotTable> table(new (std::nothrow) SlotTable{capacity, slots.get(), observers.get(), old});
+    if (capacity == 0 || !observers || !slots || !table)
         return false;
 
-    std::copy(old->observers, old->observers + capacity, observers.get());
+    std::copy(old->observers, old->observers + wordCount, observers.get());
     for (uint32_t word = 1; word < wordCount; ++word)
         table->fill(observers[word], word);
     slots.release();
     observersByWord.store(observers.release(), std::memory_order_release);
     currentTable.store(table.release(), std::memory_order_release);
-    capacity = newCapacity;
     return true;
 }
 
@@ -93,11 +91,12 @@ uint32_t makeWord(Observer* observer)
     const std::lock_guard<std::mutex> guard(changeLock);
     if (const uint32_t word = findWord(observer))
         return word; // another thread was faster
-    if (wordCount == capacity && !grow())
+    if (wordCount == currentTable.load(std::memory_order_relaxed)->capacity && !grow())
         return 0;
 
-    observersByWord.load(std::memory_order_relaxed)[wordCount] = observer;
-    currentTable.load(std::memory_order_relaxed)->fill(observer, wordCount);
+    SlotTable* const table = currentTable.load(std::memory_order_relaxed);
+    table->observers[wordCount] = observer;
+    table->fill(observer, wordCount);
     return wordCount++;
 }
 

@@ -61,8 +61,8 @@ Ostrel::AutoPtr<Ostrel::ObservableImplementation> createRegistry(char* buffer, u
 
 // Below, the checks' texts are what those who read crash logs look for.
 #define OSTREL_ASSERT_OBSERVABLE(observable) OSTREL_ASSERT_TEXT(observable, "(Ostrel::CObservable*)observable")
-#define OSTREL_ASSERT_BOTH(observable, observer)                                                                       \
-    OSTREL_ASSERT_TEXT(observable&& observer, "(Ostrel::CObservable*)observable && ((Ostrel::CObserver*)observer)")
+#define OSTREL_ASSERT_BOTH(one, two)                                                                                   \
+    OSTREL_ASSERT_TEXT((one) && (two), "(Ostrel::CObservable*)observable && ((Ostrel::CObserver*)observer)")
 
 ObservablePtr createObservable(char* buffer, uint16_t size, pthread_mutex_t* mutex)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -8,77 +9,78 @@
 #include "ostrel/Observable/ObserverWord.h"
 #include "ostrel/Observable/StaticModel.h"
 
-/// An independent registry: what it holds is a list, and the bytes are written anew from it after every operation.
-class RegistryModel
+/// A registry in a heap block of exactly its size, at an odd address, beside an independent model: what is registered
+/// is a list, and the bytes are written anew from it for every operation.
+class CheckedRegistry
 {
 public:
     enum Operation { ADD_EVENT, ADD_OBSERVER, ADD_BOTH, REMOVE_OBSERVER, REMOVE_BOTH, REMOVE_EVENT, OPERATION_COUNT };
 
-    explicit RegistryModel(unsigned int capacity) : _image(capacity, '\0') { writeImage(); }
-
-    int apply(Operation operation, int id, Ostrel::Observer* observer)
+    explicit CheckedRegistry(uint16_t capacity) : _block(new char[capacity + 1u]), _image(capacity, '\0')
     {
-        const int code = change(operation, id, observer);
+        memset(_block.get(), 0xAA, capacity + 1u);
+        _state.reset(Ostrel::StaticModel::create(_block.get() + 1, capacity));
         writeImage();
-        return code;
     }
 
-    /// The whole buffer: what was freed keeps its bytes.
-    const std::string& getImage() const { return _image; }
+    Ostrel::StaticModelState* getState() const { return _state.get(); }
+
+    /// The code; -1 unless it, and every byte of the buffer, are the model's.
+    int apply(Operation operation, int id, Ostrel::Observer* observer)
+    {
+        const int expected = change(operation, id, observer);
+        writeImage();
+        const int code = run(operation, id, observer);
+        return code == expected && memcmp(_block.get() + 1, _image.data(), _image.size()) == 0 ? code : -1;
+    }
 
 private:
     struct Event
     {
-        bool isLong() const { return id < -32767 || id > 32766; }
-        unsigned int getSize() const { return static_cast<unsigned int>((isLong() ? 8 : 4) + 4 * observers.size()); }
-
         int id;
         std::vector<Ostrel::Observer*> observers;
     };
 
+    static bool isLong(int id) { return id < -32767 || id > 32766; }
+
+    int run(Operation operation, int id, Ostrel::Observer* observer)
+    {
+        using Ostrel::StaticModel;
+        if (operation == ADD_EVENT || operation == REMOVE_EVENT)
+            return (operation == ADD_EVENT ? StaticModel::addEvent : StaticModel::removeEvent)(_state.get(), id);
+        const auto change = operation == ADD_OBSERVER      ? StaticModel::addObserver
+                            : operation == ADD_BOTH        ? StaticModel::addEventAndObserver
+                            : operation == REMOVE_OBSERVER ? StaticModel::removeObserver
+                                                           : StaticModel::removeEventAndObserver;
+        return change(_state.get(), id, observer);
+    }
+
     int change(Operation operation, int id, Ostrel::Observer* observer)
     {
-        size_t at = 0;
-        while (at < _events.size() && _events[at].id != id)
-            ++at;
-        const bool isKnown = at < _events.size();
-        const Event added = {id, {}};
-        if (operation == ADD_EVENT && !hasRoom(added.getSize()))
+        auto event = std::find_if(_events.begin(), _events.end(), [id](const Event& each) { return each.id == id; });
+        const bool isKnown = event != _events.end();
+        const bool takesHeader = operation == ADD_EVENT || (operation == ADD_BOTH && !isKnown);
+        const size_t needed = (takesHeader ? (isLong(id) ? 8 : 4) : 0) + (operation == ADD_EVENT ? 0 : 4);
+        if (operation <= ADD_BOTH && _usedSize + needed > _image.size())
             return 2;
-        if (operation == ADD_OBSERVER && !hasRoom(4))
-            return 2;
-        if (operation == ADD_BOTH && !hasRoom(isKnown ? 4 : added.getSize() + 4))
-            return 2;
-        if (!isKnown && operation != ADD_EVENT && operation != ADD_BOTH)
+        if (!isKnown && !takesHeader)
             return 3;
         if (!isKnown)
-            _events.push_back(added);
+            event = _events.insert(event, {id, {}});
 
-        std::vector<Ostrel::Observer*>& observers = _events[at].observers;
+        std::vector<Ostrel::Observer*>& observers = event->observers;
         if (operation == ADD_OBSERVER || operation == ADD_BOTH)
             observers.push_back(observer);
         if (operation == REMOVE_OBSERVER || operation == REMOVE_BOTH) {
-            size_t place = 0;
-            while (place < observers.size() && observers[place] != observer)
-                ++place;
-            if (place == observers.size())
+            const auto place = std::find(observers.begin(), observers.end(), observer);
+            if (place == observers.end())
                 return 1;
-            observers.erase(observers.begin() + static_cast<long>(place));
+            observers.erase(place);
         }
         if (operation == REMOVE_EVENT || (operation == REMOVE_BOTH && observers.empty()))
-            _events.erase(_events.begin() + static_cast<long>(at));
+            _events.erase(event);
         return 0;
     }
-
-    unsigned int getUsedSize() const
-    {
-        unsigned int size = 4;
-        for (const Event& event : _events)
-            size += event.getSize();
-        return size;
-    }
-
-    bool hasRoom(unsigned int bytes) const { return getUsedSize() + bytes <= _image.size(); }
 
     template <class Word>
     static std::string inHostOrder(Word word)
@@ -86,75 +88,31 @@ private:
         return std::string(reinterpret_cast<const char*>(&word), sizeof(word));
     }
 
+    /// Over the one before: what was freed keeps its bytes.
     void writeImage()
     {
-        std::string used = inHostOrder(static_cast<uint16_t>(getUsedSize()));
-        used += inHostOrder(static_cast<uint16_t>(_image.size()));
+        std::string entries;
         for (const Event& event : _events) {
-            const unsigned int count = static_cast<unsigned int>(event.observers.size());
-            if (event.isLong())
-                used += std::string{char(count), char(count >> 8), char(count >> 16), char(count >> 24 | 0x80)} +
-                        inHostOrder(int32_t{event.id});
+            const auto count = static_cast<unsigned int>(event.observers.size());
+            if (isLong(event.id))
+                entries += std::string{char(count), char(count >> 8), char(count >> 16), char(count >> 24 | 0x80)} +
+                           inHostOrder(int32_t{event.id});
             else
-                used += inHostOrder(static_cast<int16_t>(event.id)) + std::string{char(count), char(count >> 8)};
+                entries += inHostOrder(static_cast<int16_t>(event.id)) + std::string{char(count), char(count >> 8)};
             for (Ostrel::Observer* observer : event.observers)
-                used += inHostOrder(Ostrel::observerWord(observer));
+                entries += inHostOrder(Ostrel::observerWord(observer));
         }
-        _image.replace(0, used.size(), used);
-    }
-
-    std::string _image;
-    std::vector<Event> _events;
-};
-
-/// A registry in a heap block of exactly its size, at an odd address, beside its model.
-class CheckedRegistry
-{
-public:
-    explicit CheckedRegistry(uint16_t capacity)
-        : _block(new char[capacity + 1u]), _model(capacity), _state(create(_block.get() + 1, capacity))
-    {}
-
-    Ostrel::StaticModelState* getState() const { return _state.get(); }
-
-    int apply(RegistryModel::Operation operation, int id, Ostrel::Observer* observer)
-    {
-        _modelCode = _model.apply(operation, id, observer);
-        return _code = run(operation, id, observer);
-    }
-
-    /// Whether the last code, and every byte of the buffer, are the model's.
-    bool isAsModelled() const
-    {
-        return _code == _modelCode && memcmp(_block.get() + 1, _model.getImage().data(), _model.getImage().size()) == 0;
-    }
-
-private:
-    static Ostrel::StaticModelState* create(char* buffer, uint16_t capacity)
-    {
-        memset(buffer, 0xAA, capacity);
-        return Ostrel::StaticModel::create(buffer, capacity);
-    }
-
-    int run(RegistryModel::Operation operation, int id, Ostrel::Observer* observer)
-    {
-        using Ostrel::StaticModel;
-        if (operation == RegistryModel::ADD_EVENT)
-            return StaticModel::addEvent(_state.get(), id);
-        if (operation == RegistryModel::REMOVE_EVENT)
-            return StaticModel::removeEvent(_state.get(), id);
-        const auto change = operation == RegistryModel::ADD_OBSERVER      ? StaticModel::addObserver
-                            : operation == RegistryModel::ADD_BOTH        ? StaticModel::addEventAndObserver
-                            : operation == RegistryModel::REMOVE_OBSERVER ? StaticModel::removeObserver
-                                                                          : StaticModel::removeEventAndObserver;
-        return change(_state.get(), id, observer);
+        _usedSize = 4 + entries.size();
+        entries =
+            inHostOrder(static_cast<uint16_t>(_usedSize)) + inHostOrder(static_cast<uint16_t>(_image.size())) + entries;
+        _image.replace(0, _usedSize, entries);
     }
 
     std::unique_ptr<char[]> _block;
-    RegistryModel _model;
     std::unique_ptr<Ostrel::StaticModelState> _state;
-    int _code = 0;
-    int _modelCode = 0;
+    std::vector<Event> _events;
+    size_t _usedSize = 0;
+    std::string _image;
 };
 
 /// For registries that are never notified.
