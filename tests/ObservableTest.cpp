@@ -151,6 +151,7 @@ TEST(ObservableFaultTest, ExhaustedMemoryGivesNoHandleAndLeavesNothing)
         ObserverPtr observer = createObserver(nullptr);
         faults.disarm();
         const bool isDone = subject != nullptr && observer != nullptr;
+        EXPECT_TRUE(!isDone || addObserver(subject, 1, observer) == OBSERVABLE_OK);
         destroyObservable(subject);
         destroyObserver(observer);
         return isDone;

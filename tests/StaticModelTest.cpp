@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
+#include <functional>
 #include <random>
 #include <thread>
 
@@ -67,17 +69,22 @@ TEST(StaticModelTest, IteratorsWalkInOrderAndStayAtTheEnd)
 
 TEST(ObserverWordTest, ThreadsAgreeOnTheWordsWhileTheTableGrows)
 {
-    std::vector<uint32_t> words[2];
-    const auto collect = [](std::vector<uint32_t>& own) {
-        for (int i = 0; i < 600; ++i) {
+    std::atomic<int> arrived{0};
+    const auto collect = [&arrived](std::vector<uint32_t>& own) {
+        for (++arrived; arrived < 2;)
+            std::this_thread::yield();
+        for (int i = 0; i < 2500; ++i) {
             own.push_back(observerWord(&observers[i]));
             ASSERT_EQ(observerFromWord(own.back()), &observers[i]);
         }
     };
+    std::vector<uint32_t> words[3];
     std::thread other(collect, std::ref(words[0]));
     collect(words[1]);
     other.join();
+    collect(words[2]);
     EXPECT_EQ(words[0], words[1]);
+    EXPECT_EQ(words[0], words[2]) << "they are kept";
     EXPECT_EQ(observerWord(nullptr), 0u);
     EXPECT_EQ(observerFromWord(0), nullptr);
 }
