@@ -10,6 +10,7 @@ int main(int argc, char** argv)
         registerJsonTreeBenchmarks(document);
     }
     registerLookupBenchmarks();
+    registerObservableBenchmarks();
     registerTextBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
