@@ -60,15 +60,7 @@ PropertyMap::KeyValuePair* PropertyMap::entryAt(unsigned int index) const
 
 uint32_t PropertyMap::getBufferEnd() const
 {
-    const KeyValuePair* table = getKeyTableEntry();
-    const unsigned int count = getNumEntries();
-    const PropertyMapScan scan(table, count);
-    if (scan.hasUnknownType()) {
-        for (unsigned int i = 0; i < count; ++i)
-            getValueType(table + i); // stops at the broken one
-    }
-    return scan.hasValue() ? scan.getOffset() + getValueSize(scan.getType(), scan.getOffset())
-                           : PROPERTY_MAP_HEADER_SIZE;
+    return findBufferEnd(PropertyMapTable(*this, _buffer), _buffer);
 }
 
 uint32_t PropertyMap::getEmptySpace() const
@@ -81,20 +73,7 @@ uint32_t PropertyMap::getEmptySpace() const
 
 uint32_t PropertyMap::getValueSize(PropertyMap_ValueType type, unsigned int offset) const
 {
-    switch (type) {
-    case PM_TYPE_INT:
-    case PM_TYPE_FLOAT:
-        return sizeof(uint32_t);
-    case PM_TYPE_DOUBLE:
-        return sizeof(uint64_t);
-    case PM_TYPE_STRING:
-        return static_cast<uint32_t>(strlen(reinterpret_cast<const char*>(_buffer + offset))) + 1;
-    case PM_TYPE_BINARY:
-    case PM_TYPE_PROPERTY_MAP:
-        return loadU32(_buffer + offset) + PROPERTY_MAP_LENGTH_SIZE;
-    default:
-        return 0;
-    }
+    return getStoredSize(type, _buffer + offset);
 }
 
 int PropertyMap::getKey(const KeyValuePair* entry)
@@ -116,23 +95,8 @@ uint32_t PropertyMap::getValueOffset(const KeyValuePair* entry)
 
 bool PropertyMap::isOffsetStored(const KeyValuePair* entry)
 {
-    switch (getValueType(entry)) {
-    case PM_TYPE_INT:
-    case PM_TYPE_FLOAT:
-        return isLongEntry(entry);
-    case PM_TYPE_DOUBLE:
-    case PM_TYPE_STRING:
-    case PM_TYPE_BINARY:
-    case PM_TYPE_PROPERTY_MAP:
-        return true;
-    default:
-        return false;
-    }
-}
-
-const unsigned char* PropertyMap::getValue(const KeyValuePair* entry) const
-{
-    return isOffsetStored(entry) ? _buffer + getValueOffset(entry) : entry->bytes + 4;
+    getValueType(entry); // for its check
+    return isEntryOffsetStored(entry);
 }
 
 /// The nested map as it lies in the buffer, behind its length word.
@@ -154,7 +118,7 @@ uint32_t PropertyMap::getUnusedSpace() const
 
 int PropertyMap::findKey(int key) const
 {
-    const KeyPosition position = locateKey(getKeyTableEntry(), getNumEntries(), key);
+    const KeyPosition position = locateKey(PropertyMapTable(*this, _buffer), key);
     return position.found ? static_cast<int>(position.index) : -1;
 }
 
@@ -169,17 +133,9 @@ PropertyMap::KeyValuePair* PropertyMap::findEntry(int key) const
     return index < 0 ? nullptr : entryAt(static_cast<unsigned int>(index));
 }
 
-PropertyMap_ReturnCode PropertyMap::findEntryOfType(int key, PropertyMap_ValueType type, KeyValuePair** entry) const
-{
-    *entry = findEntry(key);
-    if (*entry == nullptr)
-        return PM_RC_KEY_NOT_FOUND;
-    return getValueType(*entry) == type ? PM_RC_OK : PM_RC_TYPE_MISMATCH;
-}
-
 void PropertyMap::resetOffset(KeyValuePair* pair, uint32_t offset)
 {
-    *pair = createKeyValuePairWithOffset(getKey(pair), getValueType(pair), offset);
+    createKeyValuePairWithOffset(pair, getKey(pair), getValueType(pair), offset);
     OSTREL_ASSERT_TEXT(offset == getValueOffset(pair), "offset == getValueOffset(pair)");
 }
 

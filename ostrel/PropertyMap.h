@@ -186,17 +186,14 @@ private:
     PropertyMap_ReturnCode setPrimitiveValue(int key, PropertyMap_ValueType type, Value value);
 
     KeyValuePair* entryAt(unsigned int index) const;
-    const unsigned char* getValue(const KeyValuePair* entry) const;
     PropertyMap getNestedMap(const KeyValuePair* entry) const;
     KeyValuePair* findEntry(int key) const;
     PropertyMap_ReturnCode findEntryOfType(int key, PropertyMap_ValueType type, KeyValuePair** entry) const;
     PropertyMap_ReturnCode getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const;
-    static KeyValuePair createKeyValuePairWithOffset(int key, PropertyMap_ValueType type, uint32_t offset);
-    void insertKeyEntryTable(unsigned int index, const KeyValuePair& entry);
+    void insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value);
     PropertyMap_ReturnCode resizeValue(const KeyValuePair* entry, uint64_t newSize);
     uint32_t adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment adjustment);
     static void resetOffset(KeyValuePair* pair, uint32_t offset);
-    uint32_t getRecordBodySize(const KeyValuePair* entry, PropertyMap_ValueType type) const;
     unsigned int getFormLength() const;
     unsigned int externalizeEntry(const KeyValuePair* entry, unsigned char* dest, unsigned int destSize) const;
     void printEntry(const KeyValuePair* entry) const;

@@ -4,38 +4,43 @@
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 
-PropertyMap::KeyValuePair PropertyMap::createKeyValuePairWithOffset(int key, PropertyMap_ValueType type,
-                                                                    uint32_t offset)
+namespace {
+
+/// Toward lower addresses; the two places may overlap.
+inline void moveEntries(PropertyMap::KeyValuePair* to, const PropertyMap::KeyValuePair* from, unsigned int count)
 {
-    const uint32_t word = static_cast<uint32_t>(key);
-    const uint32_t tag = static_cast<uint32_t>(type) << 1;
-    KeyValuePair pair;
-    storeLE32(pair.bytes, isShortKey(key) ? word << 8 | tag : offset << 8 | tag | 1);
-    storeU32(pair.bytes + 4, isShortKey(key) ? offset : word);
-    return pair;
+    const unsigned int FEW = 8; // cheaper than a call
+    if (count > FEW) {
+        memmove(to, from, count * sizeof(*to));
+        return;
+    }
+    for (; count != 0; --count)
+        *to++ = *from++;
 }
+
+} // namespace
 
 PropertyMap_ReturnCode PropertyMap::getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const
 {
-    const KeyPosition position = locateKey(getKeyTableEntry(), getNumEntries(), key);
+    const PropertyMapTable table(*this, _buffer);
+    const KeyPosition position = locateKey(table, key);
     if (position.found)
         return PM_RC_KEY_EXISTS;
     // 64 bits: the sum with a caller's length must not wrap.
-    const uint32_t bufferEnd = getBufferEnd();
-    if (getKeyTableOffset() < bufferEnd + valueSize + PROPERTY_MAP_ENTRY_SIZE)
+    const uint32_t bufferEnd = findBufferEnd(table, _buffer);
+    if (table.offset < bufferEnd + valueSize + PROPERTY_MAP_ENTRY_SIZE)
         return PM_RC_NO_SPACE;
     *point = {position.index, bufferEnd};
     return PM_RC_OK;
 }
 
-void PropertyMap::insertKeyEntryTable(unsigned int index, const KeyValuePair& entry)
+void PropertyMap::insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value)
 {
-    const uint32_t offset = getKeyTableOffset();
-    unsigned char* table = _buffer + offset;
-    const size_t below = index * sizeof(KeyValuePair);
-    memmove(table - sizeof(KeyValuePair), table, below);
-    memcpy(table - sizeof(KeyValuePair) + below, &entry, sizeof(entry));
-    setKeyTableOffset(offset - PROPERTY_MAP_ENTRY_SIZE);
+    const uint32_t offset = loadU32(_buffer + sizeof(uint32_t)) - PROPERTY_MAP_ENTRY_SIZE;
+    KeyValuePair* table = reinterpret_cast<KeyValuePair*>(_buffer + offset);
+    moveEntries(table, table + 1, index);
+    createKeyValuePairWithOffset(table + index, key, type, value);
+    storeU32(_buffer + sizeof(uint32_t), offset);
 }
 
 template <class Value>
@@ -50,7 +55,7 @@ PropertyMap_ReturnCode PropertyMap::insertPrimitiveValue(int key, Value value, P
     const uint32_t bits = loadU32(&value);
     if (!isInline)
         storeU32(_buffer + point.valueOffset, bits);
-    insertKeyEntryTable(point.index, createKeyValuePairWithOffset(key, type, isInline ? bits : point.valueOffset));
+    insertKeyEntryTable(point.index, key, type, isInline ? bits : point.valueOffset);
     return PM_RC_OK;
 }
 
@@ -70,7 +75,7 @@ PropertyMap_ReturnCode PropertyMap::insert(int key, bool value)
     const PropertyMap_ReturnCode code = getInsertionPoint(key, 0, &point);
     if (code == PM_RC_OK) {
         // The entry alone holds it, whatever the key: a long key's 24-bit field is then the value and no offset.
-        insertKeyEntryTable(point.index, createKeyValuePairWithOffset(key, PM_TYPE_BOOL, value ? 1 : 0));
+        insertKeyEntryTable(point.index, key, PM_TYPE_BOOL, value ? 1 : 0);
     }
     return code;
 }
@@ -82,7 +87,7 @@ PropertyMap_ReturnCode PropertyMap::insert(int key, double value)
     if (code != PM_RC_OK)
         return code;
     storeWord(_buffer + point.valueOffset, value);
-    insertKeyEntryTable(point.index, createKeyValuePairWithOffset(key, PM_TYPE_DOUBLE, point.valueOffset));
+    insertKeyEntryTable(point.index, key, PM_TYPE_DOUBLE, point.valueOffset);
     return PM_RC_OK;
 }
 
@@ -94,7 +99,7 @@ PropertyMap_ReturnCode PropertyMap::insert(int key, const char* text)
     if (code != PM_RC_OK)
         return code;
     memcpy(_buffer + point.valueOffset, text, size);
-    insertKeyEntryTable(point.index, createKeyValuePairWithOffset(key, PM_TYPE_STRING, point.valueOffset));
+    insertKeyEntryTable(point.index, key, PM_TYPE_STRING, point.valueOffset);
     return PM_RC_OK;
 }
 
@@ -117,7 +122,7 @@ PropertyMap_ReturnCode PropertyMap::insert(int key, const unsigned char* data, u
     if (code != PM_RC_OK)
         return code;
     writeBinaryValue(point.valueOffset, data, length);
-    insertKeyEntryTable(point.index, createKeyValuePairWithOffset(key, type, point.valueOffset));
+    insertKeyEntryTable(point.index, key, type, point.valueOffset);
     return PM_RC_OK;
 }
 
@@ -128,13 +133,23 @@ void PropertyMap::writeBinaryValue(uint32_t offset, const unsigned char* data, u
         memcpy(_buffer + offset + PROPERTY_MAP_LENGTH_SIZE, data, length);
 }
 
+PropertyMap_ReturnCode PropertyMap::findEntryOfType(int key, PropertyMap_ValueType type, KeyValuePair** entry) const
+{
+    const PropertyMapTable table(*this, _buffer);
+    const KeyPosition position = locateKey(table, key);
+    if (!position.found)
+        return PM_RC_KEY_NOT_FOUND;
+    *entry = reinterpret_cast<KeyValuePair*>(_buffer + table.offset) + position.index;
+    return getEntryType(*entry) == type ? PM_RC_OK : PM_RC_TYPE_MISMATCH;
+}
+
 template <class Value>
 PropertyMap_ReturnCode PropertyMap::setPrimitiveValue(int key, PropertyMap_ValueType type, Value value)
 {
     KeyValuePair* entry;
     const PropertyMap_ReturnCode code = findEntryOfType(key, type, &entry);
     if (code == PM_RC_OK)
-        storeWord(isOffsetStored(entry) ? _buffer + getValueOffset(entry) : entry->bytes + 4, value);
+        storeWord(isEntryOffsetStored(entry) ? _buffer + getEntryValue(entry) : entry->bytes + 4, value);
     return code;
 }
 
@@ -158,7 +173,7 @@ PropertyMap_ReturnCode PropertyMap::set(int key, bool value)
     KeyValuePair* entry;
     const PropertyMap_ReturnCode code = findEntryOfType(key, PM_TYPE_BOOL, &entry);
     if (code == PM_RC_OK)
-        *entry = createKeyValuePairWithOffset(key, PM_TYPE_BOOL, value ? 1 : 0);
+        createKeyValuePairWithOffset(entry, key, PM_TYPE_BOOL, value ? 1 : 0);
     return code;
 }
 
@@ -171,7 +186,7 @@ PropertyMap_ReturnCode PropertyMap::set(int key, const char* text)
     const size_t size = strlen(text) + 1;
     code = resizeValue(entry, size);
     if (code == PM_RC_OK)
-        memcpy(_buffer + getValueOffset(entry), text, size);
+        memcpy(_buffer + getEntryValue(entry), text, size);
     return code;
 }
 
@@ -194,15 +209,15 @@ PropertyMap_ReturnCode PropertyMap::set(int key, const unsigned char* data, unsi
         return code;
     code = resizeValue(entry, static_cast<uint64_t>(length) + PROPERTY_MAP_LENGTH_SIZE);
     if (code == PM_RC_OK)
-        writeBinaryValue(getValueOffset(entry), data, length);
+        writeBinaryValue(getEntryValue(entry), data, length);
     return code;
 }
 
 /// Makes room for `newSize` bytes at the value's place, which stays, and moves what follows.
 PropertyMap_ReturnCode PropertyMap::resizeValue(const KeyValuePair* entry, uint64_t newSize)
 {
-    const uint32_t valueOffset = getValueOffset(entry);
-    const uint32_t oldSize = getValueSize(getValueType(entry), valueOffset);
+    const uint32_t valueOffset = getEntryValue(entry);
+    const uint32_t oldSize = getStoredSize(getEntryType(entry), _buffer + valueOffset);
     if (newSize == oldSize)
         return PM_RC_OK;
     if (newSize > oldSize && getEmptySpace() < newSize - oldSize)
@@ -227,8 +242,8 @@ uint32_t PropertyMap::adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment
     const uint32_t end = getBufferEnd();
     KeyValuePair* entry = entryAt(0);
     for (unsigned int left = getNumEntries(); left != 0; --left, ++entry) {
-        const uint32_t offset = getValueOffset(entry);
-        if (offset > valueOffset && isOffsetStored(entry))
+        const uint32_t offset = getEntryValue(entry);
+        if (offset > valueOffset && isEntryOffsetStored(entry))
             resetOffset(entry, adjustment == INCREASE ? offset + by : offset - by);
     }
     return end;
@@ -241,9 +256,9 @@ PropertyMap_ReturnCode PropertyMap::removeKey(int key)
         return PM_RC_KEY_NOT_FOUND;
 
     const KeyValuePair* entry = entryAt(static_cast<unsigned int>(index));
-    if (isOffsetStored(entry)) {
-        const uint32_t valueOffset = getValueOffset(entry);
-        const uint32_t size = getValueSize(getValueType(entry), valueOffset);
+    if (isEntryOffsetStored(entry)) {
+        const uint32_t valueOffset = getEntryValue(entry);
+        const uint32_t size = getStoredSize(getEntryType(entry), _buffer + valueOffset);
         const uint32_t end = adjustOffset(valueOffset, size, DECREASE);
         const uint32_t following = valueOffset + size;
         if (end > following)

@@ -64,7 +64,7 @@ void PropertyMap::printEntry(const KeyValuePair* entry) const
     const PropertyMap_ValueType type = getValueType(entry);
     const int key = getEntryKey(entry);
     const int offset = static_cast<int>(getValueOffset(entry));
-    const unsigned char* value = getValue(entry);
+    const unsigned char* value = getEntryValueBytes(_buffer, entry);
     switch (type) {
     case PM_TYPE_BOOL:
         printf("Key = [%d], value = [%s] [Boolean]\n", key, getEntryBool(entry) ? "true" : "false");

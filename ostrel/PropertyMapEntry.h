@@ -39,10 +39,47 @@ inline bool isLongEntry(const PropertyMap::KeyValuePair* entry)
     return (entry->bytes[0] & 1) != 0;
 }
 
+/// `value` is what `getEntryValue` gives back.
+inline void createKeyValuePairWithOffset(PropertyMap::KeyValuePair* entry, int key, PropertyMap_ValueType type,
+                                         uint32_t value)
+{
+    const uint32_t word = static_cast<uint32_t>(key);
+    const uint32_t tag = static_cast<uint32_t>(type) << 1;
+    const bool isShort = isShortKey(key);
+    storeLE32(entry->bytes, isShort ? word << 8 | tag : value << 8 | tag | 1);
+    storeU32(entry->bytes + 4, isShort ? value : word);
+}
+
 /// Bits 1-7 of byte 0, unchecked.
 inline unsigned int getRawType(const PropertyMap::KeyValuePair* entry)
 {
     return entry->bytes[0] >> 1;
+}
+
+/// The same; a broken type stops the process where `getValueType` reports it.
+inline PropertyMap_ValueType getEntryType(const PropertyMap::KeyValuePair* entry)
+{
+    const unsigned int type = getRawType(entry);
+    return type < PM_MAX_TYPE ? static_cast<PropertyMap_ValueType>(type) : PropertyMap::getValueType(entry);
+}
+
+/// What a value takes in the value area, length word or terminator included.
+inline uint32_t getStoredSize(PropertyMap_ValueType type, const unsigned char* value)
+{
+    switch (type) {
+    case PM_TYPE_INT:
+    case PM_TYPE_FLOAT:
+        return sizeof(uint32_t);
+    case PM_TYPE_DOUBLE:
+        return sizeof(uint64_t);
+    case PM_TYPE_STRING:
+        return static_cast<uint32_t>(strlen(reinterpret_cast<const char*>(value))) + 1;
+    case PM_TYPE_BINARY:
+    case PM_TYPE_PROPERTY_MAP:
+        return loadU32(value) + PROPERTY_MAP_LENGTH_SIZE;
+    default:
+        return 0;
+    }
 }
 
 inline int getEntryKey(const PropertyMap::KeyValuePair* entry)
@@ -56,6 +93,20 @@ inline uint32_t getEntryValue(const PropertyMap::KeyValuePair* entry)
 {
     const uint32_t tagWord = loadTagWord(entry);
     return (tagWord & 1) != 0 ? tagWord >> 8 : loadEntryWord(entry);
+}
+
+/// Whether the value lies in the value area: types from double on, and numbers whose key takes the entry's word. One
+/// bit for each value of the entry's first byte.
+inline bool isEntryOffsetStored(const PropertyMap::KeyValuePair* entry)
+{
+    const uint32_t STORED = 0x3FE8;
+    return entry->bytes[0] < 16 && (STORED >> entry->bytes[0] & 1) != 0;
+}
+
+/// The value as it is stored, in the entry itself or in the value area.
+inline const unsigned char* getEntryValueBytes(const unsigned char* buffer, const PropertyMap::KeyValuePair* entry)
+{
+    return isEntryOffsetStored(entry) ? buffer + getEntryValue(entry) : entry->bytes + 4;
 }
 
 inline bool getEntryBool(const PropertyMap::KeyValuePair* entry)

@@ -43,6 +43,12 @@ void writeRecordBody(unsigned char* dest, const unsigned char* value, uint32_t s
     }
 }
 
+/// What a record takes behind its head; a nested map's form is not counted.
+inline uint32_t getRecordBodySize(PropertyMap_ValueType type, const unsigned char* value)
+{
+    return type == PM_TYPE_PROPERTY_MAP ? 0 : getStoredSize(type, value);
+}
+
 } // namespace
 
 unsigned int PropertyMap::serialize(unsigned char* dest) const
@@ -63,23 +69,38 @@ unsigned int PropertyMap::externalizedSize(const unsigned char* data)
     return loadBE32(data);
 }
 
-/// What a record takes behind its head; a nested map's form is not counted.
-uint32_t PropertyMap::getRecordBodySize(const KeyValuePair* entry, PropertyMap_ValueType type) const
-{
-    return type == PM_TYPE_PROPERTY_MAP ? 0 : getValueSize(type, getValueOffset(entry));
-}
-
 unsigned int PropertyMap::getFormLength() const
 {
     unsigned int length = SIZE_WORD + TERMINATOR;
     const KeyValuePair* entry = getKeyTableEntry();
     for (unsigned int left = getNumEntries(); left != 0; --left, ++entry) {
-        const PropertyMap_ValueType type = getValueType(entry);
-        length += RECORD_HEAD + getRecordBodySize(entry, type);
+        const PropertyMap_ValueType type = getEntryType(entry);
+        length += RECORD_HEAD + getRecordBodySize(type, getEntryValueBytes(_buffer, entry));
         if (type == PM_TYPE_PROPERTY_MAP)
             length += getNestedMap(entry).getFormLength();
     }
     return length;
+}
+
+/// The length of the record with a nested map's form, 0 when that does not fit.
+inline unsigned int PropertyMap::externalizeEntry(const KeyValuePair* entry, unsigned char* dest,
+                                                  unsigned int destSize) const
+{
+    const PropertyMap_ValueType type = getEntryType(entry);
+    const unsigned char* value = getEntryValueBytes(_buffer, entry);
+    const uint32_t bodySize = getRecordBodySize(type, value);
+    // 64 bits: a broken length must not wrap the sum.
+    const uint64_t length = static_cast<uint64_t>(RECORD_HEAD) + bodySize;
+    if (length > destSize)
+        return 0;
+    writeRecordHead(dest, entry, type);
+    if (type != PM_TYPE_PROPERTY_MAP) {
+        writeRecordBody(dest + RECORD_HEAD, value, bodySize, type);
+        return static_cast<unsigned int>(length);
+    }
+    // Nothing remaining is not the same as no destination, which would only ask for the length.
+    const unsigned int nested = getNestedMap(entry).externalize(dest + RECORD_HEAD, destSize - RECORD_HEAD);
+    return nested == 0 ? 0 : RECORD_HEAD + nested;
 }
 
 unsigned int PropertyMap::externalize(unsigned char* dest, unsigned int destSize) const
@@ -106,25 +127,6 @@ unsigned int PropertyMap::externalize(unsigned char* dest, unsigned int destSize
     return destSize - remaining + TERMINATOR;
 }
 
-/// The length of the record with a nested map's form, 0 when that does not fit.
-unsigned int PropertyMap::externalizeEntry(const KeyValuePair* entry, unsigned char* dest, unsigned int destSize) const
-{
-    const PropertyMap_ValueType type = getValueType(entry);
-    const uint32_t bodySize = getRecordBodySize(entry, type);
-    // 64 bits: a broken length must not wrap the sum.
-    const uint64_t length = static_cast<uint64_t>(RECORD_HEAD) + bodySize;
-    if (length > destSize)
-        return 0;
-    writeRecordHead(dest, entry, type);
-    if (type != PM_TYPE_PROPERTY_MAP) {
-        writeRecordBody(dest + RECORD_HEAD, getValue(entry), bodySize, type);
-        return static_cast<unsigned int>(length);
-    }
-    // Nothing remaining is not the same as no destination, which would only ask for the length.
-    const unsigned int nested = getNestedMap(entry).externalize(dest + RECORD_HEAD, destSize - RECORD_HEAD);
-    return nested == 0 ? 0 : RECORD_HEAD + nested;
-}
-
 /// Reads the records of one form into a map that is empty.
 ///
 /// Forms come in key order, so their entries need neither a search for their place nor a pass for the end of the value
@@ -134,7 +136,11 @@ class PropertyMap::FormReader
 {
 public:
     FormReader(PropertyMap& map, const unsigned char** cursor)
-        : _map(map), _cursor(cursor), _tableOffset(map.getKeyTableOffset()), _valueEnd(PROPERTY_MAP_HEADER_SIZE)
+        : _map(map),
+          _cursor(cursor),
+          _tableOffset(map.getKeyTableOffset()),
+          _valueEnd(PROPERTY_MAP_HEADER_SIZE),
+          _mapSize(_tableOffset)
     {}
 
     PropertyMap_ReturnCode read();
@@ -156,6 +162,7 @@ private:
     const unsigned char** _cursor;
     uint32_t _tableOffset; // while the table is stacked, the map's own is not kept up
     uint32_t _valueEnd;
+    const uint32_t _mapSize;
     int _lastKey = 0;
     bool _isStacked = true;
 };
@@ -296,7 +303,7 @@ PropertyMap_ReturnCode PropertyMap::FormReader::addValue(int key, PropertyMap_Va
 PropertyMap_ReturnCode PropertyMap::FormReader::add(int key, PropertyMap_ValueType type, uint64_t valueSize,
                                                     uint32_t* value)
 {
-    const bool isFirst = _tableOffset == _map.getSize();
+    const bool isFirst = _tableOffset == _mapSize;
     if (!_isStacked || !(isFirst || key > _lastKey)) {
         turnTableOver();
         InsertionPoint point;
@@ -305,7 +312,7 @@ PropertyMap_ReturnCode PropertyMap::FormReader::add(int key, PropertyMap_ValueTy
             return code;
         if (valueSize != 0)
             *value = point.valueOffset;
-        _map.insertKeyEntryTable(point.index, createKeyValuePairWithOffset(key, type, *value));
+        _map.insertKeyEntryTable(point.index, key, type, *value);
         return PM_RC_OK;
     }
 
@@ -314,8 +321,7 @@ PropertyMap_ReturnCode PropertyMap::FormReader::add(int key, PropertyMap_ValueTy
     if (valueSize != 0)
         *value = _valueEnd;
     _tableOffset -= PROPERTY_MAP_ENTRY_SIZE;
-    const KeyValuePair entry = createKeyValuePairWithOffset(key, type, *value);
-    memcpy(_map._buffer + _tableOffset, &entry, sizeof(entry));
+    createKeyValuePairWithOffset(reinterpret_cast<KeyValuePair*>(_map._buffer + _tableOffset), key, type, *value);
     _valueEnd += static_cast<uint32_t>(valueSize);
     _lastKey = key;
     return PM_RC_OK;

@@ -1,16 +1,27 @@
 #include "ostrel/PropertyMap.h"
 
-#include "ostrel/PropertyMapEntry.h"
+#include "ostrel/PropertyMapTable.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
+
+namespace {
+
+inline const PropertyMap::KeyValuePair* findEntryInTable(const PropertyMap& map, const unsigned char* buffer, int key)
+{
+    const PropertyMapTable table(map, buffer);
+    const KeyPosition position = locateKey(table, key);
+    return position.found ? table.entries + position.index : nullptr;
+}
+
+} // namespace
 
 template <class Value>
 PropertyMap_ReturnCode PropertyMap::getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
                                                       Value* value) const
 {
-    if (getValueType(entry) != type)
+    if (getEntryType(entry) != type)
         return PM_RC_TYPE_MISMATCH;
-    *value = loadWord<Value>(getValue(entry));
+    *value = loadWord<Value>(getEntryValueBytes(_buffer, entry));
     return PM_RC_OK;
 }
 
@@ -18,7 +29,7 @@ template <>
 PropertyMap_ReturnCode PropertyMap::getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
                                                       bool* value) const
 {
-    if (getValueType(entry) != type)
+    if (getEntryType(entry) != type)
         return PM_RC_TYPE_MISMATCH;
     *value = getEntryBool(entry);
     return PM_RC_OK;
@@ -59,11 +70,11 @@ PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, char* dest, u
 
 PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, const char** ref) const
 {
-    if (getValueType(entry) != PM_TYPE_STRING) {
+    if (getEntryType(entry) != PM_TYPE_STRING) {
         *ref = nullptr;
         return PM_RC_TYPE_MISMATCH;
     }
-    *ref = reinterpret_cast<const char*>(_buffer + getValueOffset(entry));
+    *ref = reinterpret_cast<const char*>(_buffer + getEntryValue(entry));
     return PM_RC_OK;
 }
 
@@ -88,10 +99,10 @@ PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, const unsigne
 {
     *ref = nullptr;
     *length = 0;
-    const PropertyMap_ValueType type = getValueType(entry);
+    const PropertyMap_ValueType type = getEntryType(entry);
     if (type != PM_TYPE_BINARY && type != PM_TYPE_PROPERTY_MAP)
         return PM_RC_TYPE_MISMATCH;
-    const unsigned char* value = _buffer + getValueOffset(entry);
+    const unsigned char* value = _buffer + getEntryValue(entry);
     *length = loadU32(value);
     *ref = value + PROPERTY_MAP_LENGTH_SIZE;
     return PM_RC_OK;
@@ -99,44 +110,44 @@ PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, const unsigne
 
 PropertyMap_ReturnCode PropertyMap::get(int key, int* value) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, bool* value) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, float* value) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, double* value) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, char* dest, unsigned int destSize) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, dest, destSize);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, const char** ref) const
 {
     *ref = nullptr;
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, ref);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, unsigned char* dest, unsigned int destSize, unsigned int* length) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, dest, destSize, length);
 }
 
@@ -144,6 +155,6 @@ PropertyMap_ReturnCode PropertyMap::get(int key, const unsigned char** ref, unsi
 {
     *ref = nullptr;
     *length = 0;
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, ref, length);
 }

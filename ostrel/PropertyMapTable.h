@@ -9,6 +9,25 @@
 
 namespace Ostrel {
 
+/// The key table of a map whose header has been checked.
+struct PropertyMapTable
+{
+    /// The checks are those of `getNumEntries`, which stops the process in its own name.
+    PropertyMapTable(const PropertyMap& map, const unsigned char* buffer)
+        : size(loadU32(buffer)), offset(loadU32(buffer + sizeof(uint32_t)))
+    {
+        if (size - PROPERTY_MAP_HEADER_SIZE > PROPERTY_MAP_MAX_SIZE - PROPERTY_MAP_HEADER_SIZE || offset > size)
+            map.getNumEntries();
+        entries = reinterpret_cast<const PropertyMap::KeyValuePair*>(buffer + offset);
+        count = (size - offset) / PROPERTY_MAP_ENTRY_SIZE;
+    }
+
+    uint32_t size; // of the whole buffer
+    uint32_t offset;
+    const PropertyMap::KeyValuePair* entries;
+    unsigned int count;
+};
+
 /// Where a key is in the key table, or the entry before which it belongs.
 struct KeyPosition
 {
@@ -16,19 +35,46 @@ struct KeyPosition
     bool found;
 };
 
-/// Halves the table without a jump that depends on a key: which half it is cannot be predicted.
-inline KeyPosition locateKey(const PropertyMap::KeyValuePair* table, unsigned int count, int key)
+/// Searches the entries from `low` on. Which half it is cannot be predicted, so nothing jumps on it.
+inline KeyPosition halveTable(const PropertyMapTable& table, unsigned int low, unsigned int count, int key)
 {
-    if (count == 0)
-        return {0, false};
-    unsigned int index = 0;
     while (count > 1) {
         const unsigned int half = count / 2;
-        index += getEntryKey(table + index + half) <= key ? half : 0;
+        low += getEntryKey(table.entries + low + half) <= key ? half : 0;
         count -= half;
     }
-    const int nearest = getEntryKey(table + index);
-    return {index + (nearest < key ? 1 : 0), nearest == key};
+    const int nearest = getEntryKey(table.entries + low);
+    return {low + (nearest < key ? 1 : 0), nearest == key};
+}
+
+/// Keys are mostly numbered in steps, and then their place follows from the lowest and the highest one. The guess is
+/// made for tables of short keys only, whose distances a float holds exactly; those are short at both ends.
+inline KeyPosition locateKey(const PropertyMapTable& table, int key)
+{
+    if (table.count == 0)
+        return {0, false};
+    const unsigned int lastIndex = table.count - 1;
+    const uint32_t first = loadTagWord(table.entries);
+    const uint32_t last = loadTagWord(table.entries + lastIndex);
+    if (((first | last) & 1) != 0 || !isShortKey(key))
+        return halveTable(table, 0, table.count, key);
+
+    const uint32_t wanted = static_cast<uint32_t>(key);
+    const uint32_t lowest = first >> 8;
+    const uint32_t highest = last >> 8;
+    if (wanted <= lowest)
+        return {0, wanted == lowest};
+    if (wanted >= highest)
+        return {wanted == highest ? lastIndex : table.count, wanted == highest};
+    // Signed, since that is what the processors convert.
+    const float share =
+        static_cast<float>(static_cast<int>(wanted - lowest)) / static_cast<float>(static_cast<int>(highest - lowest));
+    const unsigned int guess =
+        static_cast<unsigned int>(static_cast<int>(share * static_cast<float>(static_cast<int>(lastIndex)) + 0.5f));
+    const uint32_t there = loadTagWord(table.entries + guess) >> 8;
+    if (there == wanted)
+        return {guess, true};
+    return there < wanted ? halveTable(table, guess, table.count - guess, key) : halveTable(table, 0, guess, key);
 }
 
 /// Finds the value with the highest offset. Nothing in the buffer caches it, and every insert needs it, so this is the
@@ -42,7 +88,8 @@ public:
     PropertyMapScan(const PropertyMap::KeyValuePair* entry, unsigned int count)
     {
 #ifdef OSTREL_PROPERTY_MAP_VECTOR_SCAN
-        const unsigned int inVectors = count & ~3u;
+        // Small tables were mostly just written, and words that are not yet in the cache are not read as vectors.
+        const unsigned int inVectors = count < 16 ? 0 : count & ~3u;
         scanVectors(entry, inVectors);
         entry += inVectors;
         count -= inVectors;
@@ -124,5 +171,18 @@ private:
     uint32_t _highest = 0;
     uint32_t _tags = 0;
 };
+
+/// Where the value area ends and the free space begins.
+inline uint32_t findBufferEnd(const PropertyMapTable& table, const unsigned char* buffer)
+{
+    const PropertyMapScan scan(table.entries, table.count);
+    if (scan.hasUnknownType()) {
+        for (unsigned int i = 0; i < table.count; ++i)
+            getEntryType(table.entries + i); // stops at the broken one
+    }
+    if (!scan.hasValue())
+        return PROPERTY_MAP_HEADER_SIZE;
+    return scan.getOffset() + getStoredSize(scan.getType(), buffer + scan.getOffset());
+}
 
 } // namespace Ostrel
