@@ -285,5 +285,7 @@ TEST(DynamicPropertyMapTest, CopiesAreDeepAndExhaustedMemoryThrows)
     unsigned char larger[80] = {};
     memcpy(larger, image, sizeof(image));
     EXPECT_EQ(DynamicPropertyMap(larger, 80).getSize(), 64u);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // their allocators stop instead
     EXPECT_THROW(DynamicPropertyMap(image, -1), std::bad_alloc);
+#endif
 }

@@ -28,114 +28,23 @@ public:
         map.insert(1, 258);
     }
 
-    static constexpr unsigned char FORM[] = {0,
-                                             0,
-                                             0,
-                                             193, // the size: 8, 9 entries, 113 of values
-                                             0x80,
-                                             0x80,
-                                             0,
-                                             0,
-                                             0, // true
-                                             0x01,
-                                             0,
-                                             0,
-                                             0,
-                                             1,
-                                             0,
-                                             0,
-                                             1,
-                                             2, // 258
-                                             0x00,
-                                             0,
-                                             0,
-                                             0,
-                                             2, // false
-                                             0x02,
-                                             0,
-                                             0,
-                                             0,
-                                             3,
-                                             0x3F,
-                                             0x80,
-                                             0,
-                                             0, // 1.0f
-                                             0x03,
-                                             0,
-                                             0,
-                                             0,
-                                             4,
-                                             0xBF,
-                                             0xF8,
-                                             0,
-                                             0,
-                                             0,
-                                             0,
-                                             0,
-                                             0, // -1.5
-                                             0x04,
-                                             0,
-                                             0,
-                                             0,
-                                             5,
-                                             'h',
-                                             'i',
-                                             0, // text
-                                             0x05,
-                                             0,
-                                             0,
-                                             0,
-                                             6,
-                                             0,
-                                             0,
-                                             0,
-                                             2,
-                                             0xFF,
-                                             0x01, // binary
-                                             0x06,
-                                             0,
-                                             0,
-                                             0,
-                                             7,
-                                             0,
-                                             0,
-                                             0,
-                                             48, // map
-                                             0x00 | 0x80,
-                                             0,
-                                             0,
-                                             0,
-                                             8, //
-                                             0x06,
-                                             0,
-                                             0,
-                                             0,
-                                             9,
-                                             0,
-                                             0,
-                                             0,
-                                             20, // map in the map
-                                             0x01,
-                                             0xFF,
-                                             0xFF,
-                                             0xFF,
-                                             0xFF,
-                                             0xFF,
-                                             0xFF,
-                                             0xFF,
-                                             0xFE,
-                                             8,
-                                             8, //
-                                             0x01,
-                                             1,
-                                             0,
-                                             0,
-                                             0,
-                                             1,
-                                             2,
-                                             3,
-                                             4, // a long key
-                                             8};
+    // clang-format off
+    static constexpr unsigned char FORM[] = {
+        0, 0, 0, 153,                                               // header 8, entries 72, values 73
+        0x80, 0x80, 0, 0, 0,                                        // true
+        0x01, 0, 0, 0, 1, 0, 0, 1, 2,                               // 258
+        0x00, 0, 0, 0, 2,                                           // false
+        0x02, 0, 0, 0, 3, 0x3F, 0x80, 0, 0,                         // 1.0f
+        0x03, 0, 0, 0, 4, 0xBF, 0xF8, 0, 0, 0, 0, 0, 0,             // -1.5
+        0x04, 0, 0, 0, 5, 'h', 'i', 0,                              // text
+        0x05, 0, 0, 0, 6, 0, 0, 0, 2, 0xFF, 0x01,                   // binary data
+        0x06, 0, 0, 0, 7, 0, 0, 0, 48,                              // a map
+        0x80, 0, 0, 0, 8,                                           // in it true
+        0x06, 0, 0, 0, 9, 0, 0, 0, 20,                              // and a map
+        0x01, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 8, 8, // with -2; both end
+        0x01, 1, 0, 0, 0, 1, 2, 3, 4,                               // a long key
+        8};
+    // clang-format on
 
     PropertyMap map;
 
