@@ -16,5 +16,7 @@ install(FILES ${PROJECT_BINARY_DIR}/ostrel-config.cmake ${PROJECT_BINARY_DIR}/os
   DESTINATION ${package_folder} COMPONENT development)
 install(EXPORT ostrel-targets NAMESPACE ostrel:: DESTINATION ${package_folder} COMPONENT development)
 
+# Relative, so that the installed tree may be moved or staged.
+file(RELATIVE_PATH OSTREL_PKGCONFIG_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/libostrel.pc.in ${PROJECT_BINARY_DIR}/libostrel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/libostrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

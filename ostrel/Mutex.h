@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <pthread.h>
 
 #include "ostrel/Export.h"
@@ -34,7 +35,87 @@ public:
     virtual int unlock();
 
 private:
+    friend class Conditional;
+    friend class MutexLockableWrapper;
+
     pthread_mutex_t _mutex;
+};
+
+/// A mutex that knows its holder, for code that may be entered again by the thread that holds it already. It is locked
+/// through `NestedScopeLock` alone.
+///
+/// Units:     none.
+/// Ownership: not copyable; must not be destroyed while locked.
+/// Errors:    none.
+/// Threads:   that is its purpose.
+class OSTREL_EXPORT CheckedMutex
+{
+public:
+    CheckedMutex();
+    ~CheckedMutex();
+    CheckedMutex(const CheckedMutex&) = delete;
+    CheckedMutex& operator=(const CheckedMutex&) = delete;
+
+private:
+    friend class Conditional;
+    friend class NestedScopeLock;
+    friend class NestedScopeUnlock;
+
+    pthread_mutex_t _mutex;
+};
+
+/// Holds a `CheckedMutex` for a scope. Scopes of one thread may nest: only the outermost unlocks.
+///
+///     void Queue::pushAll() // calls push(), which opens the same guard
+///     {
+///         NestedScopeLock guard(_mutex);
+///
+/// Units:     milliseconds.
+/// Ownership: the mutex outlives the guard.
+/// Errors:    none; whether the second form got the mutex shows only in the mutex being held.
+/// Threads:   the guard belongs to the thread that made it.
+class OSTREL_EXPORT NestedScopeLock
+{
+public:
+    // Only "held by the caller already" records nothing; any other result is taken for a lock.
+    explicit NestedScopeLock(CheckedMutex& mutex)
+        : _locked(pthread_mutex_lock(&mutex._mutex) == EDEADLK ? nullptr : &mutex)
+    {}
+
+    /// Tries `attempts` times to get the mutex and sleeps `intervalMs` after each failure, the last one included. A
+    /// mutex that the caller holds already counts as a failure too. A cancellation point.
+    NestedScopeLock(CheckedMutex& mutex, unsigned int intervalMs, unsigned int attempts);
+
+    ~NestedScopeLock()
+    {
+        if (_locked != nullptr)
+            pthread_mutex_unlock(&_locked->_mutex);
+    }
+    NestedScopeLock(const NestedScopeLock&) = delete;
+    NestedScopeLock& operator=(const NestedScopeLock&) = delete;
+
+private:
+    friend class LockProbe; ///< Lets tests see which guard locked.
+
+    CheckedMutex* _locked; ///< Null when this guard did not lock it.
+};
+
+/// Lets go of a `CheckedMutex` for a scope, and takes it again at the end, however deep the guards are nested.
+///
+/// Units:     none.
+/// Ownership: the mutex outlives the guard.
+/// Errors:    the process stops when the caller does not hold the mutex.
+/// Threads:   the guard belongs to the thread that made it.
+class OSTREL_EXPORT NestedScopeUnlock
+{
+public:
+    explicit NestedScopeUnlock(CheckedMutex& mutex);
+    ~NestedScopeUnlock() { pthread_mutex_lock(&_unlocked->_mutex); }
+    NestedScopeUnlock(const NestedScopeUnlock&) = delete;
+    NestedScopeUnlock& operator=(const NestedScopeUnlock&) = delete;
+
+private:
+    CheckedMutex* _unlocked;
 };
 
 } // namespace Ostrel

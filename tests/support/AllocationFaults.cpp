@@ -64,6 +64,16 @@ void AllocationFaults::disarm()
     armed = nullptr;
 }
 
+AllocationFaults::Pause::Pause() : _armed(armed)
+{
+    armed = nullptr;
+}
+
+AllocationFaults::Pause::~Pause()
+{
+    armed = _armed;
+}
+
 long AllocationFaults::getLiveBlocks()
 {
     return liveBlocks;

@@ -35,6 +35,17 @@ public:
     /// Blocks allocated through the counted functions and not yet freed, in the whole program.
     static long getLiveBlocks();
 
+    /// While one lives, allocations neither count nor fail: for test code that the armed stretch calls back.
+    class Pause
+    {
+    public:
+        Pause();
+        ~Pause();
+
+    private:
+        AllocationFaults* _armed;
+    };
+
     /// Called by the replaced functions.
     static bool shouldFail();
 

@@ -1,0 +1,23 @@
+# Installs BUILD_DIR into WORK_DIR, builds the project in SOURCE_DIR against it, and runs what came out.
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${ARGN} ended with ${status}:\n${output}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+file(REMOVE_RECURSE ${WORK_DIR})
+set(prefix ${WORK_DIR}/prefix)
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBRARY_DIR}/pkgconfig)
+run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -G Ninja
+  -DCMAKE_PREFIX_PATH=${prefix} -DOSTREL_INCLUDE_DIR=${prefix}/include/libostrel)
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
+set(ENV{LD_LIBRARY_PATH} ${prefix}/${LIBRARY_DIR})
+foreach(program product product_pkgconfig)
+  run(${WORK_DIR}/build/${program})
+  if(NOT output STREQUAL "gateway.local:8080\n")
+    message(FATAL_ERROR "${program} says: ${output}")
+  endif()
+endforeach()

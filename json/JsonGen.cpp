@@ -1,0 +1,239 @@
+#include "json/JsonGen.h"
+
+#include <cstdio>
+
+#include "ostrel/IntegerPiece.h"
+#include "json/EscapedPiece.h"
+
+using Ostrel::BytesPiece;
+using Ostrel::CharacterPiece;
+using Ostrel::IntegerPiece;
+using Ostrel::LiteralPiece;
+
+namespace json {
+
+namespace {
+
+const unsigned char MOST_DIGITS = 16;
+const unsigned int FORMATTED_SIZE = 400; // any double with all its digits
+
+constexpr LiteralPiece QUOTE("\"");
+constexpr LiteralPiece END_OF_KEY("\":");
+constexpr LiteralPiece OBJECT_START("{");
+constexpr LiteralPiece ARRAY_START("[");
+
+CharacterPiece commaIf(bool present)
+{
+    return CharacterPiece(',', present);
+}
+
+CharacterPiece minusIf(bool present)
+{
+    return CharacterPiece('-', present);
+}
+
+/// What `vsnprintf` makes of a format that has been measured before.
+class FormattedPiece
+{
+public:
+    FormattedPiece(const char* format, va_list* arguments, unsigned int size)
+        : _format(format), _arguments(arguments), _size(size)
+    {}
+    uint64_t getSize() const { return _size; }
+
+    /// Once only, as the arguments are used up.
+    char* writeTo(char* to) const
+    {
+        vsnprintf(to, uint64_t{_size} + 1, _format, *_arguments); // its terminator takes the spare byte
+        return to + _size;
+    }
+
+private:
+    const char* _format;
+    va_list* _arguments;
+    unsigned int _size;
+};
+
+unsigned int capDigits(unsigned char digits)
+{
+    return digits < MOST_DIGITS ? digits : MOST_DIGITS;
+}
+
+} // namespace
+
+template <class... Pieces>
+JsonGen& JsonGen::writeValue(const Pieces&... pieces)
+{
+    const Placement placement = placeValue();
+    if (placement == PLACE_REFUSED)
+        return *this;
+    write(commaIf(placement == PLACE_NEXT), pieces...);
+    complete();
+    return *this;
+}
+
+/// The pieces begin with the end of the key.
+template <class... Pieces>
+JsonGen& JsonGen::writeMember(const char* key, const Pieces&... pieces)
+{
+    const Placement placement = placeMember();
+    if (placement != PLACE_REFUSED)
+        write(commaIf(placement == PLACE_NEXT), QUOTE, EscapedPiece(key), pieces...);
+    return *this; // not complete: members stand in objects, never at document level
+}
+
+JsonGen& JsonGen::reset()
+{
+    restart();
+    return *this;
+}
+
+JsonGen& JsonGen::nullTerminate()
+{
+    terminate();
+    return *this;
+}
+
+JsonGen& JsonGen::startCollection(const char* key, Status type)
+{
+    if (!checkCollection(key))
+        return *this;
+    if (type != STARTING_OBJECT && type != STARTING_ARRAY) {
+        openLevel(INTERNAL_ERROR);
+        return *this;
+    }
+    const CharacterPiece comma = commaIf(place() == PLACE_NEXT);
+    const LiteralPiece<2>& bracket = type == STARTING_OBJECT ? OBJECT_START : ARRAY_START;
+    if (key == nullptr) {
+        write(comma, bracket);
+    } else {
+        write(comma, QUOTE, EscapedPiece(key), END_OF_KEY, bracket);
+    }
+    openLevel(type);
+    return *this;
+}
+
+JsonGen& JsonGen::end()
+{
+    if (!checkOpen())
+        return *this;
+    if (getStatus() == INITIALIZED) {
+        setStatus(UNEXPECTED_END); // an empty document ends as done all the same, by what follows
+    } else {
+        write(CharacterPiece(isInObject() ? '}' : ']'));
+        closeLevel(); // also when memory ran out for the bracket: the enclosing level goes on
+    }
+    complete();
+    return *this;
+}
+
+JsonGen& JsonGen::add(NullType)
+{
+    return writeValue(LiteralPiece("null"));
+}
+
+JsonGen& JsonGen::add(bool value)
+{
+    return value ? writeValue(LiteralPiece("true")) : writeValue(LiteralPiece("false"));
+}
+
+JsonGen& JsonGen::add(const char* value)
+{
+    return writeValue(QUOTE, EscapedPiece(value), QUOTE);
+}
+
+JsonGen& JsonGen::add(long long value)
+{
+    return writeValue(minusIf(value < 0), IntegerPiece(value));
+}
+
+JsonGen& JsonGen::add(int value)
+{
+    return add(static_cast<long long>(value));
+}
+
+JsonGen& JsonGen::add(double value, unsigned char digits)
+{
+    if (isInObject()) {
+        setStatus(EXPECTED_KEY_VALUE);
+        return *this;
+    }
+    return addWithFormat("%.*f", static_cast<int>(capDigits(digits)), value);
+}
+
+JsonGen& JsonGen::add(const char* key, NullType)
+{
+    return writeMember(key, LiteralPiece("\":null"));
+}
+
+JsonGen& JsonGen::add(const char* key, bool value)
+{
+    return value ? writeMember(key, LiteralPiece("\":true")) : writeMember(key, LiteralPiece("\":false"));
+}
+
+JsonGen& JsonGen::add(const char* key, const char* value)
+{
+    return writeMember(key, LiteralPiece("\":\""), EscapedPiece(value), QUOTE);
+}
+
+JsonGen& JsonGen::add(const char* key, long long value)
+{
+    return writeMember(key, END_OF_KEY, minusIf(value < 0), IntegerPiece(value));
+}
+
+JsonGen& JsonGen::add(const char* key, int value)
+{
+    return add(key, static_cast<long long>(value));
+}
+
+JsonGen& JsonGen::add(const char* key, double value, unsigned char digits)
+{
+    if (!isInObject()) {
+        placeMember(); // for the status
+        return *this;
+    }
+    return addWithFormat("\"%s\":%.*f", key == nullptr ? "(null)" : key, static_cast<int>(capDigits(digits)), value);
+}
+
+JsonGen& JsonGen::addWithFormat(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    if (checkOpen())
+        addFormatted(format, arguments);
+    va_end(arguments);
+    return *this;
+}
+
+void JsonGen::addFormatted(const char* format, va_list arguments)
+{
+    va_list again;
+    va_copy(again, arguments);
+    char text[FORMATTED_SIZE];
+    const int size = vsnprintf(text, sizeof(text), format, arguments);
+    if (size >= 0) {
+        const unsigned int length = static_cast<unsigned int>(size);
+        const CharacterPiece comma = commaIf(place() == PLACE_NEXT);
+        if (length < sizeof(text)) {
+            write(comma, BytesPiece(text, length));
+        } else {
+            write(comma, FormattedPiece(format, &again, length));
+        }
+    }
+    va_end(again);
+    complete();
+}
+
+JsonGen& JsonGen::appendEscapedStringToBuffer(const char* text)
+{
+    write(EscapedPiece(text));
+    return *this;
+}
+
+JsonGen& JsonGen::appendIntegerToBuffer(long long value)
+{
+    write(minusIf(value < 0), IntegerPiece(value));
+    return *this;
+}
+
+} // namespace json

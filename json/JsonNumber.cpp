@@ -1,0 +1,286 @@
+#include "json/JsonNumber.h"
+
+#include <climits>
+#include <cstdint>
+
+#include "ostrel/Unaligned.h"
+
+namespace json {
+
+namespace {
+
+const int MOST_DIGITS = 19; // of which every number fits into 64 bits
+
+// Outside these powers a number is rare enough for the C library.
+const int LEAST_POWER = -64;
+const int GREATEST_POWER = 55; // the last power of five that fits into 128 bits
+
+struct Wide
+{
+    uint64_t high;
+    uint64_t low;
+};
+
+/// The leading 128 bits of five to each power, the first of them set, the rest cut off.
+struct PowersOfFive
+{
+    Wide entries[GREATEST_POWER - LEAST_POWER + 1] = {};
+};
+
+/// The leading 128 bits of a number of 32-bit limbs, lowest limb first.
+template <int N>
+constexpr Wide takeLeadingBits(const uint32_t (&limbs)[N])
+{
+    int top = N - 1;
+    while (limbs[top] == 0)
+        --top;
+    uint32_t taken[5] = {};
+    for (int i = 0; i < 5 && top - i >= 0; ++i)
+        taken[i] = limbs[top - i];
+    Wide bits = {uint64_t{taken[0]} << 32 | taken[1], uint64_t{taken[2]} << 32 | taken[3]};
+    for (uint32_t rest = taken[4]; (bits.high >> 63) == 0; rest <<= 1) {
+        bits.high = bits.high << 1 | bits.low >> 63;
+        bits.low = bits.low << 1 | rest >> 31;
+    }
+    return bits;
+}
+
+/// Multiplying one and dividing 2^319 by five again and again is exact but for what the division cuts off.
+constexpr PowersOfFive makePowersOfFive()
+{
+    PowersOfFive powers;
+    uint32_t product[4] = {1};
+    for (int power = 0; power <= GREATEST_POWER; ++power) {
+        powers.entries[power - LEAST_POWER] = takeLeadingBits(product);
+        uint64_t carry = 0;
+        for (uint32_t& limb : product) {
+            carry += uint64_t{limb} * 5;
+            limb = static_cast<uint32_t>(carry);
+            carry >>= 32;
+        }
+    }
+    uint32_t quotient[10] = {};
+    quotient[9] = 0x80000000;
+    for (int power = -1; power >= LEAST_POWER; --power) {
+        uint64_t rest = 0;
+        for (int i = 9; i >= 0; --i) {
+            rest = rest << 32 | quotient[i];
+            quotient[i] = static_cast<uint32_t>(rest / 5);
+            rest %= 5;
+        }
+        powers.entries[power - LEAST_POWER] = takeLeadingBits(quotient);
+    }
+    return powers;
+}
+
+constexpr PowersOfFive POWERS_OF_FIVE = makePowersOfFive();
+
+Wide multiply(uint64_t a, uint64_t b)
+{
+#ifdef __SIZEOF_INT128__
+    __extension__ using Product = unsigned __int128;
+    const Product product = static_cast<Product>(a) * b;
+    return {static_cast<uint64_t>(product >> 64), static_cast<uint64_t>(product)};
+#else
+    const uint64_t aHigh = a >> 32;
+    const uint64_t aLow = static_cast<uint32_t>(a);
+    const uint64_t bHigh = b >> 32;
+    const uint64_t bLow = static_cast<uint32_t>(b);
+    const uint64_t lowest = aLow * bLow;
+    const uint64_t middle = aHigh * bLow + (lowest >> 32); // cannot wrap: (2^32 - 1)^2 + 2^32 - 1 < 2^64
+    const uint64_t other = aLow * bHigh + static_cast<uint32_t>(middle);
+    return {aHigh * bHigh + (middle >> 32) + (other >> 32), other << 32 | static_cast<uint32_t>(lowest)};
+#endif
+}
+
+/// digits * 10^power, rounded to the nearest double; false when 128 bits of the product cannot tell which one it is.
+///
+/// The table entry is cut off by less than one unit, so the leading 128 bits of the product are too small by less
+/// than two. That matters only right below and at the middle between two doubles.
+bool scaleByPowerOfTen(uint64_t digits, int power, bool isNegative, double& result)
+{
+    const Wide& five = POWERS_OF_FIVE.entries[power - LEAST_POWER];
+    const int shift = __builtin_clzll(digits);
+    const Wide upper = multiply(digits << shift, five.high);
+    const Wide lower = multiply(digits << shift, five.low);
+    Wide product = {upper.high, upper.low + lower.high};
+    product.high += product.low < upper.low;
+
+    // A double takes the first 53 of the 127 or 128 bits, which leaves 74 or 75 to round by.
+    const int leadingBit = static_cast<int>(product.high >> 63);
+    const int cutBits = 10 + leadingBit;
+    uint64_t fraction = product.high >> cutBits;
+    const uint64_t cutHigh = product.high & ((uint64_t{1} << cutBits) - 1);
+    const uint64_t half = uint64_t{1} << (cutBits - 1);
+    if ((cutHigh == half && product.low == 0) || (cutHigh == half - 1 && product.low == UINT64_MAX))
+        return false;
+    fraction += cutHigh >= half;
+
+    // floor(log2(10^power)), exact for every power of the table
+    const int binaryPower = (power * 217706) >> 16;
+    const uint64_t exponent = static_cast<uint64_t>(1023 + 63 + binaryPower - shift + leadingBit);
+    // Rounding up to the next power of two carries into the exponent, which is just right.
+    const uint64_t bits = (uint64_t{isNegative} << 63) + (exponent << 52) + (fraction - (uint64_t{1} << 52));
+    memcpy(&result, &bits, sizeof(result));
+    return true;
+}
+
+bool isDigit(char byte)
+{
+    return static_cast<unsigned char>(byte - '0') < 10;
+}
+
+/// Appends the digits at `text` to `digits`, one by one.
+inline const char* gatherRest(const char* text, const char* end, unsigned long long& digits)
+{
+    for (; text != end && isDigit(*text); ++text)
+        digits = digits * 10 + static_cast<unsigned char>(*text - '0');
+    return text;
+}
+
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+/// Not 0 in each byte that is no digit. Bytes behind the first of them may be wrong, those before it are right.
+inline uint64_t findOthers(uint64_t bytes)
+{
+    return ((bytes & 0xF0F0F0F0F0F0F0F0) | (((bytes + 0x0606060606060606) & 0xF0F0F0F0F0F0F0F0) >> 4)) ^
+           0x3333333333333333;
+}
+
+/// The value of eight digits, the first in memory first.
+inline uint32_t combineDigits(uint64_t bytes)
+{
+    bytes &= 0x0F0F0F0F0F0F0F0F;
+    bytes = (bytes * 10 + (bytes >> 8)) & 0x00FF00FF00FF00FF;
+    bytes = (bytes * 100 + (bytes >> 16)) & 0x0000FFFF0000FFFF;
+    return static_cast<uint32_t>(bytes * 10000 + (bytes >> 32));
+}
+
+/// Appends the digits at `text`: eight at a time, then one by one, which is best where there are few.
+inline const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
+{
+    for (; end - text >= 8 && findOthers(Ostrel::loadU64(text)) == 0; text += 8)
+        digits = digits * 100000000 + combineDigits(Ostrel::loadU64(text));
+    return gatherRest(text, end, digits);
+}
+
+/// As `gatherDigits`, without a branch for each digit: fractions are long, and of any length.
+inline const char* gatherFraction(const char* text, const char* end, unsigned long long& digits)
+{
+    static const unsigned int TENS[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000};
+    for (; end - text >= 8; text += 8) {
+        const uint64_t bytes = Ostrel::loadU64(text);
+        const uint64_t others = findOthers(bytes);
+        if (others != 0) {
+            const unsigned int count = static_cast<unsigned int>(__builtin_ctzll(others)) / 8;
+            if (count != 0) // what is shifted in counts as leading zeros
+                digits = digits * TENS[count] + combineDigits(bytes << (64 - 8 * count));
+            return text + count;
+        }
+        digits = digits * 100000000 + combineDigits(bytes);
+    }
+    return gatherRest(text, end, digits);
+}
+#else
+inline const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
+{
+    return gatherRest(text, end, digits);
+}
+
+inline const char* gatherFraction(const char* text, const char* end, unsigned long long& digits)
+{
+    return gatherRest(text, end, digits);
+}
+#endif
+
+/// Reads what follows the 'e'. False when there is no digit; `text` is then at the byte that is none.
+bool scanExponent(const char*& text, const char* end, long long& exponent)
+{
+    const bool isNegative = text != end && *text == '-';
+    if (text != end && (*text == '-' || *text == '+'))
+        ++text;
+    const long long FAR_TOO_MUCH = 1LL << 40; // beyond what any number of digits in memory makes up for
+    const char* const first = text;
+    long long value = 0;
+    for (; text != end && isDigit(*text); ++text) {
+        if (value < FAR_TOO_MUCH)
+            value = value * 10 + (*text - '0');
+    }
+    exponent += isNegative ? -value : value;
+    return text != first;
+}
+
+/// Whether `_digits` cannot hold the digits of [text, end), leading zeros aside.
+bool hasTooManyDigits(const char* text, const char* end)
+{
+    while (text != end && (*text == '0' || *text == '.'))
+        ++text;
+    int count = 0;
+    for (; text != end && count <= MOST_DIGITS; ++text)
+        count += isDigit(*text) ? 1 : 0;
+    return count > MOST_DIGITS;
+}
+
+} // namespace
+
+const char* JsonNumber::scan(const char* text, const char* end)
+{
+    const bool isNegative = text != end && *text == '-';
+    const char* const first = text + (isNegative ? 1 : 0);
+    unsigned long long digits = 0;
+    const char* const behind = gatherDigits(first, end, digits);
+    _isNegative = isNegative;
+    _digits = digits;
+    if (behind == first)
+        return behind;
+    if (behind != end && (*behind == '.' || *behind == 'e' || *behind == 'E'))
+        return scanReal(first, behind, end);
+    setInteger(first, behind);
+    return behind;
+}
+
+const char* JsonNumber::scanReal(const char* first, const char* point, const char* end)
+{
+    unsigned long long digits = _digits;
+    long long exponent = 0;
+    const char* text = point;
+    if (*text == '.') {
+        const char* const fraction = text + 1;
+        text = gatherFraction(fraction, end, digits);
+        if (text == fraction)
+            return text;
+        exponent = fraction - text;
+    }
+    const char* const behindDigits = text;
+    if (text != end && (*text == 'e' || *text == 'E')) {
+        ++text;
+        if (!scanExponent(text, end, exponent))
+            return text;
+    }
+    kind = UNDECIDED;
+    if (behindDigits - first <= MOST_DIGITS || !hasTooManyDigits(first, behindDigits))
+        setReal(digits, exponent);
+    return text;
+}
+
+void JsonNumber::setInteger(const char* first, const char* behind)
+{
+    // Both ends of the range count as overflow: that is how a reading that saturates shows it.
+    if (behind - first > MOST_DIGITS && hasTooManyDigits(first, behind))
+        return;
+    if (_digits > static_cast<unsigned long long>(LLONG_MAX) || (!_isNegative && _digits == LLONG_MAX))
+        return;
+    kind = INTEGER;
+    integer = _isNegative ? -static_cast<long long>(_digits) : static_cast<long long>(_digits);
+}
+
+void JsonNumber::setReal(unsigned long long digits, long long exponent)
+{
+    if (digits == 0)
+        real = _isNegative ? -0.0 : 0.0;
+    else if (exponent < LEAST_POWER || exponent > GREATEST_POWER ||
+             !scaleByPowerOfTen(digits, static_cast<int>(exponent), _isNegative, real))
+        return;
+    kind = REAL;
+}
+
+} // namespace json

@@ -1,0 +1,38 @@
+#pragma once
+
+namespace json {
+
+/// A JSON number (RFC 8259, leading zeros allowed) taken from text. Private to the JSON reader.
+///
+/// Units:     `scan` looks at [text, end) and nowhere else; the text needs no terminator.
+/// Ownership: none.
+/// Errors:    `INVALID`.
+/// Threads:   plain values.
+class JsonNumber
+{
+public:
+    enum Kind {
+        INVALID,   ///< Not a number, or an integer that does not fit.
+        INTEGER,   ///< `integer` holds it.
+        REAL,      ///< `real` holds it, right to the last bit.
+        UNDECIDED, ///< A double that only `strtod` on the same text reads exactly.
+    };
+
+    /// Reads the longest number at `text`. The first byte that does not belong to it; for `INVALID` the first byte
+    /// that could not go on.
+    const char* scan(const char* text, const char* end);
+
+    Kind kind = INVALID;
+    long long integer = 0;
+    double real = 0;
+
+private:
+    const char* scanReal(const char* first, const char* point, const char* end);
+    void setInteger(const char* first, const char* behind);
+    void setReal(unsigned long long digits, long long exponent);
+
+    bool _isNegative = false;
+    unsigned long long _digits = 0; ///< All digits of the number, modulo 2^64.
+};
+
+} // namespace json

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+
+#include "json/JsonParser.h"
+
+namespace json {
+
+/// What `JsonParser` keeps of a parse. No parse sets two of them: texts may have any length, and memory that cannot
+/// be had makes the data invalid.
+enum JsonErrorCode {
+    JSON_OK = 0,
+    JSON_INVALID_DATA = 1,
+    JSON_INVALID_SOURCE = 2,
+    JSON_DEPTH_EXCEEDED = 3,
+    JSON_SCALAR_TOO_LONG = 4,
+    JSON_EXCESS_DATA = 5,
+    JSON_OUT_OF_MEMORY = 6
+};
+
+/// The text of the current key and value: on the stack until a token outgrows it, then on the heap; it never shrinks.
+///
+/// Units:     bytes.
+/// Ownership: owns its block; pointers into it die with `grow`.
+/// Errors:    `grow` is false when memory is exhausted, and what there was stays.
+/// Threads:   belongs to one parse.
+class JsonScratch
+{
+public:
+    JsonScratch() : _data(_initial), _end(_initial + sizeof(_initial)) {}
+    ~JsonScratch()
+    {
+        if (_data != _initial)
+            free(_data);
+    }
+    JsonScratch(const JsonScratch&) = delete;
+    JsonScratch& operator=(const JsonScratch&) = delete;
+
+    /// Doubles the room. `position`, a place in the buffer, moves with it.
+    bool grow(char*& position);
+    char* getData() { return _data; }
+    char* getEnd() { return _end; }
+
+private:
+    char* _data;
+    char* _end;
+    char _initial[512];
+};
+
+/// One parse: a recursive descent over a window of bytes that is refilled from a stream, or over the caller's bytes.
+/// All state of the parse is here, so that an event may start another one. Private to `JsonParser`.
+///
+/// The steps take the position to go on from and return the position behind what they read, or null when the parse
+/// has failed; that keeps it in a register all the way. Where `at` is given, a byte is there. A refill happens only
+/// when its first byte is needed: behind the byte that fails the parse nothing is read.
+///
+/// Units:     bytes. The size of a key includes its terminator; 0 says that there is no key.
+/// Ownership: everything given to the constructors is borrowed for the life of the reader.
+/// Errors:    null positions.
+/// Threads:   belongs to one parse.
+class JsonReader
+{
+public:
+    JsonReader(JsonParser* parser, JsonParser::EventHandler* handler, const char* data, size_t length);
+
+    /// Reads `input` through `window`, which the reader may write to.
+    JsonReader(JsonParser* parser, JsonParser::EventHandler* handler, Ostrel::InputStream* input, char* window,
+               unsigned int windowSize);
+
+    int read(); ///< The whole document; a `JsonErrorCode`.
+
+private:
+    enum { MAX_DEPTH = 15 };
+
+    const char* ensureByte(const char* cur) { return cur != _end ? cur : refill(); }
+    const char* refill();
+    const char* findToken(const char* cur);
+    const char* skipBlanks(const char* cur);
+
+    const char* readValue(const char* at, size_t keySize);
+    const char* readObject(const char* at, size_t keySize);
+    const char* readMember(const char* at);
+    const char* readArray(const char* at, size_t keySize);
+    const char* readString(const char* at, size_t keySize);
+    const char* readNumber(const char* at, size_t keySize);
+    const char* readLiteral(const char* at, const char* literal, size_t length);
+
+    const char* terminateInWindow(const char* text);
+    const char* readText(const char* cur, size_t offset, size_t& behind);
+    const char* readEscape(const char* cur, char*& out);
+    const char* readCodePoint(const char* cur, unsigned int& codePoint);
+    const char* collectNumber(const char* at, size_t& used);
+    const char* collectDigits(const char* cur, size_t& used);
+    const char* collectByte(const char* at, size_t& used);
+    bool copyToken(size_t offset, const char* token, size_t length);
+    const char* getKey(size_t keySize) { return keySize == 0 ? nullptr : _scratch.getData(); }
+
+    JsonParser* _parser;
+    JsonParser::EventHandler* _handler;
+    const char* _end;            ///< Of the bytes that are there.
+    const char* _start;          ///< Of the caller's bytes.
+    Ostrel::InputStream* _input; ///< Null over memory, and once the stream has ended.
+    char* _window;               ///< Null over memory, which is not ours to write to.
+    unsigned int _windowSize;
+    unsigned int _depth = 0;
+    bool _isPointDot;     ///< Whether the C library reads numbers as JSON writes them.
+    JsonScratch _scratch; ///< The key, and behind it the text of its value.
+};
+
+} // namespace json

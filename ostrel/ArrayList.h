@@ -1,0 +1,214 @@
+#pragma once
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+#include "ostrel/Export.h"
+#include "ostrel/Report.h"
+
+namespace Ostrel {
+
+/// Root of the array lists.
+class OSTREL_EXPORT ArrayListCommon
+{
+public:
+    virtual ~ArrayListCommon() = default;
+};
+
+/// What all array lists have in common; take one by reference where the kind of storage does not matter.
+///
+///     DynamicArrayList<DataObject*, 8> children;
+///     if (children.append(child) != 0)
+///         delete child;
+///
+/// Elements lie contiguously. Pointers and references to them live until the next change of the list.
+///
+/// Units:     sizes and indexes count elements.
+/// Ownership: the list owns its elements as values; elements that are plain pointers are never deleted. A slot that
+///            is given up is set back to `T()`, so that what it held is released at once.
+/// Errors:    a change that cannot be made returns 2 and leaves the list and the argument as they were. `[]` beyond
+///            the end makes a recoverable report "index < _size" and gives the last element.
+/// Threads:   not synchronized.
+template <class T>
+class OSTREL_EXPORT ArrayList : public ArrayListCommon
+{
+public:
+    ArrayList(const ArrayList&) = delete;
+    ArrayList& operator=(const ArrayList&) = delete;
+
+    /// 0, or 2 when there is no room left. The element may be one of the list's own.
+    int append(const T& element) { return store(element); }
+    int append(T&& element) { return store(std::move(element)); }
+
+    /// Moves the elements from `index` on up by one. 0, or 2 when there is no room left or `index` is beyond the end.
+    template <class U>
+    int insert(unsigned int index, U&& element);
+
+    /// Moves the elements behind `index` down by one. 0, or 2 when there is no such element.
+    int remove(unsigned int index);
+
+    void clear(); ///< The storage is kept.
+
+    /// On an empty list there is no last element to fall back on: gives a value of the thread's own that is `T()` and
+    /// is not kept.
+    T& operator[](unsigned int index) { return access(index); }
+    const T& operator[](unsigned int index) const { return access(index); }
+
+    bool isEmpty() const { return _size == 0; }
+    unsigned int getSize() const { return _size; }
+    unsigned int getCapacity() const { return _capacity; }
+
+    T* begin() { return _elements; }
+    T* end() { return _elements + _size; }
+    const T* begin() const { return _elements; }
+    const T* end() const { return _elements + _size; }
+
+protected:
+    ArrayList(T* elements, unsigned int capacity) : _elements(elements), _capacity(capacity), _size(0) {}
+
+private:
+    enum {
+        RC_OK = 0,
+        RC_REFUSED = 2,
+        LINE_INDEX = 299 // log collectors match on file and line, so the number outlives edits
+    };
+
+    /// Storage from `new[]` for more elements than now; null where there is none. What it replaces came from here too.
+    virtual T* allocateMore(unsigned int& capacity) = 0;
+
+    template <class U>
+    int store(U&& element);
+    template <class U>
+    int storeInLarger(U&& element);
+    T& access(unsigned int index) const;
+    [[gnu::cold, gnu::noinline]] T& getLastOrSpare() const;
+    void resetSlot(unsigned int index);
+
+protected:
+    T* _elements;
+    unsigned int _capacity;
+    unsigned int _size;
+};
+
+/// A list on the heap that grows by N elements at a time: for many lists that are mostly short.
+///
+/// It starts without storage. Growth is additive, so very long lists are better kept elsewhere.
+template <class T, unsigned int N>
+class OSTREL_EXPORT DynamicArrayList : public ArrayList<T>
+{
+public:
+    DynamicArrayList() : ArrayList<T>(nullptr, 0) {}
+    ~DynamicArrayList() override { delete[] this->_elements; }
+
+private:
+    T* allocateMore(unsigned int& capacity) override;
+};
+
+/// A list of at most N elements inside the object. All N are constructed with it and destroyed, last to first, with it.
+template <class T, unsigned int N>
+class OSTREL_EXPORT FixedArrayList : public ArrayList<T>
+{
+public:
+    FixedArrayList() : ArrayList<T>(_storage, N) {}
+
+private:
+    T* allocateMore(unsigned int&) override { return nullptr; }
+
+    T _storage[N];
+};
+
+template <class T>
+template <class U>
+int ArrayList<T>::insert(unsigned int index, U&& element)
+{
+    if (index > _size || append(std::forward<U>(element)) != RC_OK)
+        return RC_REFUSED;
+    std::rotate(begin() + index, end() - 1, end());
+    return RC_OK;
+}
+
+template <class T>
+int ArrayList<T>::remove(unsigned int index)
+{
+    if (index >= _size)
+        return RC_REFUSED;
+    std::move(begin() + index + 1, end(), begin() + index);
+    resetSlot(--_size);
+    return RC_OK;
+}
+
+template <class T>
+void ArrayList<T>::clear()
+{
+    while (_size > 0)
+        resetSlot(--_size);
+}
+
+template <class T>
+template <class U>
+int ArrayList<T>::store(U&& element)
+{
+    if (_size == _capacity)
+        return storeInLarger(std::forward<U>(element));
+    _elements[_size] = std::forward<U>(element);
+    ++_size;
+    return RC_OK;
+}
+
+template <class T>
+template <class U>
+int ArrayList<T>::storeInLarger(U&& element)
+{
+    unsigned int capacity = 0;
+    T* larger = allocateMore(capacity);
+    if (larger == nullptr)
+        return RC_REFUSED;
+
+    // The new element first: it may be one of those that are moved next.
+    larger[_size] = std::forward<U>(element);
+    std::move(begin(), end(), larger);
+    delete[] _elements;
+    _elements = larger;
+    _capacity = capacity;
+    ++_size;
+    return RC_OK;
+}
+
+template <class T>
+T& ArrayList<T>::access(unsigned int index) const
+{
+    if (OSTREL_CHECK_AT(RECOVERABLE, LINE_INDEX, "index < _size", index < _size))
+        return _elements[index];
+    return getLastOrSpare();
+}
+
+template <class T>
+T& ArrayList<T>::getLastOrSpare() const
+{
+    if (_size > 0)
+        return _elements[_size - 1];
+    thread_local T spare;
+    spare = T();
+    return spare;
+}
+
+template <class T>
+void ArrayList<T>::resetSlot(unsigned int index)
+{
+    if constexpr (!std::is_trivially_destructible<T>::value)
+        _elements[index] = T();
+}
+
+template <class T, unsigned int N>
+T* DynamicArrayList<T, N>::allocateMore(unsigned int& capacity)
+{
+    if (this->_size > std::numeric_limits<unsigned int>::max() - N)
+        return nullptr;
+    capacity = this->_size + N;
+    return new (std::nothrow) T[capacity];
+}
+
+} // namespace Ostrel

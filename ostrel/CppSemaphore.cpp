@@ -1,0 +1,86 @@
+#include "ostrel/CppSemaphore.h"
+
+#include <cerrno>
+#include <limits>
+#include <time.h>
+
+#include "ostrel/Report.h"
+
+namespace Ostrel {
+
+namespace {
+
+// Log collectors match on file and line, so the numbers of these sites outlive edits.
+enum ReportLine {
+    LINE_INIT = 23,
+    LINE_DESTROY = 28,
+    LINE_WAIT = 37,
+    LINE_TIMED_WAIT = 61,
+    LINE_POST = 66,
+    LINE_VALUE = 94
+};
+
+int waitUntilDeadline(sem_t* semaphore, int seconds)
+{
+    timespec deadline;
+    if (clock_gettime(CLOCK_REALTIME, &deadline) == -1)
+        return -1;
+    if (__builtin_add_overflow(deadline.tv_sec, seconds, &deadline.tv_sec))
+        deadline.tv_sec = std::numeric_limits<time_t>::max();
+    return sem_timedwait(semaphore, &deadline);
+}
+
+} // namespace
+
+Semaphore::Semaphore(unsigned int initialValue) : m_sem()
+{
+    OSTREL_CHECK_AT(FATAL, LINE_INIT, "-1 != sem_init(&m_sem, 0, initialValue)",
+                    -1 != sem_init(&m_sem, 0, initialValue));
+}
+
+Semaphore::~Semaphore()
+{
+    OSTREL_CHECK_AT(FATAL, LINE_DESTROY, "-1 != sem_destroy(&m_sem)", -1 != sem_destroy(&m_sem));
+}
+
+void Semaphore::wait()
+{
+    int rc;
+    do {
+        rc = sem_wait(&m_sem);
+    } while (rc == -1 && errno == EINTR);
+    OSTREL_CHECK_AT(FATAL, LINE_WAIT, "-1 != rc", -1 != rc);
+}
+
+void Semaphore::timedWait(int seconds)
+{
+    int rc;
+    do { // with a full new interval each time
+        rc = waitUntilDeadline(&m_sem, seconds);
+    } while (rc == -1 && errno == EINTR);
+    OSTREL_CHECK_AT(FATAL, LINE_TIMED_WAIT, "-1 != rc", -1 != rc || errno == ETIMEDOUT);
+}
+
+void Semaphore::post()
+{
+    // Reported only: the caller cannot mend it.
+    OSTREL_CHECK_AT(FATAL, LINE_POST, "-1 != sem_post(&m_sem)", -1 != sem_post(&m_sem));
+}
+
+bool Semaphore::tryWait()
+{
+    int rc;
+    do {
+        rc = sem_trywait(&m_sem);
+    } while (rc == -1 && errno == EINTR);
+    return rc != -1;
+}
+
+int Semaphore::value()
+{
+    int retval = 0;
+    OSTREL_CHECK_AT(FATAL, LINE_VALUE, "-1 != sem_getvalue(&m_sem, &retval)", -1 != sem_getvalue(&m_sem, &retval));
+    return retval;
+}
+
+} // namespace Ostrel

@@ -1,0 +1,265 @@
+#pragma once
+
+#include <string>
+
+#include "ostrel/ArrayList.h"
+#include "ostrel/AutoPtr.h"
+#include "ostrel/DynamicLookupTable.h"
+#include "ostrel/DynamicString.h"
+#include "ostrel/Export.h"
+#include "ostrel/Serializable.h"
+#include "ostrel/WeakPtr.h"
+
+namespace Ostrel {
+
+/// A node of a tree of typed values: an integer, a text, a null, a list, a map, or the marker of a missing value.
+///
+/// A read never fails. A query on the wrong kind answers with the caller's default `d`, and a lookup that misses gives
+/// a shared `InvalidDataObject`, so a chain of lookups is always safe:
+///
+///     int port = root.get("servers").get(0).get("port").toInt(80);
+///
+/// Parsers build trees (`DataObjectHandler`), and a tree writes itself into any `StructBuilder` with `serialize`.
+///
+/// Units:     texts are NUL-terminated UTF-8; indexes count children from 0.
+/// Ownership: containers own their children. An `AutoPtr` argument is taken over whatever the result; a child that
+///            cannot be stored is destroyed. `get` returns a reference that stays the container's, or the process's for
+///            a miss: never delete or change that one. Keys are copied.
+/// Errors:    codes as told below; reports for null builders and children (fatal "m_ptr") and for negative list
+///            indexes (recoverable "index < _size"). Factories return an empty pointer when memory is exhausted.
+/// Threads:   a tree is used by one thread at a time.
+class OSTREL_EXPORT DataObject : public Serializable
+{
+public:
+    /// Walks the children of a container. The base one is empty; it is what scalars give.
+    ///
+    ///     for (AutoPtr<DataObject::DataObjectIterator> it = node.iterator(); it->hasCurrent(); it->next())
+    ///         printf("%s\n", it->key());
+    ///
+    /// The container must outlive it. A change of the container may skip or repeat a child, but never dangles.
+    class OSTREL_EXPORT DataObjectIterator
+    {
+    public:
+        DataObjectIterator() = default;
+        virtual ~DataObjectIterator();
+        DataObjectIterator(const DataObjectIterator&) = delete;
+        DataObjectIterator& operator=(const DataObjectIterator&) = delete;
+
+        virtual bool hasCurrent() const;
+        virtual void next();
+        virtual DataObject& value() const; ///< Past the end, the shared invalid object.
+        virtual const char* key() const;   ///< The map's stored key; null in a list and past the end.
+    };
+
+    static AutoPtr<DataObject> createInt(long long value);
+
+    /// A node with a copy of `text`; null counts as empty. A text that cannot be copied (262,144 bytes and more with
+    /// its terminator, or no memory) is reported (fatal "RC_OK == growAndAssign(orig)") and leaves a node whose text
+    /// is null.
+    static AutoPtr<DataObject> createString(const char* text);
+    static AutoPtr<DataObject> createString(const ReadableString& text);
+
+    DataObject() = default;
+    DataObject(const DataObject&) = delete;
+    DataObject& operator=(const DataObject&) = delete;
+    ~DataObject() override;
+
+    const char* getTypeName() const override; ///< "DataObject" for every kind.
+    void serialize(WeakPtr<StructBuilder> builder) const override;
+
+    virtual AutoPtr<DataObjectIterator> iterator() const; ///< The caller owns it; empty when memory is exhausted.
+
+    // The `to` family answers only for its own kind; the `convertTo` family also parses texts.
+    virtual int toInt(int d) const; ///< The low 32 bits of an integer.
+    virtual long long toInt64(long long d) const;
+    virtual float toFloat(float d) const;
+    virtual const char* toString(const char* d) const; ///< A text lives as long as its node.
+
+    /// An integer's low 32 bits; of a text the decimal number that it is as a whole, clamped to the range of int.
+    virtual int convertToInt(int d) const;
+    /// A text or a number in decimal. A null `d` throws std::logic_error where `d` is what is copied.
+    virtual std::string convertToStdString(const char* d) const;
+    /// Whether a number is not 0; of a text "true", "yes", "on", "false", "no", "off" in any letter case, or a number.
+    virtual bool convertToBool(bool d) const;
+
+    virtual bool isNull() const;  ///< Of a null node, and of the invalid object too.
+    virtual bool isValid() const; ///< False of the invalid object only.
+    virtual int getNumChildren() const;
+    virtual bool has(int index) const; ///< A negative index counts as present in a list.
+    virtual bool has(const char* key) const;
+    virtual DataObject& get(int index) const; ///< A negative index of a list is reported and gives its last child.
+    virtual DataObject& get(const char* key) const;
+
+    /// 0, -1 when this is not a list, 2 when the list cannot grow.
+    virtual int append(AutoPtr<DataObject> child);
+    virtual AutoPtr<DataObject> clone() const = 0; ///< A deep copy; scalars throw bad_alloc.
+    /// 0, -1 when this is not a map, the map cannot grow or `key` is null. An equal key keeps its first spelling.
+    virtual int set(const char* key, AutoPtr<DataObject> child);
+    virtual AutoPtr<DataObject> unset(const char* key); ///< Hands the child back; empty when there is none.
+    virtual AutoPtr<DataObject> unset(int index);
+    /// 0, -1 when this is not a list or has no such child: a list grows through `append` only.
+    virtual int set(int index, AutoPtr<DataObject> child);
+
+    virtual const unsigned char* binaryValue() const; ///< Null: no kind holds bytes.
+    virtual unsigned int binaryLength() const;        ///< Bytes; 0.
+
+    // Debug dumps to standard output.
+    virtual void print() const = 0;
+    virtual void print(const char* label) const; ///< A line with `label`, then the dump.
+    virtual void internalPrint(int depth) const = 0;
+    virtual void printTabs(int n) const;
+};
+
+/// A signed 64-bit number.
+class OSTREL_EXPORT IntegerDataObject : public DataObject
+{
+public:
+    explicit IntegerDataObject(long long value) : _value(value) {}
+
+    /// The decimal number at the start of `text`, after white space; what follows it is ignored. An
+    /// `InvalidDataObject` when there is none, and for both ends of the 64-bit range, which stand for overflow.
+    static AutoPtr<DataObject> create(const char* text);
+
+    void serialize(WeakPtr<StructBuilder> builder) const override;
+    int toInt(int d) const override;
+    long long toInt64(long long d) const override;
+    float toFloat(float d) const override;
+    int convertToInt(int d) const override;
+    std::string convertToStdString(const char* d) const override;
+    bool convertToBool(bool d) const override;
+    AutoPtr<DataObject> clone() const override;
+    using DataObject::print;
+    void print() const override;
+    void internalPrint(int depth) const override;
+
+private:
+    long long _value;
+};
+
+/// A text.
+class OSTREL_EXPORT StringDataObject : public DataObject
+{
+public:
+    explicit StringDataObject(const ReadableString& text) : _text(text) {}
+
+    void serialize(WeakPtr<StructBuilder> builder) const override;
+    const char* toString(const char* d) const override;
+    int convertToInt(int d) const override;
+    std::string convertToStdString(const char* d) const override;
+    bool convertToBool(bool d) const override;
+    AutoPtr<DataObject> clone() const override;
+    using DataObject::print;
+    void print() const override;
+    void internalPrint(int depth) const override;
+
+private:
+    DynamicString _text;
+};
+
+/// A null.
+class OSTREL_EXPORT NullDataObject : public DataObject
+{
+public:
+    void serialize(WeakPtr<StructBuilder> builder) const override;
+    bool isNull() const override;
+    AutoPtr<DataObject> clone() const override;
+    using DataObject::print;
+    void print() const override;
+    void internalPrint(int depth) const override;
+};
+
+/// A value that is not there. Serializes to nothing.
+class OSTREL_EXPORT InvalidDataObject : public DataObject
+{
+public:
+    bool isNull() const override;
+    bool isValid() const override;
+    AutoPtr<DataObject> clone() const override;
+    using DataObject::print;
+    void print() const override;
+    void internalPrint(int depth) const override;
+};
+
+/// Children in order.
+class OSTREL_EXPORT DataObjectList : public DataObject
+{
+public:
+    class OSTREL_EXPORT ListIterator : public DataObjectIterator
+    {
+    public:
+        explicit ListIterator(const DataObjectList& list) : _index(0), _list(list) {}
+        bool hasCurrent() const override;
+        void next() override;
+        DataObject& value() const override;
+
+    private:
+        unsigned int _index;
+        const DataObjectList& _list;
+    };
+
+    ~DataObjectList() override;
+
+    using DataObject::get;
+    using DataObject::has;
+    using DataObject::print;
+    using DataObject::set;
+    using DataObject::unset;
+    void serialize(WeakPtr<StructBuilder> builder) const override;
+    AutoPtr<DataObjectIterator> iterator() const override;
+    int getNumChildren() const override;
+    bool has(int index) const override;
+    DataObject& get(int index) const override;
+    int append(AutoPtr<DataObject> child) override;
+    AutoPtr<DataObject> clone() const override;
+    AutoPtr<DataObject> unset(int index) override;
+    int set(int index, AutoPtr<DataObject> child) override;
+    void print() const override;
+    void internalPrint(int depth) const override;
+
+private:
+    DynamicArrayList<DataObject*, 8> _children;
+};
+
+/// Children by key. Keys are equal without regard to letter case (`strcasecmp`) and come in that order.
+class OSTREL_EXPORT DataObjectMap : public DataObject
+{
+public:
+    class OSTREL_EXPORT MapIterator : public DataObjectIterator
+    {
+    public:
+        explicit MapIterator(const DataObjectMap& map) : _map(map), _cursor(0) {}
+        bool hasCurrent() const override;
+        void next() override;
+        DataObject& value() const override;
+        const char* key() const override;
+
+    private:
+        const DataObjectMap& _map;
+        unsigned int _cursor;
+    };
+
+    ~DataObjectMap() override;
+
+    using DataObject::get;
+    using DataObject::has;
+    using DataObject::print;
+    using DataObject::set;
+    using DataObject::unset;
+    void serialize(WeakPtr<StructBuilder> builder) const override;
+    AutoPtr<DataObjectIterator> iterator() const override;
+    int getNumChildren() const override;
+    bool has(const char* key) const override;
+    DataObject& get(const char* key) const override;
+    AutoPtr<DataObject> clone() const override;
+    int set(const char* key, AutoPtr<DataObject> child) override;
+    AutoPtr<DataObject> unset(const char* key) override;
+    void print() const override;
+    void internalPrint(int depth) const override;
+
+private:
+    using Table = DynamicLookupTable<DataObject*, const char*, LessOperator<const char*>>;
+
+    Table _table;
+};
+
+} // namespace Ostrel

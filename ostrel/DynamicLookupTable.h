@@ -1,0 +1,284 @@
+#pragma once
+
+#include <cstdlib>
+#include <cstring>
+#include <strings.h>
+#include <utility>
+
+#include "ostrel/ArrayList.h"
+#include "ostrel/Report.h"
+
+namespace Ostrel {
+
+/// The order of keys in a lookup table. Two keys of which neither is less are the same key.
+template <class K>
+struct LessOperator
+{
+    bool operator()(const K& a, const K& b) const { return a < b; }
+};
+
+/// Texts are ordered as POSIX `strcasecmp` does in the current locale: Name and NAME are one key.
+template <>
+struct LessOperator<const char*>
+{
+    bool operator()(const char* a, const char* b) const { return strcasecmp(a, b) < 0; }
+};
+
+/// Three-way comparison that agrees with `Less`: negative, 0 or positive. Made once for each search.
+template <class K, class Less>
+class KeyComparison
+{
+public:
+    int operator()(const K& a, const K& b) const
+    {
+        if (_less(a, b))
+            return -1;
+        return _less(b, a) ? 1 : 0;
+    }
+
+private:
+    Less _less;
+};
+
+/// One call where two of `Less` would ask the same question twice.
+template <>
+class KeyComparison<const char*, LessOperator<const char*>>
+{
+public:
+    int operator()(const char* a, const char* b) const { return strcasecmp(a, b); }
+};
+
+/// How a table keeps its keys: by value, but texts as copies of its own.
+template <class K>
+struct KeyStorage
+{
+    static bool copy(const K& key, K& stored)
+    {
+        stored = key;
+        return true;
+    }
+    static void release(K&) {}
+};
+
+template <>
+struct KeyStorage<const char*>
+{
+    static bool copy(const char* key, const char*& stored)
+    {
+        stored = strdup(key);
+        return stored != nullptr;
+    }
+    static void release(const char* stored) { free(const_cast<char*>(stored)); }
+};
+
+/// Read-only view of an array of entries that is sorted by `Less` and has no key twice.
+///
+/// Units:     sizes and indexes count entries.
+/// Ownership: the array stays its owner's and outlives the view. Keys of type `const char*` must not be null.
+/// Errors:    none; what is not there is null, or `V()`.
+/// Threads:   reading is safe from any number of threads while nobody changes the array.
+template <class V, class K, class Less = LessOperator<K>>
+class BinaryLookupTable
+{
+public:
+    struct Entry
+    {
+        K key;
+        V value;
+    };
+
+    BinaryLookupTable(const Entry* entries, unsigned int count) : _entries(entries), _count(count) {}
+
+    /// The index of the key, or, where there is no such key, the one at which it would be inserted.
+    unsigned int findNearestIndex(const K& key) const { return search(key).index; }
+
+    /// The entry of the key, null when there is none.
+    const Entry* find(const K& key) const
+    {
+        const Position position = bisect(key, 0, _count);
+        return position.isHit ? _entries + position.index : nullptr;
+    }
+
+    bool has(const K& key) const { return find(key) != nullptr; }
+
+    V get(const K& key) const ///< `V()` when there is no such key.
+    {
+        const Entry* entry = find(key);
+        return entry == nullptr ? V() : entry->value;
+    }
+
+    /// The entry at a place in the order of the keys, null behind the last one.
+    const Entry* getEntry(unsigned int index) const { return index < _count ? _entries + index : nullptr; }
+
+    bool isEmpty() const { return _count == 0; }
+    unsigned int getSize() const { return _count; }
+    const Entry* begin() const { return _entries; }
+    const Entry* end() const { return _entries + _count; }
+
+protected:
+    struct Position
+    {
+        unsigned int index;
+        bool isHit;
+    };
+
+    Position search(const K& key) const;
+    void setView(const Entry* entries, unsigned int count)
+    {
+        _entries = entries;
+        _count = count;
+    }
+
+private:
+    Position bisect(const K& key, unsigned int first, unsigned int end) const;
+
+    const Entry* _entries;
+    unsigned int _count;
+};
+
+/// A lookup table that owns its entries. It grows by 8 at a time: for a few hundred keys, not for many thousands.
+///
+///     DynamicLookupTable<DataObject*, const char*> members;
+///     DataObject* replaced;
+///     if (members.set("color", child, &replaced) == 0)
+///         delete replaced;
+///     delete members.remove("COLOR");
+///
+/// Units:     sizes and indexes count entries; they are kept in the order of the keys.
+/// Ownership: keys of type `const char*` are copied and the copies freed with their entries. Values that are plain
+///            pointers stay the caller's: what `set` replaces and `remove` takes out is handed back, what is left in
+///            the table is not deleted.
+/// Errors:    `set` returns -1 when memory is exhausted and leaves the table as it was.
+/// Threads:   not synchronized.
+template <class V, class K, class Less = LessOperator<K>>
+class DynamicLookupTable : public BinaryLookupTable<V, K, Less>
+{
+public:
+    using Table = BinaryLookupTable<V, K, Less>;
+    using Entry = typename Table::Entry;
+
+    DynamicLookupTable() : Table(nullptr, 0) {}
+    ~DynamicLookupTable() { clear(); }
+    DynamicLookupTable(const DynamicLookupTable&) = delete;
+    DynamicLookupTable& operator=(const DynamicLookupTable&) = delete;
+
+    /// Adds the key, or replaces its value; the key then keeps the spelling it was first stored with. `previous`, where
+    /// given, receives the replaced value, `V()` if there was none. 0, or -1 when memory is exhausted.
+    int set(const K& key, V value, V* previous = nullptr);
+
+    V remove(const K& key); ///< The value taken out, `V()` when there is no such key.
+
+    void clear(); ///< Drops all entries; plain pointers are not deleted.
+
+protected:
+    /// Inserts a key that is not in the table at the place that `findNearestIndex` gives for it. 0 or -1.
+    int insertAt(unsigned int index, const K& key, V value);
+
+private:
+    enum {
+        LINE_INDEX = 87 // log collectors match on file and line, so the number outlives edits
+    };
+
+    void resetView() { this->setView(_entries.begin(), _entries.getSize()); }
+
+    DynamicArrayList<Entry, 8> _entries;
+};
+
+template <class V, class K, class Less>
+typename BinaryLookupTable<V, K, Less>::Position BinaryLookupTable<V, K, Less>::search(const K& key) const
+{
+    if (_count == 0)
+        return {0, false};
+
+    // The last key first, so that keys that come in order cost one comparison each.
+    const KeyComparison<K, Less> compare;
+    const unsigned int last = _count - 1;
+    const int toLast = compare(key, _entries[last].key);
+    if (toLast > 0)
+        return {_count, false};
+    const int toFirst = compare(key, _entries[0].key);
+    if (toFirst <= 0)
+        return {0, toFirst == 0};
+    if (toLast == 0)
+        return {last, true};
+    return bisect(key, 1, last);
+}
+
+/// Searches the entries from `first` up to `end`. A key that is not among them belongs behind those before `first`
+/// and ahead of the one at `end`.
+template <class V, class K, class Less>
+typename BinaryLookupTable<V, K, Less>::Position BinaryLookupTable<V, K, Less>::bisect(const K& key, unsigned int first,
+                                                                                       unsigned int end) const
+{
+    const KeyComparison<K, Less> compare;
+    while (first < end) {
+        const unsigned int middle = first + (end - first - 1) / 2;
+        const int toMiddle = compare(key, _entries[middle].key);
+        if (toMiddle == 0)
+            return {middle, true};
+        if (toMiddle < 0)
+            end = middle;
+        else
+            first = middle + 1;
+    }
+    return {end, false};
+}
+
+template <class V, class K, class Less>
+int DynamicLookupTable<V, K, Less>::set(const K& key, V value, V* previous)
+{
+    const typename Table::Position position = this->search(key);
+    V replaced = V();
+    int code = 0;
+    if (position.isHit)
+        replaced = std::exchange(_entries[position.index].value, std::move(value));
+    else
+        code = insertAt(position.index, key, std::move(value));
+    if (previous != nullptr)
+        *previous = std::move(replaced);
+    return code;
+}
+
+template <class V, class K, class Less>
+V DynamicLookupTable<V, K, Less>::remove(const K& key)
+{
+    const typename Table::Position position = this->search(key);
+    if (!position.isHit)
+        return V();
+
+    Entry& entry = _entries[position.index];
+    V removed = std::move(entry.value);
+    KeyStorage<K>::release(entry.key);
+    _entries.remove(position.index);
+    resetView();
+    return removed;
+}
+
+template <class V, class K, class Less>
+void DynamicLookupTable<V, K, Less>::clear()
+{
+    for (Entry& entry : _entries)
+        KeyStorage<K>::release(entry.key);
+    _entries.clear();
+    resetView();
+}
+
+template <class V, class K, class Less>
+int DynamicLookupTable<V, K, Less>::insertAt(unsigned int index, const K& key, V value)
+{
+    if (!OSTREL_CHECK_AT(FATAL, LINE_INDEX, "index <= _entries.getSize()", index <= _entries.getSize()))
+        return -1;
+
+    Entry entry = Entry();
+    if (!KeyStorage<K>::copy(key, entry.key))
+        return -1;
+    entry.value = std::move(value);
+    if (_entries.insert(index, std::move(entry)) != 0) {
+        KeyStorage<K>::release(entry.key); // NOLINT(bugprone-use-after-move): a refused insert leaves its argument
+        return -1;
+    }
+    resetView();
+    return 0;
+}
+
+} // namespace Ostrel

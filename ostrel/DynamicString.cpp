@@ -1,0 +1,122 @@
+#include "ostrel/DynamicString.h"
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+#include "ostrel/Report.h"
+#include "ostrel/StringUtils.h"
+
+namespace Ostrel {
+
+namespace {
+
+const unsigned int MAX_BYTE_SIZE = 0x40000;
+
+// Log collectors match on file and line, so the number of this site outlives edits.
+enum ReportLine { LINE_COPY = 45 };
+
+/// A sum of sizes as a size. One beyond 32 bits stays far too large instead of wrapping to a small one.
+unsigned int clampSize(uint64_t size)
+{
+    return size > UINT32_MAX ? UINT32_MAX : static_cast<unsigned int>(size);
+}
+
+} // namespace
+
+DynamicString::DynamicString() : WritableString(nullptr, 0) {}
+
+DynamicString::DynamicString(const char* src, unsigned int len) : WritableString(nullptr, 0)
+{
+    if (!OSTREL_CHECK(FATAL, "RC_OK == setByteSize(len + 1)", RC_OK == setByteSize(clampSize(uint64_t(len) + 1))))
+        return;
+    if (src != nullptr && len > 0)
+        memcpy(getStorage(), src, strnlen(src, len)); // terminated: new storage is all 0
+}
+
+DynamicString::DynamicString(const ReadableString& orig) : WritableString(nullptr, 0)
+{
+    OSTREL_CHECK_AT(FATAL, LINE_COPY, "RC_OK == growAndAssign(orig)", RC_OK == growAndAssign(orig));
+}
+
+DynamicString::DynamicString(const DynamicString& orig) : DynamicString(static_cast<const ReadableString&>(orig)) {}
+
+DynamicString::~DynamicString()
+{
+    delete[] getStorage();
+}
+
+DynamicString& DynamicString::operator=(const DynamicString& other)
+{
+    if (this != &other)
+        OSTREL_CHECK(FATAL, "RC_OK == growAndAssign(other)", RC_OK == growAndAssign(other));
+    return *this;
+}
+
+DynamicString::ReturnCode DynamicString::setByteSize(unsigned int size)
+{
+    char* storage = nullptr;
+    if (size > MAX_BYTE_SIZE) {
+        OSTREL_REPORT(FATAL, "Requested string is far too large:  %zd\n", static_cast<size_t>(size));
+        return RC_NO_SPACE;
+    }
+    if (size > 0) {
+        storage = new (std::nothrow) char[size]();
+        if (storage == nullptr)
+            return RC_NO_SPACE;
+        const char* const end = calculateTruncationPoint(getData(), size - 1);
+        if (end != nullptr)
+            memcpy(storage, getData(), static_cast<size_t>(end - getData()));
+    }
+    delete[] getStorage();
+    _data = storage;
+    _byteSize = size;
+    return RC_OK;
+}
+
+DynamicString::ReturnCode DynamicString::ensureFreeBytes(unsigned int count)
+{
+    const uint64_t needed = uint64_t(count) + 1;
+    if (getByteLength() + needed <= _byteSize)
+        return RC_OK;
+    return setByteSize(clampSize(_byteSize + needed));
+}
+
+DynamicString::ReturnCode DynamicString::growAndAppend(const ReadableString& source)
+{
+    ensureFreeBytes(source.getByteLength()); // without it, what fits is appended
+    return insert(getLength(), source);
+}
+
+DynamicString::ReturnCode DynamicString::growAndAssign(const ReadableString& source)
+{
+    const unsigned int length = source.getByteLength();
+    if (length >= _byteSize) {
+        const ReturnCode code = setByteSize(clampSize(uint64_t(length) + 1));
+        if (code != RC_OK)
+            return code;
+    }
+    return assign(source);
+}
+
+int DynamicString::findAndReplace(const char* pattern, const char* replacement)
+{
+    if (pattern == nullptr || *pattern == '\0' || replacement == nullptr)
+        return -1;
+    const unsigned int patternBytes = static_cast<unsigned int>(strlen(pattern));
+    const unsigned int replacementBytes = static_cast<unsigned int>(strlen(replacement));
+    int pos = find(pattern, 0);
+    while (pos != -1) {
+        const unsigned int index = static_cast<unsigned int>(pos);
+        // Byte lengths used as character counts, here and for the next start: exact for ASCII, and kept for the rest.
+        if (erase(index, patternBytes) != RC_OK && replacementBytes == 0)
+            return -1; // stray continuation bytes at the start belong to no character: nothing would ever change
+        ensureFreeBytes(replacementBytes);
+        insert(index, replacement);
+        const int next = convertCharToByteOffset(index + replacementBytes, getData());
+        pos = next < 0 ? -1 : find(pattern, static_cast<unsigned int>(next));
+    }
+    return pos;
+}
+
+} // namespace Ostrel

@@ -1,0 +1,100 @@
+#include "ostrel/FdInputStream.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "ostrel/DescriptorWait.h"
+
+namespace Ostrel {
+
+namespace {
+
+ssize_t readRetried(int fd, unsigned char* buffer, unsigned int size)
+{
+    ssize_t count;
+    do
+        count = ::read(fd, buffer, size);
+    while (count == -1 && errno == EINTR);
+    return count;
+}
+
+} // namespace
+
+FdInputStream::FdInputStream(int fd, bool own)
+    : _fd(fd), _own(own), _errno(0), _timeOut(0), _blocking(true), _errorText("")
+{}
+
+FdInputStream::~FdInputStream()
+{
+    if (_own && _fd >= 0)
+        close(_fd);
+}
+
+int FdInputStream::read(unsigned char* buffer, unsigned int size)
+{
+    if (_fd < 0)
+        return -1;
+
+    _errno = 0;
+    unsigned int total = 0;
+    do {
+        if (_timeOut != 0 && !waitUntilReadable())
+            break;
+
+        const ssize_t count = readRetried(_fd, buffer + total, size - total);
+        if (count == 0)
+            break;
+        // Any failure is taken for a passing one and tried again, whatever it is: with a time-out the wait ends this.
+        if (count < 0)
+            _errno = errno;
+        else
+            total += static_cast<unsigned int>(count);
+    } while (total < size);
+    return static_cast<int>(total);
+}
+
+/// A wait that is interrupted ends the call too: a signal gets the caller's attention at once.
+bool FdInputStream::waitUntilReadable()
+{
+    timeval timeOut = toTimeVal(_timeOut);
+    const int ready = Ostrel::waitUntilReadable(_fd, timeOut);
+    if (ready < 0)
+        _errno = errno;
+    return ready > 0;
+}
+
+void FdInputStream::setTimeOut(unsigned int seconds)
+{
+    _timeOut = seconds;
+    // Without a time-out the descriptor becomes non-blocking on purpose: callers poll with it.
+    setBlocking(seconds != 0);
+}
+
+void FdInputStream::setBlocking(bool blocking)
+{
+    if (_fd < 0)
+        return;
+    const int flags = fcntl(_fd, F_GETFL);
+    if (flags == -1)
+        return;
+
+    _blocking = blocking;
+    fcntl(_fd, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+}
+
+const char* FdInputStream::getErrorString() const
+{
+    if (_fd < 0)
+        return "File not found";
+    if (_errno == 0)
+        return nullptr;
+
+    // The GNU form never gives null, so callers know every error by this one text; it stays as it is for them.
+    const char* text = strerror_r(_errno, _errorText, sizeof(_errorText));
+    return text != nullptr ? "FdInputStream::getErrorString cannot format this error." : _errorText;
+}
+
+} // namespace Ostrel

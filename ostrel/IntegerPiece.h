@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Ostrel {
+
+/// The digits of an integer's magnitude as a piece of text for `TextGenerator::write`. Not exported.
+class IntegerPiece
+{
+public:
+    explicit IntegerPiece(long long value);
+
+    uint64_t getSize() const { return _digits; }
+    char* writeTo(char* to) const;
+
+private:
+    unsigned long long _magnitude;
+    unsigned int _digits;
+};
+
+} // namespace Ostrel

@@ -1,0 +1,164 @@
+#include <cstring>
+
+#include "ostrel/CaseFolding.h"
+#include "ostrel/StringUtils.h"
+#include "ostrel/Utf8Bytes.h"
+
+namespace Ostrel {
+
+unsigned int tableSearch(unsigned int codePoint)
+{
+    unsigned int low = 0;
+    unsigned int high = CASE_FOLDING_COUNT;
+    while (low < high) {
+        const unsigned int middle = (low + high) / 2;
+        const CaseFolding& row = CASE_FOLDINGS[middle];
+        if (row.source == codePoint)
+            return row.folded;
+        if (row.source < codePoint) {
+            low = middle + 1;
+        } else {
+            high = middle;
+        }
+    }
+    return codePoint;
+}
+
+namespace {
+
+bool isAscii(char c)
+{
+    return static_cast<unsigned char>(c) < 0x80;
+}
+
+unsigned int foldAscii(char c)
+{
+    const unsigned int letter = static_cast<unsigned char>(c);
+    return letter - 'A' <= 'Z' - 'A' ? letter + ('a' - 'A') : letter;
+}
+
+/// The folded character at `p`, without the table where it is ASCII.
+unsigned int foldAt(const char* p)
+{
+    return isAscii(*p) ? foldAscii(*p) : tableSearch(static_cast<unsigned int>(convertUtf8ToUnicode(p)));
+}
+
+const char* skipCharacter(const char* p)
+{
+    return skipContinuation(p + 1);
+}
+
+bool startsWithIgnoreCase(const char* text, const char* beginning)
+{
+    while (*beginning != '\0') {
+        if (*text == '\0' || foldAt(text) != foldAt(beginning))
+            return false;
+        text = skipCharacter(text);
+        beginning = skipCharacter(beginning);
+    }
+    return true;
+}
+
+} // namespace
+
+bool charCompare(const char* a, const char* b)
+{
+    if (a == nullptr || b == nullptr)
+        return a == b;
+    return foldAt(a) == foldAt(b);
+}
+
+int findIgnoreCase(const char* haystack, const char* needle)
+{
+    if (haystack == nullptr || needle == nullptr)
+        return -1;
+    for (const char* start = haystack; *start != '\0'; start = skipCharacter(start)) {
+        if (startsWithIgnoreCase(start, needle))
+            return static_cast<int>(start - haystack);
+    }
+    return -1;
+}
+
+namespace {
+
+/// A machine word of ASCII letters, each byte worked on by itself.
+typedef size_t Lanes;
+const Lanes LANE_ONES = ~Lanes(0) / 0xFF;
+const Lanes LANE_TOPS = LANE_ONES * 0x80;
+const size_t LANE_COUNT = sizeof(Lanes);
+const size_t BLOCK_SIZE = 256; // lengths are looked at by blocks, for long texts that differ early
+
+/// Whether both words are ASCII and equal when folded. The additions cannot carry into the next byte, as all are below
+/// 0x80: they set the top bit from 'a' on and from behind 'z' on.
+bool isSameAscii(Lanes a, Lanes b)
+{
+    const Lanes caseBits = LANE_ONES * ('a' - 'A');
+    const Lanes differing = a ^ b;
+    const Lanes lower = a | caseBits;
+    const Lanes letters =
+        ((lower + LANE_ONES * (0x80 - 'a')) & ~(lower + LANE_ONES * (0x80 - 'z' - 1)) & LANE_TOPS) >> 2;
+    return ((a | b) & LANE_TOPS) == 0 && (differing & ~letters) == 0;
+}
+
+/// All of 1 to `LANE_COUNT` - 1 bytes in one word, some of them twice.
+Lanes loadShort(const char* text, size_t size)
+{
+    const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(text);
+    if (size >= sizeof(uint32_t)) // never where words have 32 bits
+        return static_cast<Lanes>(loadU32(bytes) | uint64_t(loadU32(bytes + size - sizeof(uint32_t))) << 32);
+    return bytes[0] | Lanes(bytes[size / 2]) << 8 | Lanes(bytes[size - 1]) << 16;
+}
+
+/// Bytes from the start, at most `size`, in which both texts are ASCII and equal when folded; found by whole words, so
+/// there may be a few more.
+size_t countSameAscii(const char* a, const char* b, size_t size)
+{
+    if (size == 0)
+        return 0;
+    if (size < LANE_COUNT)
+        return isSameAscii(loadShort(a, size), loadShort(b, size)) ? size : 0;
+    size_t offset = 0;
+    for (; offset <= size - LANE_COUNT; offset += LANE_COUNT) {
+        if (!isSameAscii(loadWord<Lanes>(a + offset), loadWord<Lanes>(b + offset)))
+            return offset;
+    }
+    // The last word overlaps the one before.
+    const size_t last = size - LANE_COUNT;
+    return isSameAscii(loadWord<Lanes>(a + last), loadWord<Lanes>(b + last)) ? size : offset;
+}
+
+int toSign(unsigned int a, unsigned int b)
+{
+    return a < b ? -1 : a > b;
+}
+
+} // namespace
+
+int stringCompareInsensitive(const char* a, const char* b)
+{
+    if (a == nullptr || b == nullptr)
+        return toSign(a != nullptr, b != nullptr);
+    for (;;) {
+        if (foldAt(a) == foldAt(b)) { // in searches the first characters mostly decide
+            const size_t lengthA = strnlen(a, BLOCK_SIZE);
+            const size_t lengthB = strnlen(b, BLOCK_SIZE);
+            const size_t same = countSameAscii(a, b, lengthA < lengthB ? lengthA : lengthB);
+            if (same > 0) {
+                a = skipContinuation(a + same);
+                b = skipContinuation(b + same);
+            }
+        }
+        for (size_t step = 0; step < LANE_COUNT; ++step) {
+            if (*a == '\0' || *b == '\0')
+                return toSign(*a != '\0', *b != '\0');
+            const unsigned int foldedA = foldAt(a);
+            const unsigned int foldedB = foldAt(b);
+            if (foldedA != foldedB)
+                return toSign(foldedA, foldedB);
+            a = skipCharacter(a);
+            b = skipCharacter(b);
+        }
+    }
+}
+
+} // namespace Ostrel

@@ -1,0 +1,87 @@
+#include "ostrel/TextGenerator.h"
+
+#include <cstdlib>
+
+namespace Ostrel {
+
+namespace {
+
+const uint64_t GROWTH_STEP = 32;
+
+const char* const STATUS_TEXTS[] = {
+    "Initialized",
+    "Starting object",
+    "Insided object", // spelled so from the beginning; callers compare it
+    "Starting array",
+    "Inside array",
+    "Done",
+    "Out of memory",
+    "Unexpected key/value",
+    "Expected key/value",
+    "Unexpected data after done",
+    "Unexpected end",
+    "Maximum object depth exceeded",
+    "Internal error",
+};
+
+} // namespace
+
+TextGenerator::~TextGenerator()
+{
+    free(_buffer);
+}
+
+const char* TextGenerator::getStatusString(Status status)
+{
+    return status < sizeof(STATUS_TEXTS) / sizeof(STATUS_TEXTS[0]) ? STATUS_TEXTS[status] : nullptr;
+}
+
+bool TextGenerator::growBuffer(unsigned int size)
+{
+    // A size of 0 would make realloc free the buffer that we go on using.
+    return growForText(size == 0 ? 1 : size);
+}
+
+bool TextGenerator::growForText(uint64_t size)
+{
+    const uint64_t capacity = (size + GROWTH_STEP - 1) & ~(GROWTH_STEP - 1);
+    char* const buffer = capacity > UINT32_MAX ? nullptr : static_cast<char*>(realloc(_buffer, capacity));
+    if (buffer == nullptr) {
+        setStatus(OUT_OF_MEMORY);
+        return false;
+    }
+    _buffer = buffer;
+    _capacity = static_cast<unsigned int>(capacity);
+    return true;
+}
+
+void TextGenerator::restart()
+{
+    _length = 0;
+    _depth = 0;
+    setStatus(INITIALIZED);
+}
+
+void TextGenerator::terminate()
+{
+    const uint64_t size = uint64_t{_length} + 1;
+    if (size >= _capacity && !growForText(size))
+        return;
+    _buffer[_length] = '\0';
+}
+
+bool TextGenerator::refuse()
+{
+    if (getStatus() == DONE)
+        setStatus(UNEXPECTED_DATA_AFTER_DONE);
+    return false;
+}
+
+bool TextGenerator::refuse(Status status)
+{
+    if (isOk())
+        setStatus(status);
+    return false;
+}
+
+} // namespace Ostrel

@@ -1,0 +1,254 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "ostrel/Export.h"
+
+namespace Ostrel {
+
+/// What the generators of structured text have in common: one growing buffer and a status per open level.
+///
+/// Not used by itself: see `json::JsonGen`. The order of the calls is checked by a small state machine; a caller who
+/// forgets a key, goes on after the end or nests too deeply finds a status that says so instead of broken text.
+///
+/// Units:     lengths and sizes are bytes.
+/// Ownership: the text belongs to the generator and lives until its next operation.
+/// Errors:    an error is kept as the status of the current level, which from then on ignores every call; ask for it
+///            once, at the end. Nothing is reported.
+/// Threads:   one generator belongs to one thread at a time.
+class OSTREL_EXPORT TextGenerator
+{
+public:
+    enum Status : unsigned char {
+        INITIALIZED = 0,
+        STARTING_OBJECT = 1,
+        INSIDE_OBJECT = 2,
+        STARTING_ARRAY = 3,
+        INSIDE_ARRAY = 4,
+        DONE = 5,
+        OUT_OF_MEMORY = 6, ///< The first error; those below are healthy.
+        UNEXPECTED_KEY_VALUE = 7,
+        EXPECTED_KEY_VALUE = 8,
+        UNEXPECTED_DATA_AFTER_DONE = 9,
+        UNEXPECTED_END = 10,
+        MAXIMUM_DEPTH_EXCEEDED = 11,
+        INTERNAL_ERROR = 12
+    };
+
+    /// Selects the overloads that add a null.
+    struct NullType
+    {};
+
+    static const unsigned int MAXIMUM_DEPTH = 15; ///< Collections that can be open at once.
+
+    TextGenerator(const TextGenerator&) = delete;
+    TextGenerator& operator=(const TextGenerator&) = delete;
+
+    /// Makes the capacity `size` rounded up to a multiple of 32; `size` is at least the length of the text. When it
+    /// fails the buffer stays and the status is `OUT_OF_MEMORY`.
+    bool growBuffer(unsigned int size);
+
+    Status getStatus() const { return static_cast<Status>(_states[_depth]); } ///< That of the current level.
+    bool isOk() const { return getStatus() < OUT_OF_MEMORY; }
+    const char* getStatusString() const { return getStatusString(getStatus()); }
+    static const char* getStatusString(Status status); ///< Null for a code that is none.
+
+    unsigned int getDepth() const { return _depth; }
+    unsigned int getLength() const { return _length; }
+    const char* getData() const { return _buffer; } ///< Not terminated; null before the first byte.
+
+protected:
+    /// Where a value goes.
+    enum Placement {
+        PLACE_REFUSED, ///< Nowhere; the status says why.
+        PLACE_FIRST,   ///< Without a separator.
+        PLACE_NEXT     ///< Behind an earlier member or element.
+    };
+
+    TextGenerator() = default;
+    ~TextGenerator();
+
+    void restart(); ///< Keeps the buffer, its capacity and the statuses of upper levels.
+    void terminate();
+
+    Placement placeValue()
+    {
+        if (!isInObject())
+            return place();
+        setStatus(EXPECTED_KEY_VALUE);
+        return PLACE_REFUSED;
+    }
+
+    Placement placeMember()
+    {
+        if (isInObject())
+            return place();
+        refuse(UNEXPECTED_KEY_VALUE);
+        return PLACE_REFUSED;
+    }
+
+    /// Keys are not asked for.
+    Placement place()
+    {
+        if (!checkOpen())
+            return PLACE_REFUSED;
+        const Status status = getStatus();
+        if (status != STARTING_OBJECT && status != STARTING_ARRAY)
+            return status == INITIALIZED ? PLACE_FIRST : PLACE_NEXT;
+        setStatus(status == STARTING_OBJECT ? INSIDE_OBJECT : INSIDE_ARRAY);
+        return PLACE_FIRST;
+    }
+
+    /// False, with the status set where it has none of the errors yet, unless more may follow.
+    bool checkOpen() { return getStatus() < DONE || refuse(); }
+
+    /// The same for a collection: keys are given in objects only, and not too many levels are open.
+    bool checkCollection(const char* key)
+    {
+        if (!checkOpen())
+            return false;
+        if (key != nullptr && !isInObject())
+            return refuse(UNEXPECTED_KEY_VALUE);
+        // Too deep: takes the place of the innermost level's status, so that nothing closes any more.
+        return _depth < MAXIMUM_DEPTH || refuse(MAXIMUM_DEPTH_EXCEEDED);
+    }
+
+    void openLevel(Status status)
+    {
+        ++_depth;
+        setStatus(status);
+    }
+
+    void closeLevel() { --_depth; }
+
+    /// To be called after each attempt to write a value: one value at document level is the whole document. Out of
+    /// memory turns into done too, so at document level a failed allocation shows in the text alone.
+    void complete()
+    {
+        if (_depth == 0)
+            setStatus(DONE);
+    }
+
+    bool isInObject() const { return getStatus() == STARTING_OBJECT || getStatus() == INSIDE_OBJECT; }
+    void setStatus(Status status) { _states[_depth] = status; }
+
+    /// Makes room for `size` more bytes and at least one spare, for a terminator.
+    bool reserve(uint64_t size) { return _length + size < _capacity || growForText(_length + size + 1); }
+
+    /// Appends pieces of text: things with `uint64_t getSize()` and `char* writeTo(char*)`, which returns the end.
+    /// One look at the capacity does for all. When memory runs out each piece is tried by itself, so that what still
+    /// fits is written.
+    template <class... Pieces>
+    void write(const Pieces&... pieces)
+    {
+        if (reserve((pieces.getSize() + ...))) {
+            append(pieces...);
+        } else {
+            (writeAlone(pieces), ...);
+        }
+    }
+
+private:
+    bool refuse();              ///< For a status that lets nothing follow.
+    bool refuse(Status status); ///< Errors stay as they are.
+    bool growForText(uint64_t size);
+
+    template <class... Pieces>
+    void append(const Pieces&... pieces)
+    {
+        char* end = _buffer + _length;
+        ((end = pieces.writeTo(end)), ...);
+        _length = static_cast<unsigned int>(end - _buffer);
+    }
+
+    template <class Piece>
+    void writeAlone(const Piece& piece)
+    {
+        if (piece.getSize() != 0 && reserve(piece.getSize()))
+            append(piece);
+    }
+
+    unsigned char _states[MAXIMUM_DEPTH + 1] = {};
+    unsigned int _depth = 0;
+    unsigned int _length = 0;
+    unsigned int _capacity = 0;
+    char* _buffer = nullptr;
+};
+
+/// Copies without a call where the text is short, as most keys and values are. Returns the end.
+inline char* copyBytes(char* to, const char* from, size_t size)
+{
+    char* const end = to + size;
+    if (size > 32) {
+        memcpy(to, from, size);
+    } else if (size >= 16) {
+        // The two halves overlap, here and below.
+        memcpy(to, from, 16);
+        memcpy(end - 16, from + size - 16, 16);
+    } else if (size >= 8) {
+        memcpy(to, from, 8);
+        memcpy(end - 8, from + size - 8, 8);
+    } else if (size >= 4) {
+        memcpy(to, from, 4);
+        memcpy(end - 4, from + size - 4, 4);
+    } else if (size > 0) {
+        to[0] = from[0];
+        to[size / 2] = from[size / 2];
+        end[-1] = from[size - 1];
+    }
+    return end;
+}
+
+/// A piece of constant text.
+template <unsigned int SIZE>
+class LiteralPiece
+{
+public:
+    explicit constexpr LiteralPiece(const char (&text)[SIZE]) : _text(text) {}
+    static uint64_t getSize() { return SIZE - 1; }
+
+    char* writeTo(char* to) const
+    {
+        memcpy(to, _text, SIZE - 1);
+        return to + SIZE - 1;
+    }
+
+private:
+    const char* _text;
+};
+
+/// A piece of one character, or of none.
+class CharacterPiece
+{
+public:
+    explicit CharacterPiece(char character, bool present = true) : _size(present ? 1 : 0), _character(character) {}
+    uint64_t getSize() const { return _size; }
+
+    char* writeTo(char* to) const
+    {
+        // Always stored and only sometimes counted: the spare byte behind the text is there anyway.
+        *to = _character;
+        return to + _size;
+    }
+
+private:
+    unsigned int _size;
+    char _character;
+};
+
+/// A piece of bytes that are as they should be.
+class BytesPiece
+{
+public:
+    BytesPiece(const char* bytes, unsigned int size) : _bytes(bytes), _size(size) {}
+    uint64_t getSize() const { return _size; }
+
+    char* writeTo(char* to) const { return copyBytes(to, _bytes, _size); }
+
+private:
+    const char* _bytes;
+    unsigned int _size;
+};
+
+} // namespace Ostrel

@@ -1,0 +1,27 @@
+/// The smallest steps on UTF-8 bytes, inlined. Internal to the text sources.
+#pragma once
+
+#include "ostrel/StringUtils.h"
+#include "ostrel/Unaligned.h"
+
+namespace Ostrel {
+
+inline bool isContinuation(char c)
+{
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+/// The first byte from `p` on that is no continuation byte; the terminator is none.
+inline const char* skipContinuation(const char* p)
+{
+    while (isContinuation(*p))
+        ++p;
+    return p;
+}
+
+inline int getSequenceLength(char lead)
+{
+    return CHAR_LEN_TABLE[static_cast<unsigned char>(lead)];
+}
+
+} // namespace Ostrel

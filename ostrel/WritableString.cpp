@@ -1,0 +1,196 @@
+#include "ostrel/WritableString.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+
+#include "ostrel/Assert.h"
+#include "ostrel/DynamicString.h"
+#include "ostrel/StringUtils.h"
+
+namespace Ostrel {
+
+namespace {
+
+/// Bytes of the longest prefix of whole characters within `maxBytes`.
+unsigned int getFittingLength(const char* text, unsigned int maxBytes)
+{
+    const char* const end = calculateTruncationPoint(text, maxBytes);
+    return end == nullptr ? 0 : static_cast<unsigned int>(end - text);
+}
+
+/// `memmove` that takes a null source with nothing in it.
+void moveBytes(char* to, const char* from, size_t count)
+{
+    if (count > 0)
+        memmove(to, from, count);
+}
+
+bool isBlank(char c)
+{
+    return isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+} // namespace
+
+WritableString::WritableString(char* storage, unsigned int byteSize)
+    : ReadableString(byteSize == 0 ? nullptr : storage), // without room for a terminator none is looked for
+      _byteSize(storage == nullptr ? 0 : byteSize)
+{}
+
+WritableString::~WritableString() = default;
+
+WritableString::ReturnCode WritableString::assign(const ReadableString& source)
+{
+    const unsigned int length = source.getByteLength();
+    if (length >= _byteSize)
+        return insert(0, source); // cuts
+    replaceText(source.getData(), length);
+    return RC_OK;
+}
+
+WritableString::ReturnCode WritableString::insert(unsigned int index, const ReadableString& source)
+{
+    if (_byteSize == 0)
+        return RC_NO_SPACE;
+    const unsigned int byteLength = getByteLength();
+    const int position =
+        index == getLength() ? static_cast<int>(byteLength) : convertCharToByteOffset(index, getData());
+    if (position < 0)
+        return RC_INVALID_INDEX;
+
+    const unsigned int offset = static_cast<unsigned int>(position);
+    const unsigned int sourceLength = source.getByteLength();
+    const unsigned int freeBytes = byteLength < _byteSize ? _byteSize - byteLength - 1 : 0;
+    if (sourceLength > freeBytes)
+        return insertCut(offset, source.getData(), sourceLength);
+
+    char* const gap = getStorage() + offset;
+    moveBytes(gap + sourceLength, gap, byteLength - offset);
+    moveBytes(gap, source.getData(), sourceLength);
+    getStorage()[byteLength + sourceLength] = '\0';
+    return RC_OK;
+}
+
+/// The result does not fit: the old tail gives way first, then the source.
+WritableString::ReturnCode WritableString::insertCut(unsigned int offset, const char* source, unsigned int sourceLength)
+{
+    const unsigned int room = _byteSize - 1 - offset;
+    if (room == 0)
+        return RC_NO_SPACE;
+    char* const gap = getStorage() + offset;
+    unsigned int kept = 0;
+    if (sourceLength <= room) {
+        kept = getFittingLength(gap, room - sourceLength);
+        moveBytes(gap + sourceLength, gap, kept);
+    } else {
+        sourceLength = getFittingLength(source, room); // may be 0; the tail goes all the same
+    }
+    moveBytes(gap, source, sourceLength);
+    gap[sourceLength + kept] = '\0';
+    return RC_NO_SPACE;
+}
+
+void WritableString::replaceText(const char* bytes, unsigned int count)
+{
+    moveBytes(getStorage(), bytes, count);
+    getStorage()[count] = '\0';
+}
+
+WritableString::ReturnCode WritableString::erase(unsigned int index, unsigned int numChars)
+{
+    const unsigned int characters = getLength();
+    if (index >= characters)
+        return RC_INVALID_INDEX;
+    if (numChars == 0)
+        return RC_OK; // the general case would terminate behind the storage
+
+    const int indexOffset = convertCharToByteOffset(index, getData());
+    OSTREL_ASSERT(indexOffset >= 0);
+    char* const to = getStorage() + indexOffset;
+    if (numChars >= characters - index) {
+        *to = '\0';
+        return RC_OK;
+    }
+    const int numCharsOffset = convertCharToByteOffset(index + numChars, getData());
+    OSTREL_ASSERT(numCharsOffset >= 0);
+    const unsigned int rest = _byteSize - static_cast<unsigned int>(numCharsOffset);
+    memmove(to, getStorage() + numCharsOffset, rest);
+    to[rest] = '\0';
+    return RC_OK;
+}
+
+void WritableString::trim()
+{
+    if (_byteSize == 0)
+        return;
+    const char* begin = getData();
+    const char* end = begin + getByteLength();
+    while (begin < end && isBlank(*begin))
+        ++begin;
+    while (begin < end && isBlank(end[-1]))
+        --end;
+    replaceText(begin, static_cast<unsigned int>(end - begin));
+}
+
+WritableString::ReturnCode WritableString::assignv(const char* format, va_list arguments)
+{
+    if (_byteSize == 0)
+        return RC_NO_SPACE;
+    const int length = vsnprintf(getStorage(), _byteSize, format, arguments);
+    if (length >= 0 && static_cast<unsigned int>(length) < _byteSize)
+        return RC_OK;
+
+    // The terminator that vsnprintf left hides whether it split a character, so the last lead is asked.
+    const char* const end = getData() + _byteSize - 1;
+    const char* const last = length < 0 ? nullptr : getPreviousChar(end, getData());
+    if (last == nullptr) {
+        *getStorage() = '\0';
+        return RC_NO_SPACE;
+    }
+    const int lastLength = CHAR_LEN_TABLE[static_cast<unsigned char>(*last)];
+    if (lastLength < 1 || lastLength > end - last)
+        getStorage()[last - getData()] = '\0';
+    return RC_NO_SPACE;
+}
+
+WritableString::ReturnCode WritableString::assignFormat(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const ReturnCode code = assignv(format, arguments);
+    va_end(arguments);
+    return code;
+}
+
+WritableString::ReturnCode WritableString::insertv(unsigned int index, const char* format, va_list arguments)
+{
+    // Characters against bytes: the room for the formatted text is an estimate that `insert` corrects.
+    if (index >= _byteSize)
+        return RC_INVALID_INDEX;
+    DynamicString formatted;
+    if (formatted.setByteSize(_byteSize - index) != RC_OK)
+        return RC_NO_SPACE;
+    const ReturnCode code = formatted.assignv(format, arguments);
+    return code != RC_OK ? code : insert(index, formatted);
+}
+
+WritableString::ReturnCode WritableString::insertFormat(unsigned int index, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const ReturnCode code = insertv(index, format, arguments);
+    va_end(arguments);
+    return code;
+}
+
+WritableString::ReturnCode WritableString::appendFormat(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const ReturnCode code = insertv(getLength(), format, arguments);
+    va_end(arguments);
+    return code == RC_INVALID_INDEX ? RC_NO_SPACE : code;
+}
+
+} // namespace Ostrel

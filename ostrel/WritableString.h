@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdarg>
+
+#include "ostrel/ReadableString.h"
+
+namespace Ostrel {
+
+/// UTF-8 text in storage of fixed size that the caller supplies. What does not fit is cut between two characters.
+///
+/// Use `FixedString` where the storage may be part of the object, `DynamicString` where it has to grow.
+///
+///     char storage[16] = "";
+///     WritableString name(storage, sizeof(storage));
+///     name.assignFormat("worker %d", number);
+///
+/// Units:     indexes and counts are characters; the byte size counts the terminator.
+/// Ownership: the storage stays the caller's and outlives the object. A source text must not lie in it.
+/// Errors:    a `ReturnCode`. After `RC_NO_SPACE` the text holds what fits; after other failures it is unchanged.
+/// Threads:   not synchronized.
+class OSTREL_EXPORT WritableString : public ReadableString
+{
+public:
+    /// `storage` holds a terminated text already. Byte size 0 stands for no storage.
+    WritableString(char* storage, unsigned int byteSize);
+    ~WritableString() override;
+    WritableString(const WritableString&) = delete; // would share the storage
+    WritableString& operator=(const WritableString&) = delete;
+
+    ReturnCode assign(const ReadableString& source); ///< `RC_NO_SPACE` when cut, or without storage.
+
+    /// Inserts at character `index`, which may be the length. When all does not fit, the tail is cut first, then the
+    /// source: `RC_NO_SPACE`. `RC_INVALID_INDEX` beyond the length.
+    ReturnCode insert(unsigned int index, const ReadableString& source);
+
+    /// Removes `numChars` characters, or all from `index` on when there are fewer. `RC_INVALID_INDEX` from the length
+    /// on.
+    ReturnCode erase(unsigned int index, unsigned int numChars);
+
+    void trim(); ///< Removes the white space (`isspace`) at both ends.
+
+    /// Format as `vsnprintf`. `RC_NO_SPACE` when cut, or without storage.
+    ReturnCode assignv(const char* format, va_list arguments);
+    ReturnCode assignFormat(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+    /// Formats, then inserts. The formatted text may have as many bytes as the byte size exceeds `index`, terminator
+    /// included: otherwise nothing is inserted and `RC_NO_SPACE` returned, as when memory is exhausted.
+    /// `RC_INVALID_INDEX` when `index` reaches the byte size or exceeds the length.
+    ReturnCode insertv(unsigned int index, const char* format, va_list arguments);
+    ReturnCode insertFormat(unsigned int index, const char* format, ...) __attribute__((format(printf, 3, 4)));
+
+    /// `insertv` at the end; `RC_NO_SPACE` also where that gives `RC_INVALID_INDEX`.
+    ReturnCode appendFormat(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+    unsigned int getByteSize() const { return _byteSize; }
+
+protected:
+    /// What `_data` points at, which is writable in this class and those derived from it.
+    char* getStorage() { return const_cast<char*>(_data); }
+
+    unsigned int _byteSize;
+
+private:
+    friend class ReadableString; // storeSubstring replaces the text of its destination
+
+    void replaceText(const char* bytes, unsigned int count);
+    ReturnCode insertCut(unsigned int offset, const char* source, unsigned int sourceLength);
+};
+
+} // namespace Ostrel

@@ -1,0 +1,95 @@
+#include <functional>
+#include <map>
+#include <random>
+
+#include "ostrel/DynamicLookupTable.h"
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/RecordingPolicy.h"
+
+using Ostrel::AutoPtr;
+using Ostrel::DynamicLookupTable;
+using Ostrel::Severity;
+
+namespace {
+
+struct CaseInsensitiveLess
+{
+    bool operator()(const std::string& a, const std::string& b) const { return strcasecmp(a.c_str(), b.c_str()) < 0; }
+};
+
+/// Opens the step that callers reach only with a place that was searched for.
+class TextTable : public DynamicLookupTable<int, const char*>
+{
+public:
+    using DynamicLookupTable<int, const char*>::insertAt;
+};
+
+class LookupTableTest : public ReportTest
+{};
+
+} // namespace
+
+TEST_F(LookupTableTest, RandomChangesAgreeWithAMap)
+{
+    std::mt19937 random(2);
+    std::map<std::string, int, CaseInsensitiveLess> expected;
+    TextTable table;
+    for (int step = 1; step < 4000; ++step) {
+        const std::string key{"abABx\xC4\xE4Y"[random() % 8], "kK"[random() % 2],
+                              static_cast<char>('0' + random() % 10)};
+        const auto known = expected.lower_bound(key);
+        ASSERT_EQ(table.findNearestIndex(key.c_str()), std::distance(expected.begin(), known));
+        const int before = expected.count(key) == 0 ? 0 : known->second;
+        ASSERT_EQ(table.get(key.c_str()), before);
+        if (random() % 2 == 0) {
+            ASSERT_EQ(table.remove(key.c_str()), before);
+            expected.erase(key);
+        } else {
+            int previous = -1;
+            ASSERT_EQ(table.set(key.c_str(), step, &previous), 0);
+            ASSERT_EQ(previous, before);
+            expected[key] = step; // keeps the spelling that is there
+        }
+        unsigned int index = 0;
+        for (const auto& pair : expected) {
+            ASSERT_STREQ(table.getEntry(index)->key, pair.first.c_str());
+            ASSERT_EQ(table.getEntry(index++)->value, pair.second);
+        }
+        ASSERT_EQ(table.getEntry(index), nullptr);
+    }
+}
+
+TEST_F(LookupTableTest, OtherKindsOfKeyAreOrderedByTheirOwnLess)
+{
+    DynamicLookupTable<AutoPtr<int>, std::string, std::greater<std::string>> table;
+    for (const char* key : {"b", "c", "B", "a"})
+        table.set(key, AutoPtr<int>(new int(*key)));
+    EXPECT_EQ(table.getEntry(0)->key, "c");
+    EXPECT_EQ(table.getEntry(3)->key, "B");
+    EXPECT_EQ(*table.remove("a"), 'a');
+    EXPECT_FALSE(table.has("a"));
+}
+
+TEST_F(LookupTableTest, RefusedInsertionLeavesTheTable)
+{
+    sweepAllocationFailures([](AllocationFaults& faults) {
+        TextTable table;
+        for (const char* key : {"a", "b", "c", "d", "f", "g", "h", "i"})
+            table.set(key, 1);
+        faults.arm();
+        const int code = table.set("e", 2);
+        faults.disarm();
+        EXPECT_EQ(table.getSize(), code == 0 ? 9u : 8u);
+        EXPECT_EQ(table.get("E"), code == 0 ? 2 : 0);
+        EXPECT_EQ(table.get("i"), 1);
+        return code == 0;
+    });
+}
+
+TEST_F(LookupTableTest, InsertionBeyondTheEndIsReportedAndRefused)
+{
+    TextTable table;
+    EXPECT_EQ(table.insertAt(1, "key", 1), -1);
+    expectFailedCheck(Severity::FATAL, "DynamicLookupTable", 87, "index <= _entries.getSize()");
+    EXPECT_TRUE(table.isEmpty());
+}
