@@ -195,7 +195,6 @@ private:
     uint32_t adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment adjustment);
     static void resetOffset(KeyValuePair* pair, uint32_t offset);
     unsigned int getFormLength() const;
-    unsigned int externalizeEntry(const KeyValuePair* entry, unsigned char* dest, unsigned int destSize) const;
     void printEntry(const KeyValuePair* entry) const;
     void writeBinaryValue(uint32_t offset, const unsigned char* data, unsigned int length);
 };

@@ -13,34 +13,58 @@ const unsigned int SIZE_WORD = 4;
 const unsigned int RECORD_HEAD = 5; // type byte and key
 const unsigned int TERMINATOR = 1;
 
-void writeRecordHead(unsigned char* dest, const PropertyMap::KeyValuePair* entry, PropertyMap_ValueType type)
+inline unsigned char* writeHead(unsigned char* dest, unsigned char typeByte, int key)
 {
-    const bool isTrue = type == PM_TYPE_BOOL && getEntryBool(entry);
-    dest[0] = isTrue ? PROPERTY_MAP_FORM_TRUE : static_cast<unsigned char>(type);
-    storeBE32(dest + 1, static_cast<uint32_t>(getEntryKey(entry)));
+    dest[0] = typeByte;
+    storeBE32(dest + 1, static_cast<uint32_t>(key));
+    return dest + RECORD_HEAD;
 }
 
-/// `size` is that of the value as it is stored, which is also what its record takes behind the head.
-void writeRecordBody(unsigned char* dest, const unsigned char* value, uint32_t size, PropertyMap_ValueType type)
+/// The record of an entry, of a nested map's only the head. Returns its length, 0 when it does not fit.
+inline uint32_t writeRecord(unsigned char* dest, uint32_t room, const PropertyMap::KeyValuePair* entry,
+                            PropertyMap_ValueType type, const unsigned char* value)
 {
+    if (room < RECORD_HEAD)
+        return 0;
+    const int key = getEntryKey(entry);
+    unsigned char* body = writeHead(dest, static_cast<unsigned char>(type), key);
+    room -= RECORD_HEAD;
+    uint32_t size = 0;
     switch (type) {
+    case PM_TYPE_BOOL:
+        if (getEntryBool(entry))
+            dest[0] = PROPERTY_MAP_FORM_TRUE;
+        break;
     case PM_TYPE_INT:
     case PM_TYPE_FLOAT:
-        storeBE32(dest, loadU32(value));
+        size = sizeof(uint32_t);
+        if (size > room)
+            return 0;
+        storeBE32(body, loadU32(value));
         break;
     case PM_TYPE_DOUBLE:
-        storeBE64(dest, loadU64(value));
+        size = sizeof(uint64_t);
+        if (size > room)
+            return 0;
+        storeBE64(body, loadU64(value));
         break;
     case PM_TYPE_STRING:
-        memcpy(dest, value, size);
+        size = getStoredSize(PM_TYPE_STRING, value);
+        if (size > room)
+            return 0;
+        memcpy(body, value, size);
         break;
     case PM_TYPE_BINARY:
-        storeBE32(dest, loadU32(value));
-        memcpy(dest + PROPERTY_MAP_LENGTH_SIZE, value + PROPERTY_MAP_LENGTH_SIZE, size - PROPERTY_MAP_LENGTH_SIZE);
+        size = getStoredSize(PM_TYPE_BINARY, value);
+        if (size > room)
+            return 0;
+        storeBE32(body, loadU32(value));
+        memcpy(body + PROPERTY_MAP_LENGTH_SIZE, value + PROPERTY_MAP_LENGTH_SIZE, size - PROPERTY_MAP_LENGTH_SIZE);
         break;
     default:
         break;
     }
+    return RECORD_HEAD + size;
 }
 
 /// What a record takes behind its head; a nested map's form is not counted.
@@ -82,27 +106,6 @@ unsigned int PropertyMap::getFormLength() const
     return length;
 }
 
-/// The length of the record with a nested map's form, 0 when that does not fit.
-inline unsigned int PropertyMap::externalizeEntry(const KeyValuePair* entry, unsigned char* dest,
-                                                  unsigned int destSize) const
-{
-    const PropertyMap_ValueType type = getEntryType(entry);
-    const unsigned char* value = getEntryValueBytes(_buffer, entry);
-    const uint32_t bodySize = getRecordBodySize(type, value);
-    // 64 bits: a broken length must not wrap the sum.
-    const uint64_t length = static_cast<uint64_t>(RECORD_HEAD) + bodySize;
-    if (length > destSize)
-        return 0;
-    writeRecordHead(dest, entry, type);
-    if (type != PM_TYPE_PROPERTY_MAP) {
-        writeRecordBody(dest + RECORD_HEAD, value, bodySize, type);
-        return static_cast<unsigned int>(length);
-    }
-    // Nothing remaining is not the same as no destination, which would only ask for the length.
-    const unsigned int nested = getNestedMap(entry).externalize(dest + RECORD_HEAD, destSize - RECORD_HEAD);
-    return nested == 0 ? 0 : RECORD_HEAD + nested;
-}
-
 unsigned int PropertyMap::externalize(unsigned char* dest, unsigned int destSize) const
 {
     if (dest == nullptr)
@@ -112,18 +115,24 @@ unsigned int PropertyMap::externalize(unsigned char* dest, unsigned int destSize
     storeBE32(dest, getSize() - getUnusedSpace());
 
     unsigned int remaining = destSize - SIZE_WORD;
-    unsigned char* end = dest + SIZE_WORD;
     const KeyValuePair* entry = getKeyTableEntry();
     for (unsigned int left = getNumEntries(); left != 0; --left, ++entry) {
-        const unsigned int length = externalizeEntry(entry, end, remaining);
+        const PropertyMap_ValueType type = getEntryType(entry);
+        const unsigned char* value = getEntryValueBytes(_buffer, entry);
+        unsigned int length = writeRecord(dest + (destSize - remaining), remaining, entry, type, value);
         if (length == 0)
             return 0;
-        end += length;
+        remaining -= length;
+        if (type != PM_TYPE_PROPERTY_MAP)
+            continue;
+        length = getNestedMap(entry).externalize(dest + (destSize - remaining), remaining);
+        if (length == 0)
+            return 0;
         remaining -= length;
     }
     if (remaining < TERMINATOR)
         return 0;
-    *end = PM_MAX_TYPE;
+    dest[destSize - remaining] = PM_MAX_TYPE;
     return destSize - remaining + TERMINATOR;
 }
 
