@@ -66,11 +66,13 @@ inline KeyPosition locateKey(const PropertyMapTable& table, int key)
         return {0, wanted == lowest};
     if (wanted >= highest)
         return {wanted == highest ? lastIndex : table.count, wanted == highest};
-    // Signed, since that is what the processors convert.
-    const float share =
-        static_cast<float>(static_cast<int>(wanted - lowest)) / static_cast<float>(static_cast<int>(highest - lowest));
-    const unsigned int guess =
-        static_cast<unsigned int>(static_cast<int>(share * static_cast<float>(static_cast<int>(lastIndex)) + 0.5f));
+    // Through signed integers, which processors convert to and from floats directly.
+    const float distance = static_cast<float>(static_cast<int>(wanted - lowest));
+    const float range = static_cast<float>(static_cast<int>(highest - lowest));
+    const float expected = distance / range * static_cast<float>(static_cast<int>(lastIndex));
+    const float HALF = 0.5f; // to the nearest
+    const float rounded = expected + HALF;
+    const unsigned int guess = static_cast<unsigned int>(static_cast<int>(rounded));
     const uint32_t there = loadTagWord(table.entries + guess) >> 8;
     if (there == wanted)
         return {guess, true};

@@ -109,7 +109,8 @@ private:
         case PM_TYPE_BINARY:
             return {type, withLength(data)};
         default: {
-            PropertyMap nested(data.data(), (data.resize(8 + pick(30)), static_cast<unsigned int>(data.size())));
+            data.resize(8 + pick(30));
+            const PropertyMap nested(data.data(), static_cast<unsigned int>(data.size()));
             return {PM_TYPE_PROPERTY_MAP, withLength(data)};
         }
         }
