@@ -1,18 +1,16 @@
-// JSON to events, beside RapidJSON's reader. The files are named on the command line, behind Google Benchmark's own
-// options:
-//
-//     json_parse_bench --benchmark_repetitions=9 twitter.json canada.json
+// JSON to events, from memory and through a stream, beside RapidJSON's reader and yajl. Everyone calls one virtual
+// function an event.
 #include "bench/JsonParseBench.h"
 
-#include <benchmark/benchmark.h>
-
 #include <cstdio>
-#include <fstream>
-#include <sstream>
-#include <string>
 
+#include "bench/Benchmarks.h"
 #include "ostrel/FileInputStream.h"
 #include "json/JsonParser.h"
+
+#ifdef HAVE_YAJL
+#include <yajl/yajl_parse.h>
+#endif
 
 namespace bench {
 
@@ -75,63 +73,111 @@ private:
 };
 
 template <class Counter, class Work>
-void measure(benchmark::State& state, size_t size, const Work& work)
+void measure(benchmark::State& state, const Document& document, const Work& work)
 {
-    unsigned long events = 0;
     for (auto _ : state) {
         Counter counter;
         if (!work(counter))
             state.SkipWithError("not parsed");
         benchmark::DoNotOptimize(counter.sum);
-        events = counter.events;
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * size));
-    state.counters["events"] = static_cast<double>(events);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * document.text.size()));
 }
 
-void registerFile(const std::string& path)
+void parseOurs(benchmark::State& state, const Document& document)
 {
-    std::ifstream file(path);
-    std::stringstream content;
-    content << file.rdbuf();
-    const std::string text = content.str();
-    const std::string name = path.substr(path.rfind('/') + 1);
-    const auto add = [&](const std::string& contestant, auto function) {
-        benchmark::RegisterBenchmark((name + "/" + contestant).c_str(), function);
-    };
-
-    add("memory/ostrel", [text](benchmark::State& state) {
-        measure<CountingHandler>(state, text.size(), [&](CountingHandler& handler) {
-            return json::JsonParser(&handler).parse(text.data(), static_cast<unsigned int>(text.size())) == 0;
-        });
-    });
-    add("memory/rapidjson", [text](benchmark::State& state) {
-        measure<EventCounter>(state, text.size(),
-                              [&](EventCounter& counter) { return parseWithRapidJson(text.c_str(), counter); });
-    });
-    add("memory/rapidjson_sse2", [text](benchmark::State& state) {
-        measure<EventCounter>(state, text.size(),
-                              [&](EventCounter& counter) { return parseWithRapidJsonSse2(text.c_str(), counter); });
-    });
-    add("file/ostrel", [path, text](benchmark::State& state) {
-        measure<CountingHandler>(state, text.size(), [&](CountingHandler& handler) {
-            Ostrel::FileInputStream input(fopen(path.c_str(), "r"), true);
-            return json::JsonParser(&handler).parse(&input) == 0;
-        });
-    });
-    add("file/rapidjson", [path, text](benchmark::State& state) {
-        measure<EventCounter>(state, text.size(),
-                              [&](EventCounter& counter) { return parseFileWithRapidJson(path.c_str(), counter); });
+    measure<CountingHandler>(state, document, [&](CountingHandler& handler) {
+        const unsigned int size = static_cast<unsigned int>(document.text.size());
+        return json::JsonParser(&handler).parse(document.text.data(), size) == 0;
     });
 }
+
+void parseFileOurs(benchmark::State& state, const Document& document)
+{
+    measure<CountingHandler>(state, document, [&](CountingHandler& handler) {
+        Ostrel::FileInputStream input(fopen(document.path.c_str(), "r"), true);
+        return json::JsonParser(&handler).parse(&input) == 0;
+    });
+}
+
+#ifdef HAVE_RAPIDJSON
+template <bool (*PARSE)(const char*, EventCounter&)>
+void parseRapidJson(benchmark::State& state, const Document& document)
+{
+    measure<EventCounter>(state, document,
+                          [&](EventCounter& counter) { return PARSE(document.text.c_str(), counter); });
+}
+
+void parseFileRapidJson(benchmark::State& state, const Document& document)
+{
+    measure<EventCounter>(state, document, [&](EventCounter& counter) {
+        return bench::parseFileWithRapidJson(document.path.c_str(), counter);
+    });
+}
+#endif
+
+#ifdef HAVE_YAJL
+int onYajlNull(void* counter)
+{
+    return static_cast<EventCounter*>(counter)->onScalar(0);
+}
+
+int onYajlBoolean(void* counter, int value)
+{
+    return static_cast<EventCounter*>(counter)->onScalar(value);
+}
+
+int onYajlInteger(void* counter, long long value)
+{
+    return static_cast<EventCounter*>(counter)->onScalar(static_cast<double>(value));
+}
+
+int onYajlDouble(void* counter, double value)
+{
+    return static_cast<EventCounter*>(counter)->onScalar(value);
+}
+
+int onYajlText(void* counter, const unsigned char* text, size_t length)
+{
+    return static_cast<EventCounter*>(counter)->onText(reinterpret_cast<const char*>(text),
+                                                       static_cast<unsigned int>(length));
+}
+
+int onYajlBracket(void* counter)
+{
+    return static_cast<EventCounter*>(counter)->onBracket();
+}
+
+void parseYajl(benchmark::State& state, const Document& document)
+{
+    static const yajl_callbacks CALLBACKS = {onYajlNull,    onYajlBoolean, onYajlInteger, onYajlDouble,
+                                             nullptr,       onYajlText,    onYajlBracket, onYajlText,
+                                             onYajlBracket, onYajlBracket, onYajlBracket};
+    measure<EventCounter>(state, document, [&](EventCounter& counter) {
+        const yajl_handle parser = yajl_alloc(&CALLBACKS, nullptr, &counter);
+        const unsigned char* text = reinterpret_cast<const unsigned char*>(document.text.data());
+        const bool isValid = yajl_parse(parser, text, document.text.size()) == yajl_status_ok &&
+                             yajl_complete_parse(parser) == yajl_status_ok;
+        yajl_free(parser);
+        return isValid;
+    });
+}
+#endif
 
 } // namespace
 
-int main(int argc, char** argv)
+void registerJsonParseBenchmarks(const Document& document)
 {
-    benchmark::Initialize(&argc, argv);
-    for (int i = 1; i < argc; ++i)
-        registerFile(argv[i]);
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    const char* const MEMORY = "JSON to events";
+    const char* const FILE_STREAM = "JSON file to events";
+    addBenchmark(MEMORY, document.name, "ostrel", parseOurs, document);
+    addBenchmark(FILE_STREAM, document.name, "ostrel", parseFileOurs, document);
+#ifdef HAVE_RAPIDJSON
+    addBenchmark(MEMORY, document.name, "RapidJSON", parseRapidJson<bench::parseWithRapidJson>, document);
+    addBenchmark(MEMORY, document.name, "RapidJSON SSE2", parseRapidJson<bench::parseWithRapidJsonSse2>, document);
+    addBenchmark(FILE_STREAM, document.name, "RapidJSON", parseFileRapidJson, document);
+#endif
+#ifdef HAVE_YAJL
+    addBenchmark(MEMORY, document.name, "yajl", parseYajl, document);
+#endif
 }

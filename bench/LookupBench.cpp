@@ -1,6 +1,4 @@
 // Lookup by key in any letter case: the library's table beside a sorted std::vector searched with strcasecmp.
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <cctype>
 #include <random>
@@ -8,6 +6,7 @@
 #include <strings.h>
 #include <vector>
 
+#include "bench/Benchmarks.h"
 #include "ostrel/DynamicLookupTable.h"
 
 namespace {
@@ -43,9 +42,9 @@ std::vector<std::string> makeQueries(std::vector<std::string> keys)
     return keys;
 }
 
-void lookupInTable(benchmark::State& state)
+void lookupInTable(benchmark::State& state, size_t count)
 {
-    const std::vector<std::string> keys = makeKeys(static_cast<size_t>(state.range(0)));
+    const std::vector<std::string> keys = makeKeys(count);
     const std::vector<std::string> queries = makeQueries(keys);
     Table table;
     for (const std::string& key : keys)
@@ -54,12 +53,12 @@ void lookupInTable(benchmark::State& state)
         for (const std::string& query : queries)
             benchmark::DoNotOptimize(table.get(query.c_str()));
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * count));
 }
 
-void lookupInSortedVector(benchmark::State& state)
+void lookupInSortedVector(benchmark::State& state, size_t count)
 {
-    const std::vector<std::string> keys = makeKeys(static_cast<size_t>(state.range(0)));
+    const std::vector<std::string> keys = makeKeys(count);
     const std::vector<std::string> queries = makeQueries(keys);
     using Entry = Table::Entry;
     const auto less = [](const Entry& entry, const char* key) { return strcasecmp(entry.key, key) < 0; };
@@ -73,10 +72,16 @@ void lookupInSortedVector(benchmark::State& state)
             benchmark::DoNotOptimize(isHit ? found->value : 0);
         }
     }
-    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * count));
 }
 
 } // namespace
 
-BENCHMARK(lookupInTable)->Arg(8)->Arg(64)->Arg(1000);
-BENCHMARK(lookupInSortedVector)->Arg(8)->Arg(64)->Arg(1000);
+void registerLookupBenchmarks()
+{
+    for (size_t count : {8, 64, 1000}) {
+        const std::string input = std::to_string(count) + " keys";
+        addBenchmark("lookup by key", input, "ostrel", lookupInTable, count);
+        addBenchmark("lookup by key", input, "sorted vector", lookupInSortedVector, count);
+    }
+}

@@ -1,10 +1,8 @@
 // Comparing without case and counting characters, beside what one would write by hand: a loop over ICU's case folding
 // and a loop over bytes.
-#include <benchmark/benchmark.h>
+#include "bench/Benchmarks.h"
 
-#include <string>
-
-#ifdef OSTREL_BENCH_ICU
+#ifdef HAVE_ICU
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 #endif
@@ -31,21 +29,21 @@ std::string makeMixed(size_t size)
     return text;
 }
 
-void compareOstrel(benchmark::State& state)
+template <class Compare>
+void compareWithoutCase(benchmark::State& state, size_t size, Compare compare)
 {
-    const std::string lower = makeLetters(static_cast<size_t>(state.range(0)), 'a');
-    const std::string upper = makeLetters(static_cast<size_t>(state.range(0)), 'A');
+    const std::string lower = makeLetters(size, 'a');
+    const std::string upper = makeLetters(size, 'A');
     const char* a = lower.c_str();
     const char* b = upper.c_str();
     for (auto _ : state) {
         benchmark::DoNotOptimize(a);
         benchmark::DoNotOptimize(b);
-        benchmark::DoNotOptimize(Ostrel::stringCompareInsensitive(a, b));
+        benchmark::DoNotOptimize(compare(a, b));
     }
 }
-BENCHMARK(compareOstrel)->Name("compare without case/ostrel")->Arg(3)->Arg(24)->Arg(1024);
 
-#ifdef OSTREL_BENCH_ICU
+#ifdef HAVE_ICU
 int compareByFolding(const char* a, const char* b)
 {
     for (int i = 0, j = 0;;) {
@@ -61,20 +59,6 @@ int compareByFolding(const char* a, const char* b)
             return foldedA < foldedB ? -1 : 1;
     }
 }
-
-void compareIcu(benchmark::State& state)
-{
-    const std::string lower = makeLetters(static_cast<size_t>(state.range(0)), 'a');
-    const std::string upper = makeLetters(static_cast<size_t>(state.range(0)), 'A');
-    const char* a = lower.c_str();
-    const char* b = upper.c_str();
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(a);
-        benchmark::DoNotOptimize(b);
-        benchmark::DoNotOptimize(compareByFolding(a, b));
-    }
-}
-BENCHMARK(compareIcu)->Name("compare without case/ICU fold loop")->Arg(3)->Arg(24)->Arg(1024);
 #endif
 
 unsigned int countByBytes(const char* text)
@@ -85,20 +69,35 @@ unsigned int countByBytes(const char* text)
     return count;
 }
 
-template <unsigned int (*COUNT)(const char*)>
-void countCharacters(benchmark::State& state)
+template <class Count>
+void countCharacters(benchmark::State& state, size_t size, Count count)
 {
-    const std::string text = makeMixed(static_cast<size_t>(state.range(0)));
+    const std::string text = makeMixed(size);
     const char* bytes = text.c_str();
     for (auto _ : state) {
         benchmark::DoNotOptimize(bytes);
-        benchmark::DoNotOptimize(COUNT(bytes));
+        benchmark::DoNotOptimize(count(bytes));
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
 }
-BENCHMARK_TEMPLATE(countCharacters, Ostrel::getUtf8Length)->Name("count characters/ostrel")->Arg(16)->Arg(64 << 10);
-BENCHMARK_TEMPLATE(countCharacters, countByBytes)->Name("count characters/byte loop")->Arg(16)->Arg(64 << 10);
 
 } // namespace
 
-BENCHMARK_MAIN();
+void registerTextBenchmarks()
+{
+    const auto compareOurs = [](const char* a, const char* b) { return Ostrel::stringCompareInsensitive(a, b); };
+    for (size_t size : {3, 24, 1024}) {
+        const std::string input = std::to_string(size) + " B";
+        addBenchmark("compare without case", input, "ostrel", compareWithoutCase<decltype(compareOurs)>, size,
+                     compareOurs);
+#ifdef HAVE_ICU
+        addBenchmark("compare without case", input, "ICU fold loop", compareWithoutCase<decltype(&compareByFolding)>,
+                     size, compareByFolding);
+#endif
+    }
+
+    const auto countOurs = [](const char* text) { return Ostrel::getUtf8Length(text); };
+    addBenchmark("count characters", "64 KB", "ostrel", countCharacters<decltype(countOurs)>, 64 << 10, countOurs);
+    addBenchmark("count characters", "64 KB", "byte loop", countCharacters<decltype(&countByBytes)>, 64 << 10,
+                 countByBytes);
+}

@@ -14,7 +14,7 @@ namespace Ostrel {
 /// A parser can work on the buffered bytes where they are, without a call per byte:
 ///
 ///     BufferedInputStream<65536> in(&file);
-///     unsigned char* bytes;
+///     unsigned char* bytes = nullptr;
 ///     for (int count; (count = in.peek(&bytes)) > 0;)
 ///         in.consume(scan(bytes, count));
 ///
@@ -93,7 +93,7 @@ int BufferedInputStream<N>::readBlock(unsigned char* buffer, unsigned int size)
 {
     unsigned int delivered = 0;
     while (delivered < size) {
-        unsigned char* bytes;
+        unsigned char* bytes = nullptr;
         const int available = peek(&bytes);
         if (available < 0)
             return -1;

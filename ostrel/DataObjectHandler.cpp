@@ -115,10 +115,8 @@ void DataObjectHandler::pushCollection(AutoPtr<DataObject> node, const char* key
 {
     DataObject* collection = node.get();
     // A collection that is not in the tree swallows what follows, so that the end events still balance.
-    if (handleDataObject(std::move(node), key) && collection != nullptr)
-        push(collection, type);
-    else
-        push(nullptr, TYPE_VALUE);
+    const bool isInTree = handleDataObject(std::move(node), key) && collection != nullptr;
+    push(isInTree ? collection : nullptr, isInTree ? type : TYPE_VALUE);
 }
 
 void DataObjectHandler::pushRoot()

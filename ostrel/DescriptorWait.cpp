@@ -24,10 +24,10 @@ timeval getMonotonicTime()
 
 void takeOff(timeval& timeOut, const timeval& elapsed)
 {
-    if (timercmp(&timeOut, &elapsed, <))
-        timerclear(&timeOut);
-    else
-        timersub(&timeOut, &elapsed, &timeOut);
+    const timeval all = timeOut;
+    timerclear(&timeOut);
+    if (timercmp(&all, &elapsed, >))
+        timersub(&all, &elapsed, &timeOut);
 }
 
 /// `poll` in place of `select`, with the results and the shrinking time-out of the latter.

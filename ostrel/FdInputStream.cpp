@@ -15,9 +15,9 @@ namespace {
 ssize_t readRetried(int fd, unsigned char* buffer, unsigned int size)
 {
     ssize_t count;
-    do
+    do {
         count = ::read(fd, buffer, size);
-    while (count == -1 && errno == EINTR);
+    } while (count == -1 && errno == EINTR);
     return count;
 }
 
@@ -48,10 +48,11 @@ int FdInputStream::read(unsigned char* buffer, unsigned int size)
         if (count == 0)
             break;
         // Any failure is taken for a passing one and tried again, whatever it is: with a time-out the wait ends this.
-        if (count < 0)
+        if (count < 0) {
             _errno = errno;
-        else
+        } else {
             total += static_cast<unsigned int>(count);
+        }
     } while (total < size);
     return static_cast<int>(total);
 }

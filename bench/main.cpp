@@ -1,0 +1,16 @@
+// ostrel_bench [Google Benchmark options] FILE...
+#include "bench/Benchmarks.h"
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    static const std::vector<Document> documents = loadDocuments(std::vector<std::string>(argv + 1, argv + argc));
+    for (const Document& document : documents) {
+        registerJsonParseBenchmarks(document);
+        registerJsonTreeBenchmarks(document);
+    }
+    registerLookupBenchmarks();
+    registerTextBenchmarks();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+}
