@@ -31,4 +31,5 @@ void addBenchmark(const std::string& work, const std::string& input, const std::
 void registerJsonParseBenchmarks(const Document& document);
 void registerJsonTreeBenchmarks(const Document& document);
 void registerLookupBenchmarks();
+void registerPropertyMapBenchmarks();
 void registerTextBenchmarks();

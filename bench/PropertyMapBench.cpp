@@ -1,30 +1,21 @@
 // Property maps beside other ways to keep and ship typed properties: integers, doubles and short texts in turn, under
 // keys that come in no order. Peers are measured where their headers are found.
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <random>
-#include <string>
 #include <variant>
-#include <vector>
 
+#include "bench/Benchmarks.h"
 #include "ostrel/PropertyMap.h"
 
-#if __has_include(<flatbuffers/flexbuffers.h>)
-#define FLATBUFFERS_LOCALE_INDEPENDENT 0 // else its library must be linked, for the sake of texts as numbers
+#ifdef HAVE_FLATBUFFERS
 #include <flatbuffers/flexbuffers.h>
-#define HAVE_FLEXBUFFERS
 #endif
-#if __has_include(<msgpack.hpp>)
-#define MSGPACK_NO_BOOST
+#ifdef HAVE_MSGPACK
 #include <msgpack.hpp>
-#define HAVE_MSGPACK
 #endif
-#if __has_include(<glib.h>)
+#ifdef HAVE_GLIB
 #include <glib.h>
-#define HAVE_GLIB
 #endif
 
 namespace {
@@ -34,7 +25,7 @@ using StandardMap = std::map<int, Variant>;
 
 enum Kind { INTEGER, DOUBLE, TEXT, KINDS };
 
-const unsigned int PICKS = 8192;
+const unsigned int PICKS = 65536;
 
 struct Property
 {
@@ -44,7 +35,7 @@ struct Property
     std::string text;
 };
 
-std::vector<Property> makeProperties(long count)
+std::vector<Property> makeProperties(int count)
 {
     std::vector<Property> properties;
     for (int i = 0; i < count; ++i) {
@@ -57,24 +48,19 @@ std::vector<Property> makeProperties(long count)
     return properties;
 }
 
-/// What to look up: long enough that no processor learns the order by heart.
-std::vector<Property> pickAtRandom(const std::vector<Property>& properties)
+/// Which properties to look up: so many that no processor learns their order by heart.
+std::vector<uint16_t> pickAtRandom(const std::vector<Property>& properties)
 {
-    std::vector<Property> picks;
+    std::vector<uint16_t> picks;
     std::mt19937 random(2);
     for (unsigned int i = 0; i < PICKS; ++i)
-        picks.push_back(properties[random() % properties.size()]);
+        picks.push_back(static_cast<uint16_t>(random() % properties.size()));
     return picks;
 }
 
 double toDouble(int key)
 {
     return key * 0.25;
-}
-
-void count(benchmark::State& state)
-{
-    state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
 void insertAll(PropertyMap& map, const std::vector<Property>& properties)
@@ -104,36 +90,35 @@ void insertAll(StandardMap& map, const std::vector<Property>& properties)
 unsigned char buffer[65536];
 unsigned char form[65536];
 
-void insert_PropertyMap(benchmark::State& state)
+void insertIntoPropertyMap(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     for (auto _ : state) {
         PropertyMap map(buffer, sizeof(buffer));
         insertAll(map, properties);
         benchmark::DoNotOptimize(buffer);
     }
-    count(state);
 }
 
-void insert_StandardMap(benchmark::State& state)
+void insertIntoStandardMap(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     for (auto _ : state) {
         StandardMap map;
         insertAll(map, properties);
         benchmark::DoNotOptimize(map);
     }
-    count(state);
 }
 
-void lookup_PropertyMap(benchmark::State& state)
+void lookUpInPropertyMap(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     PropertyMap map(buffer, sizeof(buffer));
     insertAll(map, properties);
-    const std::vector<Property> picks = pickAtRandom(properties);
+    const std::vector<uint16_t> picks = pickAtRandom(properties);
     for (auto _ : state) {
-        for (const Property& p : picks) {
+        for (uint16_t pick : picks) {
+            const Property& p = properties[pick];
             int integer;
             double number;
             const char* text;
@@ -145,17 +130,17 @@ void lookup_PropertyMap(benchmark::State& state)
                 benchmark::DoNotOptimize(map.get(p.key, &text));
         }
     }
-    state.SetItemsProcessed(state.iterations() * PICKS);
 }
 
-void lookup_StandardMap(benchmark::State& state)
+void lookUpInStandardMap(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     StandardMap map;
     insertAll(map, properties);
-    const std::vector<Property> picks = pickAtRandom(properties);
+    const std::vector<uint16_t> picks = pickAtRandom(properties);
     for (auto _ : state) {
-        for (const Property& p : picks) {
+        for (uint16_t pick : picks) {
+            const Property& p = properties[pick];
             const Variant& value = map.find(p.key)->second;
             if (p.kind == INTEGER)
                 benchmark::DoNotOptimize(*std::get_if<int>(&value));
@@ -165,17 +150,17 @@ void lookup_StandardMap(benchmark::State& state)
                 benchmark::DoNotOptimize(std::get_if<std::string>(&value)->c_str());
         }
     }
-    state.SetItemsProcessed(state.iterations() * PICKS);
 }
 
-void update_PropertyMap(benchmark::State& state)
+void updatePropertyMap(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     PropertyMap map(buffer, sizeof(buffer));
     insertAll(map, properties);
-    const std::vector<Property> picks = pickAtRandom(properties);
+    const std::vector<uint16_t> picks = pickAtRandom(properties);
     for (auto _ : state) {
-        for (const Property& p : picks) {
+        for (uint16_t pick : picks) {
+            const Property& p = properties[pick];
             if (p.kind == INTEGER)
                 map.set(p.key, p.key);
             else if (p.kind == DOUBLE)
@@ -185,17 +170,17 @@ void update_PropertyMap(benchmark::State& state)
         }
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(state.iterations() * PICKS);
 }
 
-void update_StandardMap(benchmark::State& state)
+void updateStandardMap(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     StandardMap map;
     insertAll(map, properties);
-    const std::vector<Property> picks = pickAtRandom(properties);
+    const std::vector<uint16_t> picks = pickAtRandom(properties);
     for (auto _ : state) {
-        for (const Property& p : picks) {
+        for (uint16_t pick : picks) {
+            const Property& p = properties[pick];
             Variant& value = map.find(p.key)->second;
             if (p.kind == INTEGER)
                 *std::get_if<int>(&value) = p.key;
@@ -206,13 +191,12 @@ void update_StandardMap(benchmark::State& state)
         }
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(state.iterations() * PICKS);
 }
 
-void remove_PropertyMap(benchmark::State& state)
+void removeFromPropertyMap(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
-    PropertyMap full(form, sizeof(form));
+    const std::vector<Property> properties = makeProperties(count);
+    PropertyMap full(form, static_cast<unsigned int>(64 * count)); // no more, since it is copied each time
     insertAll(full, properties);
     PropertyMap map(buffer);
     for (auto _ : state) {
@@ -222,12 +206,11 @@ void remove_PropertyMap(benchmark::State& state)
         for (const Property& p : properties)
             map.removeKey(p.key);
     }
-    count(state);
 }
 
-void remove_StandardMap(benchmark::State& state)
+void removeFromStandardMap(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     for (auto _ : state) {
         state.PauseTiming();
         StandardMap map;
@@ -236,42 +219,28 @@ void remove_StandardMap(benchmark::State& state)
         for (const Property& p : properties)
             map.erase(p.key);
     }
-    count(state);
 }
 
-void externalize_PropertyMap(benchmark::State& state)
+void externalizePropertyMap(benchmark::State& state, int count)
 {
     PropertyMap map(buffer, sizeof(buffer));
-    insertAll(map, makeProperties(state.range(0)));
+    insertAll(map, makeProperties(count));
     for (auto _ : state)
         benchmark::DoNotOptimize(map.externalize(form, sizeof(form)));
-    count(state);
 }
 
-void readBack_PropertyMap(benchmark::State& state)
+void readBackPropertyMap(benchmark::State& state, int count)
 {
     PropertyMap map(buffer, sizeof(buffer));
-    insertAll(map, makeProperties(state.range(0)));
+    insertAll(map, makeProperties(count));
     map.externalize(form, sizeof(form));
     for (auto _ : state) {
         const unsigned char* cursor = form;
         benchmark::DoNotOptimize(map.initialize(&cursor));
     }
-    count(state);
 }
 
-#define OWN_AND_STANDARD(work)                                                                                         \
-    BENCHMARK(work##_PropertyMap)->Arg(8)->Arg(64)->Arg(512);                                                          \
-    BENCHMARK(work##_StandardMap)->Arg(8)->Arg(64)->Arg(512)
-
-OWN_AND_STANDARD(insert);
-OWN_AND_STANDARD(lookup);
-OWN_AND_STANDARD(update);
-OWN_AND_STANDARD(remove);
-BENCHMARK(externalize_PropertyMap)->Arg(8)->Arg(64)->Arg(512);
-BENCHMARK(readBack_PropertyMap)->Arg(8)->Arg(64)->Arg(512);
-
-#ifdef HAVE_FLEXBUFFERS
+#ifdef HAVE_FLATBUFFERS
 void build(flexbuffers::Builder& builder, const std::vector<Property>& properties)
 {
     builder.Map([&] {
@@ -287,26 +256,26 @@ void build(flexbuffers::Builder& builder, const std::vector<Property>& propertie
     builder.Finish();
 }
 
-void insert_FlexBuffers(benchmark::State& state)
+void insertIntoFlexBuffers(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     for (auto _ : state) {
         flexbuffers::Builder builder;
         build(builder, properties);
         benchmark::DoNotOptimize(builder.GetBuffer().data());
     }
-    count(state);
 }
 
-void lookup_FlexBuffers(benchmark::State& state)
+void lookUpInFlexBuffers(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     flexbuffers::Builder builder;
     build(builder, properties);
     const flexbuffers::Map map = flexbuffers::GetRoot(builder.GetBuffer()).AsMap();
-    const std::vector<Property> picks = pickAtRandom(properties);
+    const std::vector<uint16_t> picks = pickAtRandom(properties);
     for (auto _ : state) {
-        for (const Property& p : picks) {
+        for (uint16_t pick : picks) {
+            const Property& p = properties[pick];
             const flexbuffers::Reference value = map[p.keyText.c_str()];
             if (p.kind == INTEGER)
                 benchmark::DoNotOptimize(value.AsInt32());
@@ -316,11 +285,7 @@ void lookup_FlexBuffers(benchmark::State& state)
                 benchmark::DoNotOptimize(value.AsString().c_str());
         }
     }
-    state.SetItemsProcessed(state.iterations() * PICKS);
 }
-
-BENCHMARK(insert_FlexBuffers)->Arg(8)->Arg(64)->Arg(512);
-BENCHMARK(lookup_FlexBuffers)->Arg(8)->Arg(64)->Arg(512);
 #endif
 
 #ifdef HAVE_MSGPACK
@@ -342,30 +307,25 @@ void pack(msgpack::sbuffer& target, const std::vector<Property>& properties)
     }
 }
 
-void externalize_MsgPack(benchmark::State& state)
+void externalizeMessagePack(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     msgpack::sbuffer target;
     for (auto _ : state) {
         pack(target, properties);
         benchmark::DoNotOptimize(target.data());
     }
-    count(state);
 }
 
-void readBack_MsgPack(benchmark::State& state)
+void readBackMessagePack(benchmark::State& state, int count)
 {
     msgpack::sbuffer source;
-    pack(source, makeProperties(state.range(0)));
+    pack(source, makeProperties(count));
     for (auto _ : state) {
         const msgpack::object_handle object = msgpack::unpack(source.data(), source.size());
         benchmark::DoNotOptimize(object.get().via.map.size);
     }
-    count(state);
 }
-
-BENCHMARK(externalize_MsgPack)->Arg(8)->Arg(64)->Arg(512);
-BENCHMARK(readBack_MsgPack)->Arg(8)->Arg(64)->Arg(512);
 #endif
 
 #ifdef HAVE_GLIB
@@ -401,42 +361,40 @@ int readAll(GVariant* map, int wanted)
     return read;
 }
 
-void insert_GVariant(benchmark::State& state)
+void insertIntoGVariant(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     for (auto _ : state)
         g_variant_unref(build(properties));
-    count(state);
 }
 
-void lookup_GVariant(benchmark::State& state)
+void lookUpInGVariant(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     GVariant* map = build(properties);
-    const std::vector<Property> picks = pickAtRandom(properties);
+    const std::vector<uint16_t> picks = pickAtRandom(properties);
     for (auto _ : state) {
-        for (const Property& p : picks)
-            benchmark::DoNotOptimize(readAll(map, p.key));
+        for (uint16_t pick : picks)
+            benchmark::DoNotOptimize(readAll(map, properties[pick].key));
     }
     g_variant_unref(map);
-    state.SetItemsProcessed(state.iterations() * PICKS);
 }
 
-void externalize_GVariant(benchmark::State& state)
+void externalizeGVariant(benchmark::State& state, int count)
 {
-    const std::vector<Property> properties = makeProperties(state.range(0));
+    const std::vector<Property> properties = makeProperties(count);
     for (auto _ : state) {
         // A built value is serialized once and then kept so.
         GVariant* map = build(properties);
+        benchmark::DoNotOptimize(g_variant_get_size(map)); // storing relies on it
         g_variant_store(map, form);
         g_variant_unref(map);
     }
-    count(state);
 }
 
-void readBack_GVariant(benchmark::State& state)
+void readBackGVariant(benchmark::State& state, int count)
 {
-    GVariant* map = build(makeProperties(state.range(0)));
+    GVariant* map = build(makeProperties(count));
     const gsize size = g_variant_get_size(map);
     g_variant_store(map, form);
     g_variant_unref(map);
@@ -446,13 +404,38 @@ void readBack_GVariant(benchmark::State& state)
         benchmark::DoNotOptimize(readAll(read, -1));
         g_variant_unref(read);
     }
-    count(state);
 }
-
-BENCHMARK(insert_GVariant)->Arg(8)->Arg(64)->Arg(512);
-BENCHMARK(lookup_GVariant)->Arg(8)->Arg(64);
-BENCHMARK(externalize_GVariant)->Arg(8)->Arg(64)->Arg(512);
-BENCHMARK(readBack_GVariant)->Arg(8)->Arg(64)->Arg(512);
 #endif
 
 } // namespace
+
+void registerPropertyMapBenchmarks()
+{
+    for (int count : {8, 64, 512}) {
+        const std::string input = std::to_string(count) + " keys";
+        addBenchmark("property map insert", input, "ostrel", insertIntoPropertyMap, count);
+        addBenchmark("property map insert", input, "std::map", insertIntoStandardMap, count);
+        addBenchmark("property map lookup", input, "ostrel", lookUpInPropertyMap, count);
+        addBenchmark("property map lookup", input, "std::map", lookUpInStandardMap, count);
+        addBenchmark("property map update", input, "ostrel", updatePropertyMap, count);
+        addBenchmark("property map update", input, "std::map", updateStandardMap, count);
+        addBenchmark("property map remove", input, "ostrel", removeFromPropertyMap, count);
+        addBenchmark("property map remove", input, "std::map", removeFromStandardMap, count);
+        addBenchmark("property map externalize", input, "ostrel", externalizePropertyMap, count);
+        addBenchmark("property map read back", input, "ostrel", readBackPropertyMap, count);
+#ifdef HAVE_FLATBUFFERS
+        addBenchmark("property map insert", input, "FlexBuffers", insertIntoFlexBuffers, count);
+        addBenchmark("property map lookup", input, "FlexBuffers", lookUpInFlexBuffers, count);
+#endif
+#ifdef HAVE_MSGPACK
+        addBenchmark("property map externalize", input, "msgpack-c", externalizeMessagePack, count);
+        addBenchmark("property map read back", input, "msgpack-c", readBackMessagePack, count);
+#endif
+#ifdef HAVE_GLIB
+        addBenchmark("property map insert", input, "GVariant", insertIntoGVariant, count);
+        addBenchmark("property map lookup", input, "GVariant", lookUpInGVariant, count);
+        addBenchmark("property map externalize", input, "GVariant", externalizeGVariant, count);
+        addBenchmark("property map read back", input, "GVariant", readBackGVariant, count);
+#endif
+    }
+}

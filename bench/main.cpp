@@ -10,6 +10,7 @@ int main(int argc, char** argv)
         registerJsonTreeBenchmarks(document);
     }
     registerLookupBenchmarks();
+    registerPropertyMapBenchmarks();
     registerTextBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

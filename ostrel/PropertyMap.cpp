@@ -127,12 +127,6 @@ bool PropertyMap::hasKey(int key) const
     return findKey(key) >= 0;
 }
 
-PropertyMap::KeyValuePair* PropertyMap::findEntry(int key) const
-{
-    const int index = findKey(key);
-    return index < 0 ? nullptr : entryAt(static_cast<unsigned int>(index));
-}
-
 void PropertyMap::resetOffset(KeyValuePair* pair, uint32_t offset)
 {
     createKeyValuePairWithOffset(pair, getKey(pair), getValueType(pair), offset);
@@ -141,7 +135,7 @@ void PropertyMap::resetOffset(KeyValuePair* pair, uint32_t offset)
 
 PropertyMap_ReturnCode PropertyMap::getKeyType(int key, PropertyMap_ValueType* type) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     if (entry == nullptr)
         return PM_RC_KEY_NOT_FOUND;
     *type = getValueType(entry);
@@ -161,7 +155,7 @@ PropertyMap_ReturnCode PropertyMap::getAllKeys(int* keys, unsigned int maxKeys, 
 
 PropertyMap_ReturnCode PropertyMap::getStringBufferSize(int key, unsigned int* size) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : getStringBufferSize(entry, size);
 }
 
@@ -175,7 +169,7 @@ PropertyMap_ReturnCode PropertyMap::getStringBufferSize(const KeyValuePair* entr
 
 PropertyMap_ReturnCode PropertyMap::getBinaryDataBufferSize(int key, unsigned int* size) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : getBinaryDataBufferSize(entry, size);
 }
 
@@ -202,7 +196,7 @@ PropertyMap::Iterator PropertyMap::end() const
 
 PropertyMap::Iterator PropertyMap::getIterator(int key) const
 {
-    const KeyValuePair* entry = findEntry(key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? end() : Iterator(this, entry);
 }
 
@@ -236,6 +230,7 @@ unsigned int PropertyMap::Iterator::getDataSize() const
         return 1;
     case PM_TYPE_INT:
     case PM_TYPE_FLOAT:
+        return sizeof(uint32_t); // the entry need not hold an offset
     case PM_TYPE_DOUBLE:
     case PM_TYPE_STRING:
         return _map->getValueSize(type, PropertyMap::getValueOffset(_entry));

@@ -71,7 +71,7 @@ public:
     PropertyMap_ReturnCode insert(int key, const unsigned char* data, unsigned int length);
     /// The other map's whole buffer is copied, free space included.
     PropertyMap_ReturnCode insert(int key, const PropertyMap& other);
-    /// Null data reserves the bytes without clearing them.
+    /// Binary data or a nested map, as `type` says. Null data reserves the bytes without clearing them.
     PropertyMap_ReturnCode insert(int key, const unsigned char* data, unsigned int length, PropertyMap_ValueType type);
     PropertyMap_ReturnCode insert(int key, const void* pointer) = delete; // would become a boolean
 
@@ -187,7 +187,6 @@ private:
 
     KeyValuePair* entryAt(unsigned int index) const;
     PropertyMap getNestedMap(const KeyValuePair* entry) const;
-    KeyValuePair* findEntry(int key) const;
     PropertyMap_ReturnCode findEntryOfType(int key, PropertyMap_ValueType type, KeyValuePair** entry) const;
     PropertyMap_ReturnCode getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const;
     void insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value);

@@ -23,7 +23,7 @@ inline void moveEntries(PropertyMap::KeyValuePair* to, const PropertyMap::KeyVal
 PropertyMap_ReturnCode PropertyMap::getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const
 {
     const PropertyMapTable table(*this, _buffer);
-    const KeyPosition position = locateKey(table, key);
+    const KeyPosition position = halveTable(table, 0, table.count, key);
     if (position.found)
         return PM_RC_KEY_EXISTS;
     // 64 bits: the sum with a caller's length must not wrap.
@@ -207,6 +207,8 @@ PropertyMap_ReturnCode PropertyMap::set(int key, const unsigned char* data, unsi
     PropertyMap_ReturnCode code = findEntryOfType(key, type, &entry);
     if (code != PM_RC_OK)
         return code;
+    if (type != PM_TYPE_BINARY && type != PM_TYPE_PROPERTY_MAP)
+        return PM_RC_TYPE_MISMATCH; // what these entries hold need not even be an offset
     code = resizeValue(entry, static_cast<uint64_t>(length) + PROPERTY_MAP_LENGTH_SIZE);
     if (code == PM_RC_OK)
         writeBinaryValue(getEntryValue(entry), data, length);
@@ -256,7 +258,7 @@ PropertyMap_ReturnCode PropertyMap::removeKey(int key)
         return PM_RC_KEY_NOT_FOUND;
 
     const KeyValuePair* entry = entryAt(static_cast<unsigned int>(index));
-    if (isEntryOffsetStored(entry)) {
+    if (isOffsetStored(entry)) {
         const uint32_t valueOffset = getEntryValue(entry);
         const uint32_t size = getStoredSize(getEntryType(entry), _buffer + valueOffset);
         const uint32_t end = adjustOffset(valueOffset, size, DECREASE);

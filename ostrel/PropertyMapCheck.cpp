@@ -39,12 +39,12 @@ bool checkHeader(const unsigned char* buffer, uint32_t size, MapView* map)
 uint32_t getCheckedValueSize(const MapView& map, const PropertyMap::KeyValuePair* entry)
 {
     const uint32_t offset = getEntryValue(entry);
-    if (!PropertyMap::isOffsetStored(entry) || offset < PROPERTY_MAP_HEADER_SIZE || offset >= map.tableOffset)
+    if (!isEntryOffsetStored(entry) || offset < PROPERTY_MAP_HEADER_SIZE || offset >= map.tableOffset)
         return 0;
     const uint32_t room = map.tableOffset - offset;
     const unsigned char* value = map.buffer + offset;
     uint64_t size = 0;
-    switch (PropertyMap::getValueType(entry)) {
+    switch (getRawType(entry)) {
     case PM_TYPE_INT:
     case PM_TYPE_FLOAT:
         size = sizeof(uint32_t);
@@ -73,7 +73,7 @@ bool checkEntry(const MapView& map, const PropertyMap::KeyValuePair* entry, uint
         return false;
     if (getRawType(entry) == PM_TYPE_BOOL)
         return getEntryValue(entry) <= 1;
-    if (!PropertyMap::isOffsetStored(entry))
+    if (!isEntryOffsetStored(entry))
         return true;
     *valueSize = getCheckedValueSize(map, entry);
     return *valueSize != 0;
@@ -130,9 +130,11 @@ private:
     ByteMarks marks;
     const PropertyMap::KeyValuePair* entry = map.getTable();
     for (unsigned int left = map.count; left != 0; --left, ++entry) {
-        const uint32_t size = getCheckedValueSize(map, entry);
         const uint32_t offset = getEntryValue(entry);
-        if (size != 0 && !marks.mark(offset, offset + size, start))
+        if (!isEntryOffsetStored(entry) || offset >= start + ByteMarks::LENGTH)
+            continue;
+        const uint32_t size = getCheckedValueSize(map, entry);
+        if (!marks.mark(offset, offset + size, start))
             return false;
     }
     return true;

@@ -112,8 +112,7 @@ unsigned int PropertyMap::externalize(unsigned char* dest, unsigned int destSize
         return getFormLength();
     if (destSize < SIZE_WORD)
         return 0;
-    storeBE32(dest, getSize() - getUnusedSpace());
-
+    uint32_t unused = getEmptySpace();
     unsigned int remaining = destSize - SIZE_WORD;
     const KeyValuePair* entry = getKeyTableEntry();
     for (unsigned int left = getNumEntries(); left != 0; --left, ++entry) {
@@ -125,13 +124,16 @@ unsigned int PropertyMap::externalize(unsigned char* dest, unsigned int destSize
         remaining -= length;
         if (type != PM_TYPE_PROPERTY_MAP)
             continue;
-        length = getNestedMap(entry).externalize(dest + (destSize - remaining), remaining);
+        const PropertyMap nested = getNestedMap(entry);
+        unused += nested.getUnusedSpace();
+        length = nested.externalize(dest + (destSize - remaining), remaining);
         if (length == 0)
             return 0;
         remaining -= length;
     }
     if (remaining < TERMINATOR)
         return 0;
+    storeBE32(dest, getSize() - unused);
     dest[destSize - remaining] = PM_MAX_TYPE;
     return destSize - remaining + TERMINATOR;
 }

@@ -4,17 +4,6 @@
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 
-namespace {
-
-inline const PropertyMap::KeyValuePair* findEntryInTable(const PropertyMap& map, const unsigned char* buffer, int key)
-{
-    const PropertyMapTable table(map, buffer);
-    const KeyPosition position = locateKey(table, key);
-    return position.found ? table.entries + position.index : nullptr;
-}
-
-} // namespace
-
 template <class Value>
 PropertyMap_ReturnCode PropertyMap::getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
                                                       Value* value) const
@@ -110,44 +99,44 @@ PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, const unsigne
 
 PropertyMap_ReturnCode PropertyMap::get(int key, int* value) const
 {
-    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, bool* value) const
 {
-    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, float* value) const
 {
-    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, double* value) const
 {
-    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, char* dest, unsigned int destSize) const
 {
-    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, dest, destSize);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, const char** ref) const
 {
     *ref = nullptr;
-    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, ref);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, unsigned char* dest, unsigned int destSize, unsigned int* length) const
 {
-    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, dest, destSize, length);
 }
 
@@ -155,6 +144,6 @@ PropertyMap_ReturnCode PropertyMap::get(int key, const unsigned char** ref, unsi
 {
     *ref = nullptr;
     *length = 0;
-    const KeyValuePair* entry = findEntryInTable(*this, _buffer, key);
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
     return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, ref, length);
 }

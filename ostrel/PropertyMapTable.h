@@ -38,6 +38,8 @@ struct KeyPosition
 /// Searches the entries from `low` on. Which half it is cannot be predicted, so nothing jumps on it.
 inline KeyPosition halveTable(const PropertyMapTable& table, unsigned int low, unsigned int count, int key)
 {
+    if (count == 0)
+        return {low, false};
     while (count > 1) {
         const unsigned int half = count / 2;
         low += getEntryKey(table.entries + low + half) <= key ? half : 0;
@@ -47,8 +49,9 @@ inline KeyPosition halveTable(const PropertyMapTable& table, unsigned int low, u
     return {low + (nearest < key ? 1 : 0), nearest == key};
 }
 
-/// Keys are mostly numbered in steps, and then their place follows from the lowest and the highest one. The guess is
-/// made for tables of short keys only, whose distances a float holds exactly; those are short at both ends.
+/// Keys are mostly numbered in steps, and then their place follows from the lowest and the highest one. Keys that are
+/// probably absent are better sought with `halveTable`, for which a wrong guess is no detour. The guess is made for
+/// tables of short keys only, whose distances a float holds exactly; those are short at both ends.
 inline KeyPosition locateKey(const PropertyMapTable& table, int key)
 {
     if (table.count == 0)
@@ -79,11 +82,19 @@ inline KeyPosition locateKey(const PropertyMapTable& table, int key)
     return there < wanted ? halveTable(table, guess, table.count - guess, key) : halveTable(table, 0, guess, key);
 }
 
+/// The entry of a key, or null.
+inline const PropertyMap::KeyValuePair* findEntry(const PropertyMap& map, const unsigned char* buffer, int key)
+{
+    const PropertyMapTable table(map, buffer);
+    const KeyPosition position = locateKey(table, key);
+    return position.found ? table.entries + position.index : nullptr;
+}
+
 /// Finds the value with the highest offset. Nothing in the buffer caches it, and every insert needs it, so this is the
 /// loop that large maps spend their time in.
 ///
 /// A value's place is one number, its offset in bits 3-30 and its type in bits 0-2, so that the highest place names
-/// both. 0 when no entry has a value in the value area.
+/// both. Where no entry has a value in the value area, it is the start of that, with a type that takes no bytes there.
 class PropertyMapScan
 {
 public:
@@ -103,10 +114,6 @@ public:
     bool hasUnknownType() const
     {
         return (_tags & 0xF0) != 0;
-    }
-    bool hasValue() const
-    {
-        return _highest != 0;
     }
     uint32_t getOffset() const
     {
@@ -170,7 +177,7 @@ private:
     }
 #endif
 
-    uint32_t _highest = 0;
+    uint32_t _highest = PROPERTY_MAP_HEADER_SIZE << TYPE_BITS | PM_TYPE_BOOL;
     uint32_t _tags = 0;
 };
 
@@ -182,8 +189,6 @@ inline uint32_t findBufferEnd(const PropertyMapTable& table, const unsigned char
         for (unsigned int i = 0; i < table.count; ++i)
             getEntryType(table.entries + i); // stops at the broken one
     }
-    if (!scan.hasValue())
-        return PROPERTY_MAP_HEADER_SIZE;
     return scan.getOffset() + getStoredSize(scan.getType(), buffer + scan.getOffset());
 }
 
