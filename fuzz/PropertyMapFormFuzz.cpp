@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         require(code == PM_RC_OK && cursor == data + consumed);
     if (code == PM_RC_OK) {
         require(PropertyMap::isWellFormed(buffer.data(), static_cast<unsigned int>(buffer.size())));
-        useMap(buffer.data());
+        useAndDumpMap(buffer.data());
     }
     return 0;
 }

@@ -86,6 +86,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         for (PropertyMap::Iterator i = map.begin(); i != map.end(); ++i)
             require(types.at(i.getKey()) == static_cast<unsigned int>(i.getType()));
     }
-    useMap(buffer.data());
+    useAndDumpMap(buffer.data());
     return 0;
 }

@@ -19,6 +19,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             memcpy(bytes.data() + 4, &tableOffset, 4);
     }
     if (PropertyMap::isWellFormed(bytes.data(), static_cast<unsigned int>(size)))
-        useMap(bytes.data());
+        useAndDumpMap(bytes.data());
     return 0;
 }

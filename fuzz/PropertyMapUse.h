@@ -13,13 +13,10 @@ inline void require(bool condition)
         abort();
 }
 
-/// Everything that a receiver does with a map that was found well-formed.
+/// Everything that a receiver does with a map that was found well-formed, except for the dump.
 inline void useMap(unsigned char* buffer)
 {
-    static FILE* const nowhere = stdout = fopen("/dev/null", "w");
-    require(nowhere != nullptr);
     PropertyMap map(buffer);
-    map.printContent();
 
     std::vector<unsigned char> form(map.externalize(nullptr, 0));
     require(map.externalize(form.data(), static_cast<unsigned int>(form.size())) == form.size());
@@ -47,4 +44,12 @@ inline void useMap(unsigned char* buffer)
         require(changed.removeKey(key) == PM_RC_OK);
     }
     require(changed.getEmptySpace() == changed.getSize() - 8);
+}
+
+inline void useAndDumpMap(unsigned char* buffer)
+{
+    static FILE* const nowhere = stdout = fopen("/dev/null", "w");
+    require(nowhere != nullptr);
+    PropertyMap(buffer).printContent();
+    useMap(buffer);
 }

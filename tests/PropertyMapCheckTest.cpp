@@ -1,33 +1,39 @@
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <random>
 
-#include "tests/support/GuardedBuffer.h"
+#include "fuzz/PropertyMapUse.h"
+#include "ostrel/Unaligned.h"
 #include "tests/support/PropertyMapSample.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-/// Exactly as many bytes on the heap, so that the address sanitizer sees each read outside.
-bool isWellFormed(const Bytes& bytes)
+/// A vector holds exactly as many bytes on the heap, so that the address sanitizer sees each read outside.
+bool isWellFormed(Bytes bytes)
 {
-    const std::unique_ptr<unsigned char[]> exact(new unsigned char[bytes.size()]);
-    std::copy(bytes.begin(), bytes.end(), exact.get());
-    return PropertyMap::isWellFormed(exact.get(), static_cast<unsigned int>(bytes.size()));
+    bytes.shrink_to_fit();
+    return PropertyMap::isWellFormed(bytes.data(), static_cast<unsigned int>(bytes.size()));
 }
 
-bool isWellFormedForm(const Bytes& bytes, unsigned int* consumed)
+bool isWellFormedForm(Bytes form, unsigned int* consumed)
 {
-    const std::unique_ptr<unsigned char[]> exact(new unsigned char[bytes.size()]);
-    std::copy(bytes.begin(), bytes.end(), exact.get());
-    return PropertyMap::isWellFormedExternalized(exact.get(), static_cast<unsigned int>(bytes.size()), consumed);
+    form.shrink_to_fit();
+    return PropertyMap::isWellFormedExternalized(form.data(), static_cast<unsigned int>(form.size()), consumed);
 }
 
 void putWord(Bytes& bytes, size_t offset, uint32_t word)
 {
     memcpy(bytes.data() + offset, &word, sizeof(word));
+}
+
+/// The first word of an entry as it lies in memory.
+uint32_t entry(uint32_t type, uint32_t field, uint32_t isLong = 0)
+{
+    unsigned char bytes[4];
+    Ostrel::storeLE32(bytes, field << 8 | type << 1 | isLong);
+    return Ostrel::loadU32(bytes);
 }
 
 /// Two texts and a boolean in 48 bytes: values at 8 and 11, the key table from 24 on.
@@ -54,83 +60,58 @@ Bytes nestedMaps(unsigned int depth)
     return bytes;
 }
 
-/// Everything a receiver might do with a map that was found well-formed.
-void useEverything(Bytes bytes)
-{
-    PropertyMap map(bytes.data());
-    map.getUnusedSpace();
-    Bytes form(map.externalize(nullptr, 0));
-    ASSERT_EQ(map.externalize(form.data(), static_cast<unsigned int>(form.size())), form.size());
-    unsigned int consumed = 0;
-    ASSERT_TRUE(isWellFormedForm(form, &consumed));
-    ASSERT_EQ(consumed, form.size());
-    Bytes target(PropertyMap::externalizedSize(form.data()));
-    const unsigned char* cursor = form.data();
-    ASSERT_EQ(PropertyMap(target.data(), static_cast<unsigned int>(target.size())).initialize(&cursor), PM_RC_OK);
-    while (map.getNumEntries() != 0) {
-        const int key = map.begin().getKey();
-        map.set(key, "other");
-        map.removeKey(key);
-    }
-    ASSERT_EQ(map.getEmptySpace(), map.getSize() - 8);
-}
-
 } // namespace
 
 TEST(PropertyMapCheckTest, EachBrokenTrustIsFound)
 {
+    // clang-format off
     struct Case
     {
         const char* name;
-        void (*breakIt)(Bytes&);
+        size_t offset;
+        std::vector<uint32_t> words; // written there
         bool isWellFormed;
     };
     static const Case CASES[] = {
-        {"nothing", [](Bytes&) {}, true},
-        {"bytes behind the map", [](Bytes& b) { b.push_back(1); }, true},
-        {"cut", [](Bytes& b) { b.pop_back(); }, false},
-        {"size below the header", [](Bytes& b) { putWord(b, 0, 7); }, false},
-        {"size beyond the limit", [](Bytes& b) { b.resize(0x01000000), putWord(b, 0, 0x01000000); }, false},
-        {"table in the header", [](Bytes& b) { putWord(b, 4, 0); }, false},
-        {"table behind the end", [](Bytes& b) { putWord(b, 4, 56); }, false},
-        {"part of an entry", [](Bytes& b) { putWord(b, 4, 25); }, false},
-        {"keys equal", [](Bytes& b) { b[33] = 2; }, false},
-        {"keys swapped", [](Bytes& b) { b[33] = 3; }, false},
-        {"long boolean of 2", [](Bytes& b) { b[25] = 2; }, false},
-        {"short key in the long form", [](Bytes& b) { putWord(b, 28, 0); }, false},
-        {"type 7", [](Bytes& b) { b[24] = 7 << 1 | 1; }, false},
-        {"type 8", [](Bytes& b) { b[24] = 8 << 1 | 1; }, false},
-        {"text without end", [](Bytes& b) { memset(b.data() + 8, 'x', 16); }, false},
-        {"value in the header", [](Bytes& b) { putWord(b, 36, 7); }, false},
-        {"value in the table", [](Bytes& b) { putWord(b, 36, 24); }, false},
-        {"values at one place", [](Bytes& b) { putWord(b, 36, 11); }, false},
-        {"values overlapping", [](Bytes& b) { putWord(b, 36, 12); }, false},
-        {"free space between values", [](Bytes& b) { putWord(b, 44, 23); }, true},
-        {"binary length outside",
-         [](Bytes& b) {
-             b[32] = 5 << 1;
-             putWord(b, 8, 17);
-         },
-         false},
-        {"binary length near the limit",
-         [](Bytes& b) {
-             b[32] = 5 << 1;
-             putWord(b, 8, 0xFFFFFFFE);
-         },
-         false},
-        {"double over the end",
-         [](Bytes& b) {
-             b[40] = 3 << 1;
-             putWord(b, 44, 17);
-         },
-         false},
+        {"nothing", 0, {}, true},
+        {"size below the header", 0, {7}, false},
+        {"size beyond the bytes", 0, {49}, false},
+        {"table in the header", 4, {0}, false},
+        {"table behind the end", 4, {56}, false},
+        {"part of an entry", 4, {25}, false},
+        {"keys equal", 32, {entry(4, 2)}, false},
+        {"keys swapped", 32, {entry(4, 3)}, false},
+        {"long boolean of 2", 24, {entry(0, 2, 1)}, false},
+        {"short key in the long form", 28, {0}, false},
+        {"type 7", 24, {entry(7, 1, 1)}, false},
+        {"type 8", 24, {entry(8, 1, 1)}, false},
+        {"text without end", 8, {~0u, ~0u, ~0u, ~0u}, false},
+        {"value in the header", 36, {7}, false},
+        {"value in the table", 36, {24}, false},
+        {"values at one place", 36, {11}, false},
+        {"values overlapping", 36, {12}, false},
+        {"free space between values", 44, {23}, true},
+        {"double over the end", 40, {entry(3, 2), 17}, false},
+        {"binary length outside", 40, {entry(5, 2), 11}, false},
     };
     for (const Case& c : CASES) {
         SCOPED_TRACE(c.name);
         Bytes bytes = smallMap();
-        c.breakIt(bytes);
+        for (size_t i = 0; i < c.words.size(); ++i)
+            putWord(bytes, c.offset + 4 * i, c.words[i]);
         EXPECT_EQ(isWellFormed(bytes), c.isWellFormed);
     }
+    // clang-format on
+    Bytes bytes = smallMap();
+    bytes.push_back(1);
+    EXPECT_TRUE(isWellFormed(bytes)) << "bytes behind the map";
+    putWord(bytes, 32, entry(5, 1));
+    putWord(bytes, 8, 0xFFFFFFFE);
+    EXPECT_FALSE(isWellFormed(bytes)) << "length near the limit";
+    bytes.assign(0x01000000, 0);
+    putWord(bytes, 0, 0x01000000);
+    putWord(bytes, 4, 0x01000000);
+    EXPECT_FALSE(isWellFormed(bytes)) << "size beyond the limit";
     EXPECT_FALSE(PropertyMap::isWellFormed(nullptr, 8));
     EXPECT_FALSE(PropertyMap::isWellFormedExternalized(nullptr, 8, nullptr));
     Bytes nested = nestedMaps(2);
@@ -183,7 +164,7 @@ TEST(PropertyMapCheckTest, WhatIsAcceptedCanBeUsed)
         }
         if (isWellFormed(bytes)) {
             ++accepted;
-            useEverything(bytes);
+            useMap(bytes.data());
         }
         ASSERT_FALSE(HasFatalFailure()) << i;
     }

@@ -38,7 +38,7 @@ int callInsertsAndGets(void)
     uint8_t buffer[200];
     property_map* map = fill(buffer, sizeof(buffer));
     int32_t keys[8];
-    uint32_t count = 0, size = 0, length = 0;
+    uint32_t count = 0, size = 0, length = 9;
     REQUIRE(property_map_get_num_entries(map) == 7 && property_map_get_size(map) == 200);
     REQUIRE(property_map_get_all_keys(map, keys, 8, &count) == PM_RC_OK && count == 7 && keys[6] == 7);
 
@@ -49,9 +49,9 @@ int callInsertsAndGets(void)
         float single = 0;
         double number = 0;
         char text[5];
-        const char* textRef = NULL;
+        const char* textRef = "";
         uint8_t data[20];
-        const uint8_t* dataRef = NULL;
+        const uint8_t* dataRef = buffer;
         PropertyMap_ValueType type = PM_MAX_TYPE;
         REQUIRE(property_map_has_key(map, key) && !property_map_has_key(map, key + 7));
         REQUIRE(property_map_get_key_type(map, key, &type) == PM_RC_OK && type == TYPES[key - 1]);
@@ -67,8 +67,9 @@ int callInsertsAndGets(void)
         REQUIRE((property_map_get_binary_data_buffer_size(map, key, &size) == PM_RC_OK) == (key >= 6));
         REQUIRE(integer == (key == 1 ? -7 : 0) && flag == (key == 2) && single == (key == 3 ? 1.5f : 0));
         REQUIRE(number == (key == 4 ? 2.5 : 0) && (key != 5 || (strcmp(text, "text") == 0 && size == 5)));
-        REQUIRE(key != 5 || strcmp(textRef, "text") == 0);
-        REQUIRE(key < 6 || (length == (key == 6 ? 3u : 20u) && size == length && memcmp(data, dataRef, length) == 0));
+        REQUIRE(key == 5 ? strcmp(textRef, "text") == 0 : textRef == NULL);
+        REQUIRE(length == (key < 6 ? 0 : key == 6 ? 3u : 20u) && (dataRef == NULL) == (key < 6));
+        REQUIRE(key < 6 || (size == length && memcmp(data, dataRef, length) == 0));
     }
     property_map_free(map);
     property_map_free(NULL);
