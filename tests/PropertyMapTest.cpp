@@ -89,7 +89,7 @@ private:
     int pickKey()
     {
         static const int KEYS[] = {0, 1, 2, 9, 500, 0x00FFFFFF, FIRST_LONG_KEY, INT32_MAX, -1, -16777216, INT32_MIN};
-        if (_buffer.size() > 1000 && pick(20) != 0)
+        if (_buffer.size() > 1000 && pick(_buffer.size() > 2000 ? 20 : 4) != 0)
             return static_cast<int>(pick(100) * 7);
         return KEYS[pick(_buffer.size() > 2000 ? 6 : 11)];
     }
@@ -272,6 +272,7 @@ TEST(PropertyMapTest, ShorterValuesClearOnlyWhatTheirFollowersLeave)
     EXPECT_EQ(memcmp(buffer.data() + 8, "f\0l\0\0\0\0\0st", 10), 0);
     ASSERT_EQ(map.removeKey(2), PM_RC_OK);
     EXPECT_EQ(memcmp(buffer.data() + 8, "f\0\0\0", 4), 0);
+    EXPECT_EQ(memcmp(buffer.data() + 100 - 3 * 8, "\0\0\0\0\0\0\0", 8), 0) << "the slot that the table gave up";
     bool flag = false;
     EXPECT_EQ(map.get(-1, &flag), PM_RC_OK);
     EXPECT_TRUE(flag);
@@ -320,6 +321,9 @@ TEST(PropertyMapTest, SmallDestinationsGetWhatFits)
     EXPECT_TRUE(length == 77 && dest[0] == 9);
     EXPECT_EQ(map.get(8, dest, 4, &length), PM_RC_OK);
     EXPECT_TRUE(length == 4 && memcmp(dest, "data", 4) == 0);
+    const unsigned char* ref = dest;
+    EXPECT_EQ(map.get(9, &ref, &length), PM_RC_KEY_NOT_FOUND);
+    EXPECT_TRUE(ref == nullptr && length == 0);
     int keys[2] = {0, 0};
     EXPECT_EQ(map.getAllKeys(keys, 1, &length), PM_RC_BUFFER_TOO_SMALL);
     EXPECT_TRUE(length == 1 && keys[0] == 7 && keys[1] == 0);
