@@ -51,7 +51,7 @@ Bytes smallMap()
 Bytes nestedMaps(unsigned int depth)
 {
     Bytes bytes(8);
-    PropertyMap(bytes.data(), 8);
+    const PropertyMap innermost(bytes.data(), 8);
     for (unsigned int i = 0; i < depth; ++i) {
         Bytes outer(bytes.size() + 8 + 12);
         PropertyMap(outer.data(), static_cast<unsigned int>(outer.size())).insert(1, PropertyMap(bytes.data()));

@@ -116,7 +116,7 @@ private:
             return {type, withLength(data)};
         default:
             data.resize(data.size() + 8);
-            PropertyMap(data.data(), static_cast<unsigned int>(data.size()));
+            const PropertyMap nested(data.data(), static_cast<unsigned int>(data.size()));
             return {PM_TYPE_PROPERTY_MAP, withLength(data)};
         }
     }
