@@ -11,6 +11,7 @@ int main(int argc, char** argv)
     }
     registerLookupBenchmarks();
     registerObservableBenchmarks();
+    registerPropertyMapBenchmarks();
     registerTextBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
