@@ -6,22 +6,21 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "json/JsonBlock.h"
 #include "json/JsonParser.h"
 
 namespace json {
 
 namespace {
 
-const char LOWER_CASE_BIT = 0x20; // the bit that tells '{' from '[' and '}' from ']'
-
 bool isOpening(char c)
 {
-    return (c & ~LOWER_CASE_BIT) == '[';
+    return (c & BRACKET_MASK) == '[';
 }
 
 bool isClosing(char c)
 {
-    return (c & ~LOWER_CASE_BIT) == ']';
+    return (c & BRACKET_MASK) == ']';
 }
 
 bool isBlank(char c)
@@ -50,13 +49,19 @@ const char* skipCollection(const char* p, const char* end)
         return p;
 
     int depth = 0;
-    do {
-        if (isOpening(*p))
-            ++depth;
-        else if (isClosing(*p))
-            --depth;
-        ++p;
-    } while (depth > 0 && p != end);
+    const auto closesAll = [&depth](char bracket) {
+        depth += isOpening(bracket) ? 1 : -1;
+        return depth < 1;
+    };
+    for (; end - p >= JsonBlock::SIZE; p += JsonBlock::SIZE) {
+        const unsigned int position = JsonBlock(p).findBracket([&](unsigned int i) { return closesAll(p[i]); });
+        if (position != JsonBlock::SIZE)
+            return p + position + 1;
+    }
+    for (; p != end; ++p) {
+        if ((isOpening(*p) || isClosing(*p)) && closesAll(*p))
+            return p + 1;
+    }
     return p;
 }
 

@@ -83,6 +83,21 @@ AutoPtr<DataObject> makeNode(const Scalar& scalar)
     return AutoPtr<DataObject>();
 }
 
+const int SAFE_DIGITS = 18; // decimal numbers with fewer never overflow
+
+bool isWhiteSpace(char c)
+{
+    if (c >= ' ' && c < 0x7F) // the same in every locale, and nearly all that formats hold
+        return c == ' ';
+    return isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+/// Whether a quote before `c` closes its text.
+bool endsText(char c)
+{
+    return c == ']' || c == '}' || c == ':' || c == ',' || c == '\0';
+}
+
 /// The text of a map's key, kept while the value is read.
 class Key
 {
@@ -218,13 +233,11 @@ Scalar FormatReader::readLongDirective()
 
 Scalar FormatReader::readQuotedText()
 {
-    static const char CLOSING[] = "]}:,"; // and the end of the format: strchr finds the terminator too
-
     const char* const text = _cursor;
-    const char* quote = strchr(text, '\'');
-    while (quote != nullptr && strchr(CLOSING, quote[1]) == nullptr)
-        quote = strchr(quote + 1, '\'');
-    if (quote == nullptr) {
+    const char* quote = text;
+    while (*quote != '\0' && !(*quote == '\'' && endsText(quote[1])))
+        ++quote;
+    if (*quote == '\0') {
         REPORT_FAULT("Invalid string format (%s)", text);
         return Scalar::none();
     }
@@ -234,12 +247,22 @@ Scalar FormatReader::readQuotedText()
 
 Scalar FormatReader::readInteger()
 {
-    char* end = nullptr;
-    errno = 0; // an old error would refuse a zero
-    const long long number = strtoll(_cursor, &end, 0);
-    if (end == _cursor || (number == 0 && errno != 0)) {
-        REPORT_FAULT("Invalid integer format (%s)", _cursor);
-        return Scalar::none();
+    const char* end = _cursor;
+    long long number = 0;
+    if (*_cursor != '0') {
+        for (; *end >= '0' && *end <= '9' && end - _cursor < SAFE_DIGITS; ++end)
+            number = number * 10 + (*end - '0');
+    }
+    const bool isShort = end != _cursor && end - _cursor < SAFE_DIGITS;
+    if (!isShort) {
+        char* stop = nullptr;
+        errno = 0; // an old error would refuse a zero
+        number = strtoll(_cursor, &stop, 0);
+        end = stop;
+        if (end == _cursor || (number == 0 && errno != 0)) {
+            REPORT_FAULT("Invalid integer format (%s)", _cursor);
+            return Scalar::none();
+        }
     }
     _cursor = end;
     return Scalar::integer(number);
@@ -322,7 +345,7 @@ bool FormatReader::readEntry(DataObject& map)
 
 void FormatReader::skipWhiteSpace()
 {
-    while (isspace(static_cast<unsigned char>(*_cursor)) != 0)
+    while (isWhiteSpace(*_cursor))
         ++_cursor;
 }
 
