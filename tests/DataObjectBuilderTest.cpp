@@ -1,7 +1,5 @@
 #include "ostrel/DataObjectBuilder.h"
 
-#include <string>
-
 #include "tests/support/LogBuilder.h"
 #include "tests/support/RecordingPolicy.h"
 
@@ -31,10 +29,7 @@ protected:
         EXPECT_EQ(_builder.isOk(), error != nullptr) << "true only with an error";
         _builder.reset();
     }
-    void expectEmptyStackReport()
-    {
-        expectFailedCheck(Severity::FATAL, "DataObjectHandler", 0, "!m_objectStack.isEmpty()");
-    }
+    void expectEmptyStack() { expectFailedCheck(Severity::FATAL, "DataObjectHandler", 0, "!m_objectStack.isEmpty()"); }
 
     DataObjectBuilder _tree;
     StructBuilder& _builder = _tree;
@@ -49,7 +44,7 @@ TEST_F(DataObjectBuilderTest, CallsBecomeATree)
     expectTree("");
     _builder.map().end().add("late", 1).end(); // a root takes one end too many
     _builder.end();
-    expectEmptyStackReport();
+    expectEmptyStack();
     expectTree("{late:i1 } ");
 }
 
@@ -80,13 +75,11 @@ TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)
 {
     const AutoPtr<DataObject> number = DataObject::createInt(1);
     _builder.add("k", *number);
-    expectEmptyStackReport();
+    expectEmptyStack();
     expectTree("", "Unable to add serializable without nesting");
     _builder.add(*number);
-    expectEmptyStackReport();
+    expectEmptyStack();
     expectTree("", "Add with no key requires top of stack to be a list.");
-    _builder.map().add(*number);
-    expectTree("{} ", "Add with no key requires top of stack to be a list.");
     _builder.map().add(*number).list("list").add("k", *number); // the last one counts
     expectTree("{list:[] } ", "Invalid add with key on non-object");
     _builder.add(5).end().end();
