@@ -33,4 +33,5 @@ void registerJsonDataBenchmarks();
 void registerJsonParseBenchmarks(const Document& document);
 void registerJsonTreeBenchmarks(const Document& document);
 void registerLookupBenchmarks();
+void registerObservableBenchmarks();
 void registerTextBenchmarks();

@@ -12,6 +12,7 @@ int main(int argc, char** argv)
     registerDataObjectBenchmarks();
     registerJsonDataBenchmarks();
     registerLookupBenchmarks();
+    registerObservableBenchmarks();
     registerTextBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "ostrel/AutoPtr.h"
+#include "ostrel/Export.h"
+#include "ostrel/Lockable.h"
+#include "ostrel/Observable/Observer.h"
+#include "ostrel/Observable/observable_types.h"
+
+namespace Ostrel {
+
+struct StaticModelState;
+
+/// Where an observable keeps its registrations and how it reaches the observers.
+///
+/// Units:     none.
+/// Ownership: observers are borrowed until they are removed.
+/// Errors:    codes; exceptions of observers pass through.
+/// Threads:   called with the observable's lock held.
+class OSTREL_EXPORT ObservableImplementation
+{
+public:
+    virtual ~ObservableImplementation();
+    virtual Observable_ReturnCode addObserver(const int& event, Observer* observer) = 0;
+    virtual Observable_ReturnCode removeObserver(const int& event, Observer* observer) = 0;
+    virtual Observable_ReturnCode notifyObservers(Observable* source, const int& event, const void* params) = 0;
+};
+
+/// Registrations in one buffer of the caller: a fixed budget and no allocation per registration. See `StaticModel`.
+///
+/// Units:     `size` is bytes, at least 12.
+/// Ownership: the buffer stays the caller's and outlives this object.
+/// Errors:    a smaller buffer stops the process. An object whose construction ran out of memory takes no registration
+///            (OBSERVABLE_INSUFFICIENT_MEMORY) and has none.
+/// Threads:   none of its own; the observable's lock guards it.
+class OSTREL_EXPORT PiloObservableImpl : public ObservableImplementation
+{
+public:
+    PiloObservableImpl(char* buffer, const unsigned short& size);
+    ~PiloObservableImpl() override;
+    PiloObservableImpl(const PiloObservableImpl&) = delete;
+    PiloObservableImpl& operator=(const PiloObservableImpl&) = delete;
+
+    /// False when memory ran out during construction.
+    bool isOk() const { return _state != nullptr; }
+
+    Observable_ReturnCode addObserver(const int& event, Observer* observer) override;
+    Observable_ReturnCode removeObserver(const int& event, Observer* observer) override;
+    Observable_ReturnCode notifyObservers(Observable* source, const int& event, const void* params) override;
+
+private:
+    StaticModelState* _state;
+};
+
+/// A subject: tells the observers of an event whenever it is notified. Derive from it or hold one.
+///
+///     char buffer[64];
+///     Observable volume(nullptr, AutoPtr<ObservableImplementation>(new PiloObservableImpl(buffer, sizeof(buffer))));
+///     volume.addObserver(VOLUME_CHANGED, &display);
+///     volume.notifyObservers(VOLUME_CHANGED, &newVolume);
+///
+/// Units:     none.
+/// Ownership: owns the implementation; the lock and the observers stay the caller's and outlive their use here.
+/// Errors:    codes. An exception of an observer passes through and leaves the lock free.
+/// Threads:   each operation runs under the lock, callbacks included: one that calls back in needs a recursive lock,
+///            and even then must not change the registrations of the pass it is called from.
+class OSTREL_EXPORT Observable
+{
+public:
+    /// A null `lock` stands for none. An empty `implementation` refuses all with OBSERVABLE_INSUFFICIENT_MEMORY.
+    Observable(Lockable* lock, AutoPtr<ObservableImplementation> implementation);
+    virtual ~Observable();
+    Observable(const Observable&) = delete;
+    Observable& operator=(const Observable&) = delete;
+
+    /// An observer added repeatedly is called repeatedly. OBSERVABLE_INSUFFICIENT_MEMORY.
+    Observable_ReturnCode addObserver(const int& event, Observer* observer);
+
+    /// Removes one registration. OBSERVABLE_EVENT_NOT_FOUND, OBSERVABLE_OBSERVER_NOT_FOUND.
+    Observable_ReturnCode removeObserver(const int& event, Observer* observer);
+
+    /// Calls the event's observers in order of registration. An event that nobody listens to is OBSERVABLE_OK too.
+    Observable_ReturnCode notifyObservers(const int& event, const void* params = nullptr);
+
+protected:
+    Lockable* getLock() const { return _lock; }
+
+private:
+    Lockable* _lock;
+    AutoPtr<ObservableImplementation> _implementation;
+};
+
+} // namespace Ostrel

@@ -1,0 +1,51 @@
+/* Every function of the observables' C interface, called from C. Returns the number of the line that failed, or 0. */
+#include "ostrel/Observable/observable_c.h"
+
+#define REQUIRE(condition)                                                                                             \
+    do {                                                                                                               \
+        if (!(condition))                                                                                              \
+            return __LINE__;                                                                                           \
+    } while (0)
+
+int callObservableInterface(pthread_mutex_t* mutex);
+
+static int calls;
+static ObservablePtr lastSource;
+static Event_Type lastEvent;
+static const void* lastParams;
+
+static void recordCall(ObservablePtr source, Event_Type event, const void* params)
+{
+    ++calls;
+    lastSource = source;
+    lastEvent = event;
+    lastParams = params;
+}
+
+int callObservableInterface(pthread_mutex_t* mutex)
+{
+    char buffer[12];
+    ObservablePtr subject = createObservable(buffer, sizeof(buffer), mutex);
+    ObserverPtr observer = createObserver(recordCall);
+    ObserverPtr other = createObserver(recordCall);
+    calls = 0;
+    REQUIRE(removeObserver(subject, 7, observer) == OBSERVABLE_EVENT_NOT_FOUND);
+    REQUIRE(addObserver(subject, INT32_MIN, observer) == OBSERVABLE_INSUFFICIENT_MEMORY);
+    REQUIRE(addObserver(subject, -7, observer) == OBSERVABLE_OK);
+    REQUIRE(addObserver(subject, -7, other) == OBSERVABLE_INSUFFICIENT_MEMORY);
+    REQUIRE(removeObserver(subject, -7, other) == OBSERVABLE_OBSERVER_NOT_FOUND);
+
+    REQUIRE(notifyObservers(subject, 7) == OBSERVABLE_OK && calls == 0);
+    REQUIRE(notifyObserversWithParams(subject, -7, &mutex) == OBSERVABLE_OK && calls == 1);
+    REQUIRE(lastSource == subject && lastEvent == -7 && lastParams == &mutex);
+    REQUIRE(notifyObservers(subject, -7) == OBSERVABLE_OK && calls == 2 && lastParams == 0);
+
+    REQUIRE(removeObserver(subject, -7, observer) == OBSERVABLE_OK);
+    REQUIRE(removeObserver(subject, -7, observer) == OBSERVABLE_EVENT_NOT_FOUND);
+    destroyObserver(other);
+    destroyObserver(observer);
+    destroyObservable(subject);
+    destroyObserver(0);
+    destroyObservable(0);
+    return 0;
+}
