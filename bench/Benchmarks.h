@@ -28,6 +28,8 @@ void addBenchmark(const std::string& work, const std::string& input, const std::
 }
 
 // One function a file of benchmarks.
+void registerDataObjectBenchmarks();
+void registerJsonDataBenchmarks();
 void registerJsonParseBenchmarks(const Document& document);
 void registerJsonTreeBenchmarks(const Document& document);
 void registerLookupBenchmarks();

@@ -9,6 +9,8 @@ int main(int argc, char** argv)
         registerJsonParseBenchmarks(document);
         registerJsonTreeBenchmarks(document);
     }
+    registerDataObjectBenchmarks();
+    registerJsonDataBenchmarks();
     registerLookupBenchmarks();
     registerObservableBenchmarks();
     registerPropertyMapBenchmarks();
