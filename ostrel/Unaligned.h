@@ -1,5 +1,5 @@
-/// Words at any address: in host order by copying, in a fixed byte order by shifts. The compilers turn each into one access where
-/// the processor allows it.
+/// Words at any address: in host order by copying, in a fixed byte order by shifts. The compilers turn each into one
+/// access where the processor allows it.
 ///
 /// Units:     each function reads or writes exactly the bytes of its word.
 /// Ownership: none taken.
