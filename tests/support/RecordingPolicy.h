@@ -52,6 +52,7 @@ protected:
     void expectFailedCheck(Ostrel::Severity severity, const char* source, int line, const char* condition);
     void expectNoReports();
     std::vector<Report> takeReports();
+    bool hasReports();
 
 private:
     RecordingPolicy::Sink _sink;

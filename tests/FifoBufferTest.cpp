@@ -1,0 +1,143 @@
+#include "ostrel/FifoBuffer.h"
+
+#include <random>
+#include <thread>
+
+#include "tests/support/Eventually.h"
+#include "tests/support/PipeTest.h"
+
+using Ostrel::FifoBuffer;
+
+namespace Ostrel {
+
+class FifoProbe
+{
+public:
+    /// While the lock is free, so that a writer who is not done sleeps.
+    static bool isFull(FifoBuffer& fifo)
+    {
+        return eventually([&] {
+            const NestedScopeLock guard(fifo._mutex);
+            return fifo._dataInBuffer == fifo._size;
+        });
+    }
+};
+
+} // namespace Ostrel
+
+namespace {
+
+unsigned char* toData(const char* text)
+{
+    return const_cast<unsigned char*>(bytes(text));
+}
+
+void write(FifoBuffer& fifo, const char* text)
+{
+    fifo.write(toData(text), static_cast<unsigned int>(strlen(text)));
+}
+
+/// The bytes of one read, or "end".
+std::string read(FifoBuffer& fifo)
+{
+    unsigned char* data = toData("x");
+    const int count = fifo.read(data);
+    return count >= 0 ? std::string(data, data + count) : data == nullptr ? "end" : "end, but data";
+}
+
+void cancel(std::thread thread)
+{
+    pthread_cancel(thread.native_handle());
+    thread.join();
+}
+
+int deletions = 0;
+
+} // namespace
+
+TEST(FifoBufferTest, LentBytesStayUntilTheNextRead)
+{
+    FifoBuffer fifo(8);
+    write(fifo, "abcdef");
+    EXPECT_EQ(read(fifo), "abcdef");
+    std::thread producer([&] {
+        write(fifo, "ghij");
+        EXPECT_FALSE(fifo.writeAllTogether(toData("123456789"), 9));
+        EXPECT_TRUE(fifo.writeAllTogether(toData("12345678"), 8));
+    });
+    EXPECT_TRUE(Ostrel::FifoProbe::isFull(fifo)) << "two bytes up to the end; the writer waits with the others";
+    for (const char* text : {"gh", "ij", "123456", "78"})
+        EXPECT_EQ(read(fifo), text);
+    producer.join();
+}
+
+TEST(FifoBufferTest, EndIsReadAgainAndAgain)
+{
+    unsigned char storage[] = "#1234567#";
+    {
+        FifoBuffer fifo(storage + 1, 7, [](unsigned char*) { ++deletions; });
+        write(fifo, "abcde");
+        EXPECT_EQ(read(fifo), "abcde");
+        write(fifo, "fg");
+        std::thread reader([&] {
+            for (const char* text : {"fg", "end", "end"})
+                EXPECT_EQ(read(fifo), text);
+        });
+        fifo.closeWrite();
+        reader.join();
+        EXPECT_EQ(std::string(storage, storage + 9), "#" + std::string(7, '\0') + "#");
+        write(fifo, "late"); // not refused
+        EXPECT_EQ(read(fifo), "late");
+    }
+    EXPECT_EQ(deletions, 1);
+    FifoBuffer(storage, 1, nullptr).closeWrite();
+}
+
+TEST(FifoBufferTest, CancelledThreadsLeaveItUsable)
+{
+    FifoBuffer fifo(4);
+    cancel(std::thread([&] { read(fifo); }));
+    std::thread writer([&] { write(fifo, "abcdef"); });
+    EXPECT_TRUE(Ostrel::FifoProbe::isFull(fifo));
+    cancel(std::move(writer));
+    EXPECT_EQ(read(fifo), "abcd");
+    cancel(std::thread([&] { fifo.writeAllTogether(toData("ef"), 2); }));
+    fifo.closeWrite();
+    EXPECT_EQ(read(fifo), "end");
+}
+
+class FifoStreamTest : public testing::TestWithParam<unsigned int>
+{};
+
+INSTANTIATE_TEST_SUITE_P(Sizes, FifoStreamTest, testing::Values(1, 2, 7, 64));
+
+TEST_P(FifoStreamTest, BytesArriveInOrder)
+{
+    const unsigned int size = GetParam();
+    const unsigned int total =
+        size << 14; // 1 MB through the greatest; each byte through the smallest is a change of threads
+    std::string sent(total + 3 * size, '\0'), received;
+    std::mt19937 random(size);
+    for (char& c : sent)
+        c = static_cast<char>(random());
+    FifoBuffer fifo(size);
+    std::thread producer([&] {
+        for (unsigned int position = 0, count; position < total; position += count) {
+            count = static_cast<unsigned int>(random() % (3 * size)) + 1;
+            unsigned char* const data = toData(&sent[position]);
+            if (random() % 2 == 0 || !fifo.writeAllTogether(data, count))
+                fifo.write(data, count);
+            if (position > total / 2 && random() % 8 == 0)
+                std::this_thread::yield();
+        }
+        fifo.closeWrite();
+    });
+    unsigned char* data;
+    for (int count; (count = fifo.read(data)) != -1; received.append(data, data + count)) {
+        if (received.size() < total / 2 && count % 4 == 1)
+            std::this_thread::yield(); // what is lent does not change meanwhile
+    }
+    producer.join();
+    EXPECT_GE(received.size(), total);
+    EXPECT_TRUE(received == sent.substr(0, received.size()));
+}

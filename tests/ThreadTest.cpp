@@ -1,0 +1,213 @@
+#include <functional>
+#include <sys/prctl.h>
+#include <thread>
+
+#include "ostrel/Threadable.h"
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/RecordingPolicy.h"
+
+using Ostrel::AutoPtr;
+using Ostrel::Severity;
+
+namespace {
+
+std::atomic<int> destroyed{0};
+
+/// Does what it is told; if told nothing, runs until asked to stop.
+class Work : public Runnable
+{
+public:
+    Work() : _body([this] { eventually([this] { return asked.load(); }); }) {}
+    explicit Work(std::function<void()> body) : _body(std::move(body)) {}
+    ~Work() override { ++destroyed; }
+
+    void run() override
+    {
+        _body();
+        ++returns;
+    }
+    void cancelRun() override { asked = true; }
+
+    std::atomic<bool> asked{false};
+    std::atomic<int> returns{0};
+
+private:
+    std::function<void()> _body;
+};
+
+void doNothing() {}
+
+std::string getKernelName()
+{
+    char name[16];
+    prctl(PR_GET_NAME, name);
+    return name;
+}
+
+} // namespace
+
+class ThreadTest : public ReportTest
+{
+protected:
+    void expectJoinError(const char* reason)
+    {
+        expectReport(Severity::RECOVERABLE, "Thread", 110, (std::string("'Join Failed: ") + reason + "'").c_str());
+    }
+};
+
+TEST_F(ThreadTest, StopAsksThenCancels)
+{
+    Work cooperative, slow([] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
+    Work cancellable([] {
+        pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+        for (;; std::this_thread::yield())
+            pthread_testcancel();
+    });
+    for (bool detached : {false, true}) {
+        for (Work* work : {&cooperative, &slow, &cancellable}) {
+            work->returns = 0;
+            Thread thread(work, nullptr, detached);
+            thread.stop();
+            thread.waitFor();
+            EXPECT_EQ(thread.detach(), detached) << "before the start";
+            thread.start();
+            thread.start();
+            EXPECT_TRUE(thread.isRunning());
+            thread.stop();
+            EXPECT_FALSE(thread.isRunning());
+            EXPECT_EQ(work->returns, work == &cancellable ? 0 : 1);
+            EXPECT_TRUE(work->asked);
+            work->asked = false;
+        }
+    }
+    for (int i = 0; i < 3; ++i)
+        expectJoinError("Thread not found"); // by the destructors of the joined ones
+}
+
+TEST_F(ThreadTest, MisuseIsReported)
+{
+    class Counter : public Threadable
+    {
+    public:
+        Counter() : Threadable("counter", false, true) {}
+        void run() override
+        {
+            waitFor();
+            Runnable::cancelRun();
+        }
+    };
+    {
+        Counter counter;
+        counter.start();
+        counter.waitFor();
+        Thread thread(nullptr, "", false);
+        thread.start();
+    }
+    expectJoinError("Join would cause deadlock");
+    expectFailedCheck(Severity::FATAL, "Runnable", 30, "assert_not_reached");
+    expectFailedCheck(Severity::FATAL, "Thread", 27, "t->_runnable");
+    expectJoinError("Thread not found"); // by the destructors of the base and of its thread
+    expectJoinError("Thread not found");
+}
+
+TEST_F(ThreadTest, NameIsShownFromTheStartOn)
+{
+    std::string shown;
+    std::atomic<bool> renamed{false};
+    Work work([&] {
+        EXPECT_TRUE(eventually([&] { return renamed.load(); }));
+        shown = getKernelName();
+    });
+    {
+        Thread thread(&work, "twenty-character-nam", false);
+        thread.start();
+        thread.setName("0123456789012345678901234567890123456789");
+        renamed = true;
+        thread.waitFor();
+        EXPECT_EQ(shown, "twenty-characte");
+        EXPECT_STREQ(thread.getName(), "0123456789012345678901234567890");
+        thread.start(); // once more, with the same object
+        thread.waitFor();
+        EXPECT_EQ(shown, "012345678901234");
+    }
+    expectJoinError("Thread not found");
+}
+
+TEST_F(ThreadTest, JoinedIdMayBelongToAnotherThread)
+{
+    Work first(doNothing), second;
+    {
+        Thread other(&second, "other", false);
+        {
+            Thread stale(&first, "stale", false);
+            stale.start();
+            stale.waitFor();
+            other.start(); // has the id of the stale one now, and does not end by itself
+        }
+        expectJoinError("Thread not found");
+        EXPECT_TRUE(other.isRunning());
+    }
+    EXPECT_EQ(second.returns, 1);
+}
+
+TEST_F(ThreadTest, OneJoinAtATime)
+{
+    Work work;
+    Thread thread(&work, "joined", false);
+    thread.start();
+    const auto wait = [&] { thread.waitFor(); };
+    std::thread cancelled(wait); // leaves the join to others
+    pthread_cancel(cancelled.native_handle());
+    cancelled.join();
+    std::thread one(wait), two(wait);
+    EXPECT_TRUE(eventually([&] { return hasReports(); }));
+    expectJoinError("Thread not joinable");
+    work.asked = true;
+    one.join();
+    two.join();
+    thread.start(); // so that the destructor has something to join
+}
+
+TEST_F(ThreadTest, DetachedObjectsAreDestroyedOnce)
+{
+    const long before = AllocationFaults::getLiveBlocks();
+    destroyed = 0;
+    for (int round = 0; round < 200; ++round) {
+        (new Thread(AutoPtr<Runnable>(new Work(doNothing)), "", true, true))->start();
+        Work* const work = new Work(doNothing);
+        Thread* const thread = new Thread(work, "", false);
+        thread->start();
+        if (round % 2 == 0)
+            std::this_thread::yield(); // detaching may come too late or not
+        if (!thread->detach()) {
+            delete thread;
+            delete work;
+        }
+    }
+    EXPECT_TRUE(eventually([&] { return AllocationFaults::getLiveBlocks() == before; }));
+    EXPECT_EQ(destroyed, 400);
+}
+
+TEST_F(ThreadTest, CreationIsTriedAgain)
+{
+    pthread_attr_t normal, hopeless;
+    pthread_getattr_default_np(&normal);
+    pthread_getattr_default_np(&hopeless);
+    ASSERT_EQ(pthread_attr_setstacksize(&hopeless, SIZE_MAX / 4 + 1), 0);
+    for (bool detached : {false, true}) {
+        Work work(doNothing);
+        Thread thread(&work, "", detached);
+        std::thread rescuer([&] {
+            EXPECT_TRUE(eventually([&] { return hasReports(); }));
+            pthread_setattr_default_np(&normal);
+        });
+        pthread_setattr_default_np(&hopeless);
+        thread.start();
+        rescuer.join();
+        EXPECT_EQ(takeReports().at(0).message, "Thread::start() Error starting thread");
+        EXPECT_TRUE(eventually([&] { return work.returns == 1; }));
+    }
+    pthread_attr_destroy(&normal);
+    pthread_attr_destroy(&hopeless);
+}
