@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <sched.h>
 
 namespace Ostrel {
 
@@ -55,14 +56,16 @@ void FifoBuffer::_construct(unsigned char* storage, unsigned int size, void (*de
 void FifoBuffer::write(unsigned char* data, unsigned int length)
 {
     const NestedScopeLock guard(_mutex);
+    bool hasYielded = false;
     while (length > 0) {
         if (_size - _dataInBuffer > 0) {
             const unsigned int count = std::min(length, getFreeRun());
             put(data, count);
             data += count;
             length -= count;
+            hasYielded = false;
         } else {
-            _changed.wait(_mutex);
+            waitForChange(hasYielded);
         }
         _changed.broadcast(); // after each step, so that a waiting reader gets the first run at once
     }
@@ -82,13 +85,14 @@ bool FifoBuffer::writeAllTogether(unsigned char* data, unsigned int length)
 int FifoBuffer::read(unsigned char*& data)
 {
     const NestedScopeLock guard(_mutex);
+    bool hasYielded = false;
     for (;;) {
         if (_dataInBuffer > 0) {
             if (_released)
                 break;
             releaseLent(); // only now: what is lent counts as data, and the rest may be nothing
         } else if (_moreDataToRead) {
-            _changed.wait(_mutex);
+            waitForChange(hasYielded);
         } else {
             data = nullptr;
             clear();
@@ -125,6 +129,19 @@ void FifoBuffer::printPointers()
     printf("_endOfBuffer = %p\n", static_cast<void*>(_endOfBuffer));
     printf("_dataInBuffer = %d\n", static_cast<int>(_dataInBuffer));
     printf("_moreDataToRead = %d\n", static_cast<int>(_moreDataToRead));
+}
+
+/// Gives up the processor once before it sleeps: what the other side does meanwhile costs neither of them a wake-up,
+/// and small pieces come to be passed on in bulk.
+void FifoBuffer::waitForChange(bool& hasYielded)
+{
+    if (hasYielded) {
+        _changed.wait(_mutex);
+        return;
+    }
+    hasYielded = true;
+    const NestedScopeUnlock unlocked(_mutex);
+    sched_yield();
 }
 
 /// Bytes that can be written in one run, given that the ring is not full.

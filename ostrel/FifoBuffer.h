@@ -57,6 +57,7 @@ private:
     unsigned int getDataRun() const;
     void put(const unsigned char* data, unsigned int count);
     void releaseLent();
+    void waitForChange(bool& hasYielded);
 
     unsigned char* _buffer;
     void (*_deleter)(unsigned char*);
