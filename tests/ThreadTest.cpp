@@ -38,13 +38,6 @@ private:
 
 void doNothing() {}
 
-std::string getKernelName()
-{
-    char name[16];
-    prctl(PR_GET_NAME, name);
-    return name;
-}
-
 } // namespace
 
 class ThreadTest : public ReportTest
@@ -85,52 +78,40 @@ TEST_F(ThreadTest, StopAsksThenCancels)
         expectJoinError("Thread not found"); // by the destructors of the joined ones
 }
 
-TEST_F(ThreadTest, MisuseIsReported)
+TEST_F(ThreadTest, NamesAndMisuse)
 {
-    class Counter : public Threadable
+    struct Named : Threadable
     {
-    public:
-        Counter() : Threadable("counter", false, true) {}
+        Named() : Threadable("twenty-character-nam", false, true) {}
         void run() override
         {
             waitFor();
             Runnable::cancelRun();
+            EXPECT_TRUE(eventually([this] { return isRenamed.load(); }));
+            prctl(PR_GET_NAME, shown);
         }
+        std::atomic<bool> isRenamed{false};
+        char shown[16] = "";
     };
     {
-        Counter counter;
-        counter.start();
-        counter.waitFor();
-        Thread thread(nullptr, "", false);
-        thread.start();
+        Named named;
+        named.start();
+        named.setName("0123456789012345678901234567890123456789");
+        named.isRenamed = true;
+        named.waitFor();
+        EXPECT_STREQ(named.shown, "twenty-characte");
+        EXPECT_STREQ(named.getName(), "0123456789012345678901234567890");
+        named.start(); // once more, with the same object
+        named.waitFor();
+        EXPECT_STREQ(named.shown, "012345678901234");
+        Thread(nullptr, "", false).start();
     }
-    expectJoinError("Join would cause deadlock");
-    expectFailedCheck(Severity::FATAL, "Runnable", 30, "assert_not_reached");
+    for (int run = 0; run < 2; ++run) {
+        expectJoinError("Join would cause deadlock");
+        expectFailedCheck(Severity::FATAL, "Runnable", 30, "assert_not_reached");
+    }
     expectFailedCheck(Severity::FATAL, "Thread", 27, "t->_runnable");
     expectJoinError("Thread not found"); // by the destructors of the base and of its thread
-    expectJoinError("Thread not found");
-}
-
-TEST_F(ThreadTest, NameIsShownFromTheStartOn)
-{
-    std::string shown;
-    std::atomic<bool> renamed{false};
-    Work work([&] {
-        EXPECT_TRUE(eventually([&] { return renamed.load(); }));
-        shown = getKernelName();
-    });
-    {
-        Thread thread(&work, "twenty-character-nam", false);
-        thread.start();
-        thread.setName("0123456789012345678901234567890123456789");
-        renamed = true;
-        thread.waitFor();
-        EXPECT_EQ(shown, "twenty-characte");
-        EXPECT_STREQ(thread.getName(), "0123456789012345678901234567890");
-        thread.start(); // once more, with the same object
-        thread.waitFor();
-        EXPECT_EQ(shown, "012345678901234");
-    }
     expectJoinError("Thread not found");
 }
 
@@ -151,21 +132,6 @@ TEST_F(ThreadTest, JoinedIdMayBelongToAnotherThread)
     EXPECT_EQ(second.returns, 1);
 }
 
-TEST_F(ThreadTest, OneJoinAtATime)
-{
-    Work work;
-    Thread thread(&work, "joined", false);
-    thread.start();
-    const auto wait = [&] { thread.waitFor(); };
-    std::thread one(wait), two(wait);
-    EXPECT_TRUE(eventually([&] { return hasReports(); }));
-    expectJoinError("Thread not joinable");
-    work.asked = true;
-    one.join();
-    two.join();
-    thread.start(); // so that the destructor has something to join
-}
-
 TEST_F(ThreadTest, DetachedObjectsAreDestroyedOnce)
 {
     const long before = AllocationFaults::getLiveBlocks();
@@ -184,27 +150,4 @@ TEST_F(ThreadTest, DetachedObjectsAreDestroyedOnce)
     }
     EXPECT_TRUE(eventually([&] { return AllocationFaults::getLiveBlocks() == before; }));
     EXPECT_EQ(destroyed, 400);
-}
-
-TEST_F(ThreadTest, CreationIsTriedAgain)
-{
-    pthread_attr_t normal, hopeless;
-    pthread_getattr_default_np(&normal);
-    pthread_getattr_default_np(&hopeless);
-    ASSERT_EQ(pthread_attr_setstacksize(&hopeless, SIZE_MAX / 4 + 1), 0);
-    for (bool detached : {false, true}) {
-        Work work(doNothing);
-        Thread thread(&work, "", detached);
-        std::thread rescuer([&] {
-            EXPECT_TRUE(eventually([&] { return hasReports(); }));
-            pthread_setattr_default_np(&normal);
-        });
-        pthread_setattr_default_np(&hopeless);
-        thread.start();
-        rescuer.join();
-        EXPECT_EQ(takeReports().at(0).message, "Thread::start() Error starting thread");
-        EXPECT_TRUE(eventually([&] { return work.returns == 1; }));
-    }
-    pthread_attr_destroy(&normal);
-    pthread_attr_destroy(&hopeless);
 }

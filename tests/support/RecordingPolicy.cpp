@@ -104,9 +104,3 @@ std::vector<Report> ReportTest::takeReports()
     std::lock_guard<std::mutex> lock(_sink.mutex);
     return std::move(_sink.reports);
 }
-
-bool ReportTest::hasReports()
-{
-    std::lock_guard<std::mutex> lock(_sink.mutex);
-    return !_sink.reports.empty();
-}

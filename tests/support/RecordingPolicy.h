@@ -52,7 +52,6 @@ protected:
     void expectFailedCheck(Ostrel::Severity severity, const char* source, int line, const char* condition);
     void expectNoReports();
     std::vector<Report> takeReports();
-    bool hasReports();
 
 private:
     RecordingPolicy::Sink _sink;
