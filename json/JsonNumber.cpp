@@ -15,6 +15,11 @@ const int MOST_DIGITS = 19; // of which every number fits into 64 bits
 const int LEAST_POWER = -64;
 const int GREATEST_POWER = 55; // the last power of five that fits into 128 bits
 
+const unsigned long long GREATEST_EXACT_INTEGER = 999999999999999; // below 2^53; long fractions are never near it
+const int GREATEST_EXACT_POWER = 22;
+const double EXACT_POWERS_OF_TEN[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                      1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
 struct Wide
 {
     uint64_t high;
@@ -75,7 +80,7 @@ constexpr PowersOfFive makePowersOfFive()
 
 constexpr PowersOfFive POWERS_OF_FIVE = makePowersOfFive();
 
-Wide multiply(uint64_t a, uint64_t b)
+inline Wide multiply(uint64_t a, uint64_t b)
 {
 #ifdef __SIZEOF_INT128__
     __extension__ using Product = unsigned __int128;
@@ -97,7 +102,7 @@ Wide multiply(uint64_t a, uint64_t b)
 ///
 /// The table entry is cut off by less than one unit, so the leading 128 bits of the product are too small by less
 /// than two. That matters only right below and at the middle between two doubles.
-bool scaleByPowerOfTen(uint64_t digits, int power, bool isNegative, double& result)
+inline bool scaleByPowerOfTen(uint64_t digits, int power, bool isNegative, double& result)
 {
     const Wide& five = POWERS_OF_FIVE.entries[power - LEAST_POWER];
     const int shift = __builtin_clzll(digits);
@@ -125,7 +130,7 @@ bool scaleByPowerOfTen(uint64_t digits, int power, bool isNegative, double& resu
     return true;
 }
 
-bool isDigit(char byte)
+inline bool isDigit(char byte)
 {
     return static_cast<unsigned char>(byte - '0') < 10;
 }
@@ -158,7 +163,7 @@ inline uint32_t combineDigits(uint64_t bytes)
 /// Appends the digits at `text`: eight at a time, then one by one, which is best where there are few.
 inline const char* gatherDigits(const char* text, const char* end, unsigned long long& digits)
 {
-    for (; end - text >= 8 && findOthers(Ostrel::loadU64(text)) == 0; text += 8)
+    for (; end - text >= 8 && isDigit(text[7]) && findOthers(Ostrel::loadU64(text)) == 0; text += 8)
         digits = digits * 100000000 + combineDigits(Ostrel::loadU64(text));
     return gatherRest(text, end, digits);
 }
@@ -193,7 +198,7 @@ inline const char* gatherFraction(const char* text, const char* end, unsigned lo
 #endif
 
 /// Reads what follows the 'e'. False when there is no digit; `text` is then at the byte that is none.
-bool scanExponent(const char*& text, const char* end, long long& exponent)
+inline bool scanExponent(const char*& text, const char* end, long long& exponent)
 {
     const bool isNegative = text != end && *text == '-';
     if (text != end && (*text == '-' || *text == '+'))
@@ -222,23 +227,34 @@ bool hasTooManyDigits(const char* text, const char* end)
 
 } // namespace
 
-const char* JsonNumber::scan(const char* text, const char* end)
+inline void JsonNumber::setInteger(const char* first, const char* behind)
 {
-    const bool isNegative = text != end && *text == '-';
-    const char* const first = text + (isNegative ? 1 : 0);
-    unsigned long long digits = 0;
-    const char* const behind = gatherDigits(first, end, digits);
-    _isNegative = isNegative;
-    _digits = digits;
-    if (behind == first)
-        return behind;
-    if (behind != end && (*behind == '.' || *behind == 'e' || *behind == 'E'))
-        return scanReal(first, behind, end);
-    setInteger(first, behind);
-    return behind;
+    // Both ends of the range count as overflow: that is how a reading that saturates shows it.
+    if (behind - first > MOST_DIGITS && hasTooManyDigits(first, behind))
+        return;
+    if (_digits > static_cast<unsigned long long>(LLONG_MAX) || (!_isNegative && _digits == LLONG_MAX))
+        return;
+    kind = INTEGER;
+    integer = _isNegative ? -static_cast<long long>(_digits) : static_cast<long long>(_digits);
 }
 
-const char* JsonNumber::scanReal(const char* first, const char* point, const char* end)
+inline void JsonNumber::setReal(unsigned long long digits, long long exponent)
+{
+    if (digits <= GREATEST_EXACT_INTEGER && exponent >= -GREATEST_EXACT_POWER && exponent <= GREATEST_EXACT_POWER) {
+        // Both are doubles as they stand, so that the one operation rounds correctly.
+        const double magnitude = static_cast<double>(static_cast<long long>(digits));
+        real = exponent < 0 ? magnitude / EXACT_POWERS_OF_TEN[-exponent] : magnitude * EXACT_POWERS_OF_TEN[exponent];
+        real = _isNegative ? -real : real;
+    } else if (digits == 0) {
+        real = _isNegative ? -0.0 : 0.0;
+    } else if (exponent < LEAST_POWER || exponent > GREATEST_POWER ||
+               !scaleByPowerOfTen(digits, static_cast<int>(exponent), _isNegative, real)) {
+        return;
+    }
+    kind = REAL;
+}
+
+inline const char* JsonNumber::scanReal(const char* first, const char* point, const char* end)
 {
     unsigned long long digits = _digits;
     long long exponent = 0;
@@ -262,25 +278,20 @@ const char* JsonNumber::scanReal(const char* first, const char* point, const cha
     return text;
 }
 
-void JsonNumber::setInteger(const char* first, const char* behind)
+const char* JsonNumber::scan(const char* text, const char* end)
 {
-    // Both ends of the range count as overflow: that is how a reading that saturates shows it.
-    if (behind - first > MOST_DIGITS && hasTooManyDigits(first, behind))
-        return;
-    if (_digits > static_cast<unsigned long long>(LLONG_MAX) || (!_isNegative && _digits == LLONG_MAX))
-        return;
-    kind = INTEGER;
-    integer = _isNegative ? -static_cast<long long>(_digits) : static_cast<long long>(_digits);
-}
-
-void JsonNumber::setReal(unsigned long long digits, long long exponent)
-{
-    if (digits == 0)
-        real = _isNegative ? -0.0 : 0.0;
-    else if (exponent < LEAST_POWER || exponent > GREATEST_POWER ||
-             !scaleByPowerOfTen(digits, static_cast<int>(exponent), _isNegative, real))
-        return;
-    kind = REAL;
+    const bool isNegative = text != end && *text == '-';
+    const char* const first = text + (isNegative ? 1 : 0);
+    unsigned long long digits = 0;
+    const char* const behind = gatherDigits(first, end, digits);
+    _isNegative = isNegative;
+    _digits = digits;
+    if (behind == first)
+        return behind;
+    if (behind != end && (*behind == '.' || *behind == 'e' || *behind == 'E'))
+        return scanReal(first, behind, end);
+    setInteger(first, behind);
+    return behind;
 }
 
 } // namespace json

@@ -13,6 +13,7 @@ namespace json {
 /// surrogate pair give three bytes each. Both ends of the 64-bit range count as out of range. Collections nest 15 deep.
 ///
 ///     struct Sum : json::JsonParser::EventHandler {
+///         using EventHandler::onInteger;
 ///         void onInteger(json::JsonParser*, const char*, long long value) override { total += value; }
 ///         long long total = 0;
 ///     } sum;
@@ -22,7 +23,7 @@ namespace json {
 ///
 /// Units:     lengths are bytes; strings and numbers may have any length.
 /// Ownership: handler and source stay the caller's. The text of a token takes no heap while key and value together
-///            fit 512 bytes; longer ones take one block that is freed at the end of the parse.
+///            fit some 480 bytes; longer ones take one block that is freed at the end of the parse.
 /// Errors:    every parse gives 0 or -1; `getErrorString()` has the reason. Events sent before an error stay sent, and
 ///            no end events follow them. Nothing is reported.
 /// Threads:   one parser belongs to one thread at a time. An event may start another parse of the same parser.

@@ -14,6 +14,8 @@ namespace json {
 namespace {
 
 const unsigned int MAX_UTF8_SIZE = 6;
+const int LONGEST_LITERAL = 5;
+const int SMALL_INDENTATION = 7;
 
 bool isBlank(char byte)
 {
@@ -102,6 +104,8 @@ const char* JsonReader::refill()
     return _window;
 }
 
+// The steps below are inline, though large, so that the compiler may merge them along the descent.
+
 /// The first byte that is no white space; null when there is none.
 inline const char* JsonReader::findToken(const char* cur)
 {
@@ -116,6 +120,13 @@ inline const char* JsonReader::findToken(const char* cur)
 
 const char* JsonReader::skipBlanks(const char* cur)
 {
+    // A small indentation is walked: a branch guessed right does not wait for its byte, as a block's result does.
+    if (_end - cur >= SMALL_INDENTATION) {
+        for (const char* const walked = cur + SMALL_INDENTATION; cur != walked; ++cur) {
+            if (!isBlank(*cur))
+                return cur;
+        }
+    }
     while (cur != nullptr) {
         while (_end - cur >= JsonBlock::SIZE) {
             const unsigned int blanks = JsonBlock(cur).findNonBlank();
@@ -130,6 +141,21 @@ const char* JsonReader::skipBlanks(const char* cur)
         cur = refill();
     }
     return nullptr;
+}
+
+/// `at` is known to hold the literal's first byte.
+inline const char* JsonReader::readLiteral(const char* at, const char* literal, size_t length)
+{
+    if (_end - at >= LONGEST_LITERAL) {
+        // The last four bytes are all but the first one, which is known, or all; their number makes it one comparison.
+        const char* const behind = at + length;
+        return memcmp(behind - 4, literal + length - 4, 4) == 0 ? behind : nullptr;
+    }
+    for (const char* const end = literal + length; literal != end; ++literal, ++at) {
+        if ((at = ensureByte(at)) == nullptr || *at != *literal)
+            return nullptr;
+    }
+    return at;
 }
 
 const char* JsonReader::readValue(const char* at, size_t keySize)
@@ -158,7 +184,7 @@ const char* JsonReader::readValue(const char* at, size_t keySize)
     }
 }
 
-const char* JsonReader::readObject(const char* at, size_t keySize)
+inline const char* JsonReader::readObject(const char* at, size_t keySize)
 {
     // A collection that lies too deep stays counted, which is how `read` knows.
     if (++_depth > MAX_DEPTH)
@@ -178,14 +204,32 @@ const char* JsonReader::readObject(const char* at, size_t keySize)
     return cur + 1;
 }
 
+/// As `readText`, for a string of less than a block without escapes; null when it is another one.
+inline const char* JsonReader::readShortText(const char* text, size_t offset, size_t& behind)
+{
+    char* const out = _scratch.getData() + offset;
+    if (_end - text < JsonBlock::SIZE || _scratch.getEnd() - out < JsonBlock::SIZE)
+        return nullptr;
+    const JsonBlock block(text);
+    const unsigned int plain = block.findQuoteOrBackslash();
+    if (plain == JsonBlock::SIZE || text[plain] != '"')
+        return nullptr;
+    block.store(out);
+    out[plain] = '\0';
+    behind = offset + plain + 1;
+    return text + plain + 1;
+}
+
 /// Key, colon, value, and on to the token behind.
-const char* JsonReader::readMember(const char* at)
+inline const char* JsonReader::readMember(const char* at)
 {
     if (*at != '"')
         return nullptr;
     // The key is copied out of the window: reading its value may refill that.
     size_t keySize = 0;
-    const char* cur = readText(at + 1, 0, keySize);
+    const char* cur = readShortText(at + 1, 0, keySize);
+    if (cur == nullptr)
+        cur = readText(at + 1, 0, keySize);
     if (cur == nullptr || (cur = findToken(cur)) == nullptr || *cur != ':')
         return nullptr;
     if ((cur = findToken(cur + 1)) == nullptr || (cur = readValue(cur, keySize)) == nullptr)
@@ -193,7 +237,7 @@ const char* JsonReader::readMember(const char* at)
     return findToken(cur);
 }
 
-const char* JsonReader::readArray(const char* at, size_t keySize)
+inline const char* JsonReader::readArray(const char* at, size_t keySize)
 {
     if (++_depth > MAX_DEPTH)
         return nullptr;
@@ -212,18 +256,7 @@ const char* JsonReader::readArray(const char* at, size_t keySize)
     return cur + 1;
 }
 
-const char* JsonReader::readLiteral(const char* at, const char* literal, size_t length)
-{
-    if (static_cast<size_t>(_end - at) >= length)
-        return memcmp(at, literal, length) == 0 ? at + length : nullptr;
-    for (const char* const end = literal + length; literal != end; ++literal, ++at) {
-        if ((at = ensureByte(at)) == nullptr || *at != *literal)
-            return nullptr;
-    }
-    return at;
-}
-
-const char* JsonReader::readString(const char* at, size_t keySize)
+inline const char* JsonReader::readString(const char* at, size_t keySize)
 {
     const char* const text = at + 1;
     const char* cur = _window == nullptr ? nullptr : terminateInWindow(text);
@@ -232,7 +265,9 @@ const char* JsonReader::readString(const char* at, size_t keySize)
         return cur;
     }
     size_t behind = 0;
-    cur = readText(text, keySize, behind);
+    cur = readShortText(text, keySize, behind);
+    if (cur == nullptr)
+        cur = readText(text, keySize, behind);
     if (cur != nullptr)
         _handler->onString(_parser, getKey(keySize), _scratch.getData() + keySize);
     return cur;
@@ -256,6 +291,55 @@ const char* JsonReader::terminateInWindow(const char* text)
     if (cur == _end || *cur != '"')
         return nullptr;
     _window[cur - _window] = '\0';
+    return cur + 1;
+}
+
+inline const char* JsonReader::readCodePoint(const char* cur, unsigned int& codePoint)
+{
+    unsigned int gathered = 0;
+    for (int i = 0; i < 4; ++i, ++cur) {
+        if ((cur = ensureByte(cur)) == nullptr)
+            return nullptr;
+        const int value = getHexValue(static_cast<unsigned char>(*cur));
+        if (value < 0)
+            return nullptr;
+        gathered = gathered << 4 | static_cast<unsigned int>(value);
+    }
+    codePoint = gathered;
+    return cur;
+}
+
+/// Reads what follows a backslash. Any byte without a meaning stands for itself.
+inline const char* JsonReader::readEscape(const char* cur, char*& out)
+{
+    if ((cur = ensureByte(cur)) == nullptr)
+        return nullptr;
+    switch (*cur) {
+    case 'b':
+        *out++ = '\b';
+        break;
+    case 'f':
+        *out++ = '\f';
+        break;
+    case 'n':
+        *out++ = '\n';
+        break;
+    case 'r':
+        *out++ = '\r';
+        break;
+    case 't':
+        *out++ = '\t';
+        break;
+    case 'u': {
+        unsigned int codePoint = 0;
+        if ((cur = readCodePoint(cur + 1, codePoint)) != nullptr)
+            out += Ostrel::convertUnicodeToUtf8(out, codePoint, MAX_UTF8_SIZE);
+        return cur;
+    }
+    default:
+        *out++ = *cur;
+        break;
+    }
     return cur + 1;
 }
 
@@ -299,54 +383,7 @@ const char* JsonReader::readText(const char* cur, size_t offset, size_t& behind)
     return cur;
 }
 
-/// Reads what follows a backslash. Any byte without a meaning stands for itself.
-const char* JsonReader::readEscape(const char* cur, char*& out)
-{
-    if ((cur = ensureByte(cur)) == nullptr)
-        return nullptr;
-    switch (*cur) {
-    case 'b':
-        *out++ = '\b';
-        break;
-    case 'f':
-        *out++ = '\f';
-        break;
-    case 'n':
-        *out++ = '\n';
-        break;
-    case 'r':
-        *out++ = '\r';
-        break;
-    case 't':
-        *out++ = '\t';
-        break;
-    case 'u': {
-        unsigned int codePoint = 0;
-        if ((cur = readCodePoint(cur + 1, codePoint)) != nullptr)
-            out += Ostrel::convertUnicodeToUtf8(out, codePoint, MAX_UTF8_SIZE);
-        return cur;
-    }
-    default:
-        *out++ = *cur;
-        break;
-    }
-    return cur + 1;
-}
-
-const char* JsonReader::readCodePoint(const char* cur, unsigned int& codePoint)
-{
-    for (int i = 0; i < 4; ++i, ++cur) {
-        if ((cur = ensureByte(cur)) == nullptr)
-            return nullptr;
-        const int value = getHexValue(static_cast<unsigned char>(*cur));
-        if (value < 0)
-            return nullptr;
-        codePoint = codePoint << 4 | static_cast<unsigned int>(value);
-    }
-    return cur;
-}
-
-const char* JsonReader::readNumber(const char* at, size_t keySize)
+inline const char* JsonReader::readNumber(const char* at, size_t keySize)
 {
     JsonNumber number;
     const char* token = at;
@@ -375,6 +412,7 @@ const char* JsonReader::readNumber(const char* at, size_t keySize)
     _handler->onDouble(_parser, getKey(keySize), number.real);
     return cur;
 }
+
 /// Reads a number byte by byte into the scratch, from `used` on. Where the window ends behind a number, the stream has
 /// ended too, and the position returned is the end.
 const char* JsonReader::collectNumber(const char* at, size_t& used)

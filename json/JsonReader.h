@@ -87,6 +87,7 @@ private:
     const char* readLiteral(const char* at, const char* literal, size_t length);
 
     const char* terminateInWindow(const char* text);
+    const char* readShortText(const char* text, size_t offset, size_t& behind);
     const char* readText(const char* cur, size_t offset, size_t& behind);
     const char* readEscape(const char* cur, char*& out);
     const char* readCodePoint(const char* cur, unsigned int& codePoint);

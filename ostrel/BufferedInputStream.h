@@ -11,12 +11,10 @@ namespace Ostrel {
 
 /// Makes small reads cheap: fetches `N` bytes at a time from another stream into an array inside the object.
 ///
-/// A parser can work on the buffered bytes where they are, without a call per byte:
-///
 ///     BufferedInputStream<65536> in(&file);
-///     unsigned char* bytes = nullptr;
-///     for (int count; (count = in.peek(&bytes)) > 0;)
-///         in.consume(scan(bytes, count));
+///     unsigned char byte;
+///     while (in.read(&byte, 1) == 1)
+///         scan(byte);
 ///
 /// Units:     bytes. The object is a little larger than `N`: mind the stack.
 /// Ownership: the source stays the caller's and outlives the stream.
@@ -48,25 +46,7 @@ public:
         return readBlock(buffer, size);
     }
 
-    /// The number of bytes that wait in the buffer, after one read of the source when there were none; 0 when the
-    /// source has no more, -1 when it failed (`*bytes` is then not set). The reader may overwrite the bytes, and keeps
-    /// those it has consumed, until the next call that asks the source: a `read`, or a `peek` with nothing waiting.
-    int peek(unsigned char** bytes)
-    {
-        if (_cursor == _end) {
-            const int count = refill();
-            if (count <= 0)
-                return count;
-        }
-        *bytes = _cursor;
-        return static_cast<int>(_end - _cursor);
-    }
-
-    /// Takes away the first `count` bytes of those that wait; all of them, if there are fewer.
-    void consume(unsigned int count) { _cursor += std::min(count, static_cast<unsigned int>(_end - _cursor)); }
-
-    /// The source's.
-    const char* getErrorString() const override;
+    const char* getErrorString() const override; ///< The source's; null without one.
 
 private:
     int readBlock(unsigned char* buffer, unsigned int size);
@@ -93,16 +73,16 @@ int BufferedInputStream<N>::readBlock(unsigned char* buffer, unsigned int size)
 {
     unsigned int delivered = 0;
     while (delivered < size) {
-        unsigned char* bytes = nullptr;
-        const int available = peek(&bytes);
-        if (available < 0)
-            return -1;
-        if (available == 0)
-            break;
-
-        const unsigned int count = std::min(size - delivered, static_cast<unsigned int>(available));
-        memcpy(buffer + delivered, bytes, count);
-        consume(count);
+        if (_cursor == _end) {
+            const int fetched = refill();
+            if (fetched < 0)
+                return -1;
+            if (fetched == 0)
+                break;
+        }
+        const unsigned int count = std::min(size - delivered, static_cast<unsigned int>(_end - _cursor));
+        memcpy(buffer + delivered, _cursor, count);
+        _cursor += count;
         delivered += count;
     }
     return static_cast<int>(delivered);
@@ -123,7 +103,7 @@ int BufferedInputStream<N>::refill()
     return count;
 }
 
-// The size that the parsers use comes with the library.
+// The usual size comes with the library.
 extern template class BufferedInputStream<65536>;
 
 } // namespace Ostrel

@@ -23,11 +23,12 @@ int BufferedOutputStream::write(const unsigned char* data, unsigned int size)
         return static_cast<int>(size);
     }
 
-    const bool isReported = _fill != 0 && !_target; // by flush()
-    flush();
-    OutputStream* target = isReported ? nullptr : _target.require();
-    if (target != nullptr)
+    if (OutputStream* target = _target.require()) {
+        flush();
         target->write(data, size);
+    } else {
+        _fill = 0; // one report is enough, so flush() is not asked to drop what is held
+    }
     return static_cast<int>(size); // whatever the target took: its error text tells
 }
 
@@ -36,14 +37,11 @@ int BufferedOutputStream::flush()
     if (_fill == 0)
         return 0;
 
-    const unsigned int held = _fill;
-    _fill = 0; // a failed write is not repeated
     OutputStream* target = _target.require();
-    if (target == nullptr)
-        return 0;
-
-    target->write(_buffer.get(), held);
-    return target->flush();
+    if (target != nullptr)
+        target->write(_buffer.get(), _fill);
+    _fill = 0; // whatever the target took: a failed write is not repeated
+    return target == nullptr ? 0 : target->flush();
 }
 
 const char* BufferedOutputStream::getErrorString() const

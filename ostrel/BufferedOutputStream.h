@@ -14,9 +14,8 @@ namespace Ostrel {
 ///
 /// Units:     `size` is bytes; at most `size` - 1 are held back.
 /// Ownership: shares the target; owns the buffer, whose allocation throws `std::bad_alloc` as `new` does.
-/// Errors:    a failed write of the target is lost: ask `getErrorString()`, which is the target's. A missing target
-/// makes
-///            one fatal report "m_ptr" in each call that needs it, and the data is dropped.
+/// Errors:    a failed write of the target is lost: ask `getErrorString()`, which is the target's. When the target is
+///            missing, each call that needs it makes one fatal report "m_ptr" and drops the data.
 /// Threads:   one stream belongs to one thread at a time. The destructor may block in the target's write, so do not
 ///            cancel a thread there.
 class OSTREL_EXPORT BufferedOutputStream : public OutputStream

@@ -92,7 +92,8 @@ public:
 
     /// 0, -1 when this is not a list, 2 when the list cannot grow.
     virtual int append(AutoPtr<DataObject> child);
-    virtual AutoPtr<DataObject> clone() const = 0; ///< A deep copy; scalars throw bad_alloc.
+    /// A deep copy. Without memory a container's is empty, and a scalar throws bad_alloc, also from inside one.
+    virtual AutoPtr<DataObject> clone() const = 0;
     /// 0, -1 when this is not a map, the map cannot grow or `key` is null. An equal key keeps its first spelling.
     virtual int set(const char* key, AutoPtr<DataObject> child);
     virtual AutoPtr<DataObject> unset(const char* key); ///< Hands the child back; empty when there is none.

@@ -97,8 +97,9 @@ bool DataObjectHandler::handleDataObject(AutoPtr<DataObject> node, const char* k
 {
     if (m_objectStack.isEmpty()) {
         m_dataObject = SharedPtr<DataObject>(std::move(node));
+        const bool isKept = m_dataObject.get() != nullptr;
         pushRoot();
-        return m_dataObject.get() != nullptr;
+        return isKept;
     }
 
     const DataObjectHandlerInfo* top = getTopOfStack().get();
@@ -115,10 +116,8 @@ void DataObjectHandler::pushCollection(AutoPtr<DataObject> node, const char* key
 {
     DataObject* collection = node.get();
     // A collection that is not in the tree swallows what follows, so that the end events still balance.
-    if (handleDataObject(std::move(node), key) && collection != nullptr)
-        push(collection, type);
-    else
-        push(nullptr, TYPE_VALUE);
+    const bool isInTree = handleDataObject(std::move(node), key) && collection != nullptr;
+    push(isInTree ? collection : nullptr, isInTree ? type : TYPE_VALUE);
 }
 
 void DataObjectHandler::pushRoot()

@@ -14,6 +14,7 @@ namespace Ostrel {
 ///     if (deserializer.parse(stream, handler) != 0)
 ///         puts(deserializer.getErrorString());
 ///
+/// Units:     keys and texts are NUL-terminated.
 /// Ownership: stream and handler stay the caller's and are used during `parse` only.
 /// Errors:    `parse` gives -1 and `getErrorString()` the reason.
 /// Threads:   one deserializer belongs to one thread at a time.

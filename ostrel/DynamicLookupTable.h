@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <strings.h>
@@ -45,7 +46,17 @@ template <>
 class KeyComparison<const char*, LessOperator<const char*>>
 {
 public:
-    int operator()(const char* a, const char* b) const { return strcasecmp(a, b); }
+    int operator()(const char* a, const char* b) const
+    {
+        const int firstA = _lower[static_cast<unsigned char>(*a)];
+        const int firstB = _lower[static_cast<unsigned char>(*b)];
+        if (firstA != firstB)
+            return firstA - firstB;
+        return strcasecmp(a, b);
+    }
+
+private:
+    const int* _lower = *__ctype_tolower_loc();
 };
 
 /// How a table keeps its keys: by value, but texts as copies of its own.

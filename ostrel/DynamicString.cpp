@@ -22,6 +22,16 @@ unsigned int clampSize(uint64_t size)
     return size > UINT32_MAX ? UINT32_MAX : static_cast<unsigned int>(size);
 }
 
+/// Storage with anything in it; null when it cannot be had.
+char* allocateStorage(unsigned int size)
+{
+    if (size > MAX_BYTE_SIZE) {
+        OSTREL_REPORT(FATAL, "Requested string is far too large:  %zd\n", static_cast<size_t>(size));
+        return nullptr;
+    }
+    return new (std::nothrow) char[size];
+}
+
 } // namespace
 
 DynamicString::DynamicString() : WritableString(nullptr, 0) {}
@@ -55,23 +65,27 @@ DynamicString& DynamicString::operator=(const DynamicString& other)
 
 DynamicString::ReturnCode DynamicString::setByteSize(unsigned int size)
 {
-    char* storage = nullptr;
-    if (size > MAX_BYTE_SIZE) {
-        OSTREL_REPORT(FATAL, "Requested string is far too large:  %zd\n", static_cast<size_t>(size));
+    if (size == 0) {
+        install(nullptr, 0);
+        return RC_OK;
+    }
+    char* const storage = allocateStorage(size);
+    if (storage == nullptr)
         return RC_NO_SPACE;
-    }
-    if (size > 0) {
-        storage = new (std::nothrow) char[size]();
-        if (storage == nullptr)
-            return RC_NO_SPACE;
-        const char* const end = calculateTruncationPoint(getData(), size - 1);
-        if (end != nullptr)
-            memcpy(storage, getData(), static_cast<size_t>(end - getData()));
-    }
+    const char* const end = calculateTruncationPoint(getData(), size - 1);
+    const size_t kept = end == nullptr ? 0 : static_cast<size_t>(end - getData());
+    if (kept > 0)
+        memcpy(storage, getData(), kept);
+    memset(storage + kept, 0, size - kept); // all of it, for callers that fill the storage themselves
+    install(storage, size);
+    return RC_OK;
+}
+
+void DynamicString::install(char* storage, unsigned int byteSize)
+{
     delete[] getStorage();
     _data = storage;
-    _byteSize = size;
-    return RC_OK;
+    _byteSize = byteSize;
 }
 
 DynamicString::ReturnCode DynamicString::ensureFreeBytes(unsigned int count)
@@ -85,18 +99,22 @@ DynamicString::ReturnCode DynamicString::ensureFreeBytes(unsigned int count)
 DynamicString::ReturnCode DynamicString::growAndAppend(const ReadableString& source)
 {
     ensureFreeBytes(source.getByteLength()); // without it, what fits is appended
-    return insert(getLength(), source);
+    return append(source);
 }
 
 DynamicString::ReturnCode DynamicString::growAndAssign(const ReadableString& source)
 {
     const unsigned int length = source.getByteLength();
     if (length >= _byteSize) {
-        const ReturnCode code = setByteSize(clampSize(uint64_t(length) + 1));
-        if (code != RC_OK)
-            return code;
+        // Without `setByteSize`: the old text need not move, and the new one leaves nothing to be set to 0.
+        const unsigned int size = clampSize(uint64_t(length) + 1);
+        char* const storage = allocateStorage(size);
+        if (storage == nullptr)
+            return RC_NO_SPACE;
+        install(storage, size);
     }
-    return assign(source);
+    replaceText(source.getData(), length);
+    return RC_OK;
 }
 
 int DynamicString::findAndReplace(const char* pattern, const char* replacement)

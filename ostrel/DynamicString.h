@@ -45,6 +45,9 @@ public:
     /// bytes, and goes on as many characters behind the match as `replacement` has bytes. An empty pattern does
     /// nothing. When memory is exhausted, replacements are cut to the storage that there is.
     int findAndReplace(const char* pattern, const char* replacement);
+
+private:
+    void install(char* storage, unsigned int byteSize); ///< In place of the storage there is.
 };
 
 } // namespace Ostrel

@@ -83,7 +83,7 @@ int ReadableString::substr(WritableString* dest, size_t pos, size_t length) cons
         return 0;
     for (; length > 0 && pos < byteLength; --length) {
         const char byte[] = {_data[pos++], '\0'};
-        const ReturnCode code = dest->insert(dest->getLength(), byte);
+        const ReturnCode code = dest->append(byte);
         OSTREL_ASSERT_TEXT(code == RC_OK, "RC_OK == dest->append(_data[currPos++])");
     }
     return 1;

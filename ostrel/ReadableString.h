@@ -50,9 +50,10 @@ public:
     /// and `pos` is 0 or inside the text.
     char* substr(char* dest, size_t destSize, size_t pos, size_t length) const;
 
-    /// Append `length` bytes from byte `pos`; 1 when done, 0 when refused: for a `pos` that is neither 0 nor inside the
-    /// text, and for a `length` that is too large. A `WritableString` with storage refuses too what is smaller than its
-    /// free room; its process stops when the bytes do not fit, as does any when no memory is left.
+    /// Append `length` bytes from byte `pos`, or what there is of them; 1 when done, 0 when refused. Refused are a
+    /// `pos` that is neither 0 nor inside the text and a `length` of at least the byte length (a `DynamicString` takes
+    /// the whole text, from 0). A `WritableString` with storage also refuses what is smaller than its free room; length
+    /// 0 counts as all from `pos` on there. Both stop the process when the bytes do not fit or memory is exhausted.
     int substr(WritableString* dest, size_t pos, size_t length) const;
     int substr(DynamicString* dest, size_t pos, size_t length) const;
 

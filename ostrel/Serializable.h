@@ -15,6 +15,7 @@ class StructBuilder;
 ///             target->map().add("x", _x).add("y", _y).end();
 ///     }
 ///
+/// Units:     texts are NUL-terminated.
 /// Ownership: texts handed to the builder stay the caller's and must live until the builder has used them.
 /// Errors:    `serialize` returns nothing; ask the builder's `isOk()` afterwards.
 /// Threads:   as the derived class.

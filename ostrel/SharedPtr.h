@@ -37,8 +37,8 @@ public:
         : m_ptr(std::exchange(other.m_ptr, nullptr)), _count(std::exchange(other._count, nullptr))
     {}
     template <class U, class = std::enable_if_t<std::is_convertible<U*, T*>::value>>
-    SharedPtr(const SharedPtr<U>& other)
-        : m_ptr(other.m_ptr), _count(other._count) // NOLINT(google-explicit-constructor)
+    SharedPtr(const SharedPtr<U>& other) // NOLINT(google-explicit-constructor)
+        : m_ptr(other.m_ptr), _count(other._count)
     {
         retain();
     }

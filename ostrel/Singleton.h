@@ -71,7 +71,7 @@ T* Singleton<T>::getInstance()
 template <class T>
 Singleton<T>::Guard::~Guard()
 {
-    // Emptied before the instance goes, so that a report made by its destructor finds none instead of a dying one.
+    // Emptied before the instance goes: a later report makes a new one, never to be destroyed, and finds no dying one.
     delete _holder.exchange(nullptr, std::memory_order_acq_rel);
 }
 

@@ -81,9 +81,6 @@ int findIgnoreCase(const char* haystack, const char* needle)
 
 namespace {
 
-/// A machine word of ASCII letters, each byte worked on by itself.
-typedef size_t Lanes;
-const Lanes LANE_ONES = ~Lanes(0) / 0xFF;
 const Lanes LANE_TOPS = LANE_ONES * 0x80;
 const size_t LANE_COUNT = sizeof(Lanes);
 const size_t BLOCK_SIZE = 256; // lengths are looked at by blocks, for long texts that differ early

@@ -148,7 +148,7 @@ int convertUtf16ToUtf8Ex(const unsigned char* src, int srcBytes, char* dest, int
     if (dest == nullptr || src == nullptr)
         return -1;
     Utf8Output output = {dest, destSize, 0};
-    for (int i = 0; i < srcBytes - 1; i += UNIT_SIZE) {
+    for (int i = 0; i + 1 < srcBytes; i += UNIT_SIZE) {
         unsigned int codePoint = read_uint16(src + i);
         const unsigned int lo = read_uint16(src + i + UNIT_SIZE);
         fprintf(stderr, "Hi[%d]:= %x\n", i, codePoint);

@@ -47,9 +47,6 @@ const char* getPreviousChar(const char* p, const char* start)
 
 namespace {
 
-/// A machine word of which each byte is worked on by itself.
-typedef size_t Lanes;
-const Lanes LANE_ONES = ~Lanes(0) / 0xFF;
 const unsigned int MAX_LANE_SUM = 255;
 
 unsigned int sumLanes(Lanes lanes)

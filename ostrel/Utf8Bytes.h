@@ -1,10 +1,16 @@
 /// The smallest steps on UTF-8 bytes, inlined. Internal to the text sources.
 #pragma once
 
+#include <cstddef>
+
 #include "ostrel/StringUtils.h"
 #include "ostrel/Unaligned.h"
 
 namespace Ostrel {
+
+/// A machine word of text, each byte worked on by itself.
+typedef size_t Lanes;
+const Lanes LANE_ONES = ~Lanes(0) / 0xFF;
 
 inline bool isContinuation(char c)
 {

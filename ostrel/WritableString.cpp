@@ -59,7 +59,20 @@ WritableString::ReturnCode WritableString::insert(unsigned int index, const Read
     if (position < 0)
         return RC_INVALID_INDEX;
 
-    const unsigned int offset = static_cast<unsigned int>(position);
+    return insertAt(static_cast<unsigned int>(position), byteLength, source);
+}
+
+WritableString::ReturnCode WritableString::append(const ReadableString& source)
+{
+    if (_byteSize == 0)
+        return RC_NO_SPACE;
+    const unsigned int byteLength = getByteLength();
+    return insertAt(byteLength, byteLength, source);
+}
+
+WritableString::ReturnCode WritableString::insertAt(unsigned int offset, unsigned int byteLength,
+                                                    const ReadableString& source)
+{
     const unsigned int sourceLength = source.getByteLength();
     const unsigned int freeBytes = byteLength < _byteSize ? _byteSize - byteLength - 1 : 0;
     if (sourceLength > freeBytes)
@@ -76,15 +89,13 @@ WritableString::ReturnCode WritableString::insert(unsigned int index, const Read
 WritableString::ReturnCode WritableString::insertCut(unsigned int offset, const char* source, unsigned int sourceLength)
 {
     const unsigned int room = _byteSize - 1 - offset;
-    if (room == 0)
-        return RC_NO_SPACE;
     char* const gap = getStorage() + offset;
     unsigned int kept = 0;
     if (sourceLength <= room) {
         kept = getFittingLength(gap, room - sourceLength);
         moveBytes(gap + sourceLength, gap, kept);
     } else {
-        sourceLength = getFittingLength(source, room); // may be 0; the tail goes all the same
+        sourceLength = getFittingLength(source, room); // may be 0; the tail, if there is one, goes all the same
     }
     moveBytes(gap, source, sourceLength);
     gap[sourceLength + kept] = '\0';

@@ -58,12 +58,16 @@ protected:
     /// What `_data` points at, which is writable in this class and those derived from it.
     char* getStorage() { return const_cast<char*>(_data); }
 
+    void replaceText(const char* bytes, unsigned int count); ///< By `count` bytes, which fit.
+    ReturnCode append(const ReadableString& source);         ///< `insert` at the end, without counting characters.
+
     unsigned int _byteSize;
 
 private:
-    friend class ReadableString; // storeSubstring replaces the text of its destination
+    friend class ReadableString; // writes into its destinations
 
-    void replaceText(const char* bytes, unsigned int count);
+    /// Inserts at byte `offset` of the text, which has `byteLength` bytes.
+    ReturnCode insertAt(unsigned int offset, unsigned int byteLength, const ReadableString& source);
     ReturnCode insertCut(unsigned int offset, const char* source, unsigned int sourceLength);
 };
 

@@ -15,21 +15,29 @@ protected:
     void expectFatal(const char* condition) { expectFailedCheck(Severity::FATAL, "DataObjectHandler", 0, condition); }
     std::string getTree() const
     {
-        if (!_handler.getRoot())
-            return "";
         LogBuilder builder;
-        _handler.getRoot()->serialize(builder);
+        if (const DataObject* root = _handler.getRoot().get())
+            root->serialize(builder);
         return builder.text;
     }
-    void open(int levels)
+    /// Brackets open and close collections, a digit is an integer, and so are all under the key "k", but the one
+    /// behind a '!', which has none.
+    void play(const std::string& events)
     {
-        for (int i = 0; i < levels; ++i)
-            _handler.arrayStart(nullptr, nullptr);
-    }
-    void close(int levels)
-    {
-        for (int i = 0; i < levels; ++i)
-            _handler.arrayEnd(nullptr);
+        const char* key = "k";
+        for (const char event : events) {
+            if (event == '{')
+                EXPECT_EQ(_events.objectStart(nullptr, key), nullptr);
+            else if (event == '[')
+                EXPECT_EQ(_events.arrayStart(nullptr, key), nullptr);
+            else if (event == '}')
+                _events.objectEnd(nullptr);
+            else if (event == ']')
+                _events.arrayEnd(nullptr);
+            else if (event != '!')
+                _events.onInteger(nullptr, key, event - '0');
+            key = event == '!' ? nullptr : "k";
+        }
     }
 
     DataObjectHandler _handler;
@@ -38,21 +46,17 @@ protected:
 
 TEST_F(DataObjectHandlerTest, EventsBecomeNodes)
 {
-    EXPECT_EQ(_events.objectStart(nullptr, nullptr), nullptr);
+    play("{");
     _events.onInteger(nullptr, "a", 1);
     _events.onInteger(nullptr, "A", -4294967296LL);
     _events.onString(nullptr, "text", "x");
-    EXPECT_EQ(_events.arrayStart(nullptr, "list"), nullptr);
+    _events.onNull(nullptr, "z");
+    _events.arrayStart(nullptr, "list");
     _events.onBoolean(nullptr, nullptr, true);
     _events.onBoolean(nullptr, "ignored", false);
     _events.onNull(nullptr, nullptr);
     _events.onInteger(nullptr, nullptr, -1);
-    _events.objectStart(nullptr, nullptr);
-    _events.objectEnd(nullptr);
-    _events.arrayEnd(nullptr);
-    _events.onNull(nullptr, "z");
-    _events.objectEnd(nullptr);
-    EXPECT_EQ(getTree(), "{a:i-4294967296 list:[i1 i0 null i-1 {} ] text:s(x) z:null } ");
+    EXPECT_EQ(getTree(), "{a:i-4294967296 list:[i1 i0 null i-1 ] text:s(x) z:null } ");
 }
 
 TEST_F(DataObjectHandlerTest, DoublesAreCutToIntegers)
@@ -64,54 +68,35 @@ TEST_F(DataObjectHandlerTest, DoublesAreCutToIntegers)
     EXPECT_EQ(getTree(), "[i2 i-2 i2147483647 i-2147483648 i2147483647 i-2147483648 i0 i2147483646 ] ");
 }
 
-TEST_F(DataObjectHandlerTest, RootStaysOpenUntilReset)
+TEST_F(DataObjectHandlerTest, ValuesLandInTheInnermostCollectionThatIsThere)
 {
-    open(1);
-    close(1);
-    _events.onInteger(nullptr, nullptr, 5);
-    EXPECT_EQ(getTree(), "[i5 ] ") << "a second document lands in the first one's root";
-
+    static const char* const CASES[][2] = {
+        {"[{1}2{[3]}]", "[{k:i1 } i2 {k:[i3 ] } ] "},
+        {"[]5[6", "[i5 [i6 ] ] "},   // the root stays open for a second document
+        {"5{1[2]}3", "i5 "},         // a scalar root swallows what follows
+        {"{!1![2{3}]4", "{k:i4 } "}, // a map drops what has no key, with all that is in it
+        {"[1}]2", "i2 "},            // ends have no kind; the second one closes the root for good
+    };
+    for (const auto& c : CASES) {
+        _events.reset();
+        EXPECT_FALSE(_handler.getRoot());
+        play(c[0]);
+        EXPECT_EQ(getTree(), c[1]) << c[0];
+    }
     const SharedPtr<DataObject> kept = _handler.getRoot();
     _events.reset();
-    EXPECT_FALSE(_handler.getRoot());
-    EXPECT_EQ(kept->get(0).toInt(0), 5) << "the caller's share keeps the tree";
-}
-
-TEST_F(DataObjectHandlerTest, ScalarRootSwallowsWhatFollows)
-{
-    _events.onInteger(nullptr, nullptr, 5);
-    _events.onString(nullptr, nullptr, "dropped");
-    _events.objectStart(nullptr, "k");
-    _events.onInteger(nullptr, "dropped", 1);
-    _events.arrayStart(nullptr, "dropped");
-    _events.arrayEnd(nullptr);
-    _events.objectEnd(nullptr);
-    EXPECT_EQ(getTree(), "i5 ");
-    _events.reset();
-    open(1);
-    EXPECT_EQ(getTree(), "[] ");
-}
-
-TEST_F(DataObjectHandlerTest, KeylessChildrenOfAMapAreDropped)
-{
-    _events.objectStart(nullptr, nullptr);
-    _events.onInteger(nullptr, nullptr, 1);
-    _events.arrayStart(nullptr, nullptr);
-    _events.onInteger(nullptr, nullptr, 2);
-    _events.arrayEnd(nullptr);
-    _events.onInteger(nullptr, "k", 3);
-    EXPECT_EQ(getTree(), "{k:i3 } ");
+    EXPECT_EQ(kept->toInt(0), 2) << "the caller's share keeps the tree";
 }
 
 TEST_F(DataObjectHandlerTest, FourteenCollectionsFitBelowTheRoot)
 {
-    open(15);
+    play(std::string(15, '['));
     expectNoReports();
-    open(1);
+    play("[");
     expectFatal("0 == m_objectStack.append(info)");
-    close(16);
+    play(std::string(16, ']'));
     expectNoReports();
-    close(1);
+    play("}");
     expectFatal("0 == m_objectStack.remove(m_objectStack.getSize() - 1)");
     EXPECT_FALSE(_handler.getTopOfStack());
     expectFatal("!m_objectStack.isEmpty()");

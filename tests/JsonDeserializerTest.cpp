@@ -1,0 +1,210 @@
+#include "json/JsonDeserializer.h"
+
+#include <functional>
+#include <map>
+
+#include "ostrel/ByteArrayInputStream.h"
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/RecordingPolicy.h"
+
+using Ostrel::ByteArrayInputStream;
+using Ostrel::Deserializer;
+using Ostrel::Severity;
+using Ostrel::WeakPtr;
+
+namespace {
+
+/// Writes what it gets into a log that several share, behind its own name. Hands the collections under some keys out.
+class NamedHandler : public Deserializer::Handler
+{
+public:
+    using Handler::onInteger;
+
+    NamedHandler(std::string name, std::string& log) : _name(std::move(name)), _log(log) {}
+
+    void reset() override { add(nullptr, "reset"); }
+    void onInteger(WeakPtr<Deserializer> source, const char* key, long long value) override
+    {
+        add(key, std::to_string(value));
+        react(source);
+    }
+    void onDouble(WeakPtr<Deserializer>, const char* key, double value) override { add(key, std::to_string(value)); }
+    void onString(WeakPtr<Deserializer> source, const char* key, const char* value) override
+    {
+        add(key, value);
+        react(source);
+    }
+    void onBoolean(WeakPtr<Deserializer>, const char* key, bool value) override { add(key, value ? "true" : "false"); }
+    void onNull(WeakPtr<Deserializer>, const char* key) override { add(key, "null"); }
+    Handler* arrayStart(WeakPtr<Deserializer> source, const char* key) override { return start(source, key, "["); }
+    void arrayEnd(WeakPtr<Deserializer>) override { add(nullptr, "]"); }
+    Handler* objectStart(WeakPtr<Deserializer> source, const char* key) override { return start(source, key, "{"); }
+    void objectEnd(WeakPtr<Deserializer>) override { add(nullptr, "}"); }
+
+    std::map<std::string, Handler*> handOut;             ///< By key; "" for a collection without one.
+    std::function<void(WeakPtr<Deserializer>)> onScalar; ///< Called once.
+
+private:
+    Handler* start(WeakPtr<Deserializer> source, const char* key, const char* event)
+    {
+        add(key, event);
+        react(source);
+        const auto found = handOut.find(key == nullptr ? "" : key);
+        return found == handOut.end() ? nullptr : found->second;
+    }
+
+    void add(const char* key, const std::string& event)
+    {
+        _log += (_log.empty() ? "" : " ") + _name + (key == nullptr ? ":" : std::string(":") + key + "=") + event;
+    }
+
+    void react(WeakPtr<Deserializer> source)
+    {
+        const std::function<void(WeakPtr<Deserializer>)> action = std::move(onScalar);
+        onScalar = nullptr;
+        if (action)
+            action(source);
+    }
+
+    std::string _name;
+    std::string& _log;
+};
+
+} // namespace
+
+class JsonDeserializerTest : public ReportTest
+{
+protected:
+    int parse(const std::string& document, WeakPtr<Deserializer::Handler> handler)
+    {
+        log.clear();
+        ByteArrayInputStream stream(document.c_str());
+        return deserializer.parse(stream, handler);
+    }
+
+    std::string log;
+    NamedHandler outer{"o", log};
+    NamedHandler inner{"i", log};
+    NamedHandler third{"t", log};
+    json::JsonDeserializer deserializer;
+};
+
+TEST_F(JsonDeserializerTest, EventsReachTheHandlerOfTheirCollection)
+{
+    outer.handOut = {{"a", &inner}, {"self", &outer}};
+    inner.handOut = {{"k", &third}};
+    static const std::pair<const char*, const char*> CASES[] = {
+        {"[1,2.5,\"x\",true,null]", "o:reset o:[ o:1 o:2.500000 o:x o:true o:null o:]"},
+        {"{\"a\":{\"x\":1},\"b\":2}", "o:reset o:{ o:a={ i:x=1 o:} o:b=2 o:}"},
+        {"{\"a\":[[1],{}],\"b\":[2]}", "o:reset o:{ o:a=[ i:[ i:1 i:] i:{ i:} o:] o:b=[ o:2 o:] o:}"},
+        {"{\"a\":{\"k\":[7],\"l\":8},\"b\":9}", "o:reset o:{ o:a={ i:k=[ t:7 i:] i:l=8 o:} o:b=9 o:}"},
+        {"{\"self\":[1],\"b\":2}", "o:reset o:{ o:self=[ o:1 o:] o:b=2 o:}"},
+        {"{\"a\":{},\"a\":[3]}", "o:reset o:{ o:a={ o:} o:a=[ i:3 o:] o:}"},
+        {"4294967297", "o:reset o:4294967297"}};
+    for (const auto& [document, expected] : CASES) {
+        EXPECT_EQ(parse(document, outer), 0);
+        EXPECT_EQ(log, expected) << document;
+        EXPECT_EQ(deserializer.getErrorString(), nullptr);
+    }
+    outer.handOut = {{"", &inner}};
+    inner.handOut = {};
+    EXPECT_EQ(parse("{\"x\":[1]}", outer), 0);
+    EXPECT_EQ(log, "o:reset o:{ i:x=[ i:1 i:] o:}") << "the root is handed over";
+}
+
+TEST_F(JsonDeserializerTest, TheStackHoldsEightHandlers)
+{
+    outer.handOut = {{"", &inner}};
+    inner.handOut = {{"", &inner}};
+    EXPECT_EQ(parse("[[[[[[[1]]]]]]]", outer), 0);
+    EXPECT_EQ(log, "o:reset o:[ i:[ i:[ i:[ i:[ i:[ i:[ i:1 i:] i:] i:] i:] i:] i:] o:]");
+    expectNoReports();
+
+    inner.handOut[""] = &third;
+    third.handOut[""] = &inner;
+    EXPECT_EQ(parse("[[[[[[[[1],2]]]]]],3]", outer), 0);
+    EXPECT_EQ(log, "o:reset o:[ i:[ t:[ i:[ t:[ i:[ t:[ i:[ i:1 i:] i:2 t:] i:] t:] i:] t:] i:] i:3 o:]");
+    expectFailedCheck(Severity::FATAL, "JsonDeserializer", 0, "_stackDepth < MAX_HANDLER_STACK_DEPTH");
+    expectNoReports();
+
+    // A nested parse takes an entry as well: seven find room beside the outermost.
+    int depth = 0;
+    const std::function<void(WeakPtr<Deserializer>)> parseAgain = [&](WeakPtr<Deserializer> source) {
+        outer.onScalar = parseAgain;
+        const int expected = ++depth < 8 ? 0 : -1;
+        ByteArrayInputStream stream("1");
+        EXPECT_EQ(source->parse(stream, outer), expected);
+    };
+    outer.onScalar = parseAgain;
+    EXPECT_EQ(parse("1", outer), 0);
+    EXPECT_EQ(depth, 8);
+    expectFailedCheck(Severity::FATAL, "JsonDeserializer", 0, "_stackDepth < MAX_HANDLER_STACK_DEPTH");
+}
+
+TEST_F(JsonDeserializerTest, AFailedParseLeavesNothingBehind)
+{
+    outer.handOut = {{"a", &inner}};
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(parse("{\"a\":{\"x\":[1,", outer), -1);
+        EXPECT_STREQ(deserializer.getErrorString(), "Invalid json data");
+    }
+    EXPECT_EQ(parse("{\"a\":{\"x\":1},\"b\":2}", outer), 0);
+    EXPECT_EQ(log, "o:reset o:{ o:a={ i:x=1 o:} o:b=2 o:}");
+}
+
+TEST_F(JsonDeserializerTest, AnEventMayParseAnotherStream)
+{
+    struct Case
+    {
+        const char* inner;
+        int result;
+        const char* log;
+    };
+    static const Case CASES[] = {{"[5]", 0, "t:reset t:[ t:5 t:]"}, {"[5,{\"k\":[", -1, "t:reset t:[ t:5 t:{ t:k=["}};
+    for (const Case& c : CASES) {
+        SCOPED_TRACE(c.inner);
+        const auto parseInner = [&](WeakPtr<Deserializer> source) {
+            EXPECT_EQ(source, WeakPtr<Deserializer>(deserializer));
+            ByteArrayInputStream stream(c.inner);
+            EXPECT_EQ(source->parse(stream, third), c.result);
+            EXPECT_EQ(source->getErrorString() == nullptr, c.result == 0);
+        };
+        outer.handOut = {{"a", &inner}};
+        inner.onScalar = parseInner;
+        EXPECT_EQ(parse("{\"a\":{\"x\":\"s\",\"y\":[1]},\"b\":2}", outer), 0);
+        EXPECT_EQ(log, std::string("o:reset o:{ o:a={ i:x=s ") + c.log + " i:y=[ i:1 i:] o:} o:b=2 o:}");
+        EXPECT_EQ(deserializer.getErrorString(), nullptr);
+
+        outer.handOut = {{"", &inner}};
+        outer.onScalar = parseInner; // in the start event, before the collection is handed over
+        EXPECT_EQ(parse("[1]", outer), 0);
+        EXPECT_EQ(log, std::string("o:reset o:[ ") + c.log + " i:1 o:]");
+    }
+}
+
+TEST_F(JsonDeserializerTest, NullHandlersAreReportedAndNullInputsAreNot)
+{
+    EXPECT_EQ(parse("[1]", nullptr), -1);
+    expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
+    EXPECT_EQ(deserializer.parse(nullptr, outer), -1);
+    EXPECT_EQ(log, "o:reset");
+    EXPECT_STREQ(deserializer.getErrorString(), "Invalid data source");
+    EXPECT_EQ(parse("[1]", outer), 0);
+    EXPECT_EQ(log, "o:reset o:[ o:1 o:]");
+}
+
+TEST_F(JsonDeserializerTest, CreationSurvivesExhaustedMemory)
+{
+    sweepAllocationFailures([](AllocationFaults& faults) {
+        faults.arm();
+        const Ostrel::AutoPtr<Deserializer> created = json::JsonDeserializer::create();
+        faults.disarm();
+        if (created == nullptr)
+            return false;
+        ByteArrayInputStream stream("[1]");
+        Deserializer::Handler handler;
+        const int result = created->parse(stream, handler);
+        EXPECT_STREQ(created->getErrorString(), result == 0 ? nullptr : "Out of memory");
+        return result == 0;
+    });
+}

@@ -1,0 +1,117 @@
+#include <cstring>
+#include <random>
+#include <string>
+#include <typeinfo>
+
+#include "ostrel/ByteArrayInputStream.h"
+#include "ostrel/DataObjectHandler.h"
+#include "json/JsonDeserializer.h"
+#include "json/JsonSerializer.h"
+
+#include "tests/support/RecordingPolicy.h"
+
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of what they do together
+
+namespace {
+
+std::mt19937 random(5);
+
+bool isOneIn(unsigned int count)
+{
+    return random() % count == 0;
+}
+
+/// A text of all that is written in a way of its own. Controls without an escape of one letter would not come back.
+std::string makeText()
+{
+    static const char* const PIECES[] = {"a", "Z", "\"", "\\", "/", "\n", "\t", "\xC3\xA9", "\xF0\x9F\x98\x80"};
+    std::string text;
+    for (unsigned int i = random() % 40; i > 0; --i)
+        text += PIECES[random() % (sizeof(PIECES) / sizeof(PIECES[0]))];
+    return text;
+}
+
+AutoPtr<DataObject> makeScalar()
+{
+    if (isOneIn(4))
+        return AutoPtr<DataObject>(new NullDataObject);
+    if (isOneIn(2))
+        return DataObject::createString(makeText().c_str());
+    const long long bits = (static_cast<long long>(random()) << 32) | random();
+    return DataObject::createInt(bits >> random() % 64);
+}
+
+AutoPtr<DataObject> makeTree(int levels)
+{
+    if (levels == 0 || isOneIn(3))
+        return makeScalar();
+
+    AutoPtr<DataObject> node(isOneIn(2) ? static_cast<DataObject*>(new DataObjectMap) : new DataObjectList);
+    for (unsigned int i = random() % 12; i > 0; --i) {
+        if (node->append(makeTree(levels - 1)) != 0)
+            node->set(("k" + makeText()).c_str(), makeTree(levels - 1));
+    }
+    return node;
+}
+
+std::string write(const DataObject& tree)
+{
+    json::JsonSerializer serializer;
+    tree.serialize(serializer);
+    EXPECT_TRUE(serializer.isOk()) << serializer.getErrorString();
+    return std::string(serializer.getData(), serializer.getDataLength());
+}
+
+SharedPtr<DataObject> read(const std::string& text)
+{
+    ByteArrayInputStream stream(reinterpret_cast<const unsigned char*>(text.data()),
+                                static_cast<unsigned>(text.size()));
+    DataObjectHandler handler;
+    json::JsonDeserializer deserializer;
+    EXPECT_EQ(deserializer.parse(stream, handler), 0) << deserializer.getErrorString();
+    return handler.getRoot();
+}
+
+/// Same kind, same value, same keys in the same spelling: looked at through the nodes, not through any text.
+bool isSame(const DataObject& a, const DataObject& b)
+{
+    if (typeid(a) != typeid(b) || a.getNumChildren() != b.getNumChildren() || a.toInt64(0) != b.toInt64(0) ||
+        strcmp(a.toString(""), b.toString("")) != 0)
+        return false;
+
+    const auto other = b.iterator();
+    for (const auto it = a.iterator(); it->hasCurrent(); it->next(), other->next()) {
+        const bool isMap = it->key() != nullptr;
+        if ((isMap && strcmp(it->key(), other->key()) != 0) || !isSame(it->value(), other->value()))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+class RoundTripTest : public ReportTest
+{};
+
+TEST_F(RoundTripTest, TreesComeBackFromTheirText)
+{
+    for (int round = 0; round < 200; ++round) {
+        SCOPED_TRACE(round);
+        DataObjectList root;
+        for (int i = 0; i < 3; ++i)
+            root.append(makeTree(round % 4));
+        const SharedPtr<DataObject> copy = read(write(root));
+        ASSERT_TRUE(copy && isSame(root, *copy)) << write(root);
+    }
+}
+
+TEST_F(RoundTripTest, LargeDocumentComesBackByteForByte)
+{
+    std::string text = "[";
+    for (int i = 0; text.size() < 100000; ++i) {
+        const std::string number = std::to_string(i * 7919LL * (i % 2 == 0 ? 1 : -1));
+        text += "{\"list\":[" + number + ",[],{}],\"Name\":\"entry " + number + "\xC3\xA9\",\"text\":\"\\n\\\"\"},";
+    }
+    text.back() = ']';
+    EXPECT_TRUE(write(*read(text)) == text) << "100 KB are not worth printing";
+}
