@@ -1,10 +1,13 @@
 #include "ostrel/FifoBuffer.h"
 
+#include <gtest/gtest.h>
+
+#include <cstring>
 #include <random>
+#include <string>
 #include <thread>
 
 #include "tests/support/Eventually.h"
-#include "tests/support/PipeTest.h"
 
 using Ostrel::FifoBuffer;
 
@@ -29,7 +32,7 @@ namespace {
 
 unsigned char* toData(const char* text)
 {
-    return const_cast<unsigned char*>(bytes(text));
+    return reinterpret_cast<unsigned char*>(const_cast<char*>(text));
 }
 
 void write(FifoBuffer& fifo, const char* text)
@@ -74,6 +77,7 @@ TEST(FifoBufferTest, LentBytesStayUntilTheNextRead)
 TEST(FifoBufferTest, EndIsReadAgainAndAgain)
 {
     unsigned char storage[] = "#1234567#";
+    deletions = 0;
     {
         FifoBuffer fifo(storage + 1, 7, [](unsigned char*) { ++deletions; });
         write(fifo, "abcde");

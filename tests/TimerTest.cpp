@@ -1,10 +1,13 @@
 #include "ostrel/CppTimer.h"
 
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <thread>
+#include <unistd.h>
 
 #include "ostrel/SocketPair.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/PipeTest.h"
 #include "tests/support/RecordingPolicy.h"
 
 using Ostrel::SocketPair;
@@ -26,7 +29,7 @@ struct Waiter
     explicit Waiter(int seconds)
         : thread([=] { duration = getDurationMs([=] { EXPECT_EQ(timer.waitSeconds(seconds), -1); }); })
     {
-        EXPECT_TRUE(eventually([this] { return isOpen(commandSocket); })) << "the wait has begun";
+        EXPECT_TRUE(eventually([this] { return fcntl(commandSocket, F_GETFD) != -1; })) << "the wait has begun";
     }
 
     Timer timer;
@@ -38,6 +41,11 @@ struct Waiter
 void sleepMs(int milliseconds)
 {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+bool isNonBlocking(int fd)
+{
+    return (fcntl(fd, F_GETFL) & O_NONBLOCK) != 0;
 }
 
 } // namespace
