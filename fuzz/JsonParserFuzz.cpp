@@ -10,18 +10,6 @@ namespace {
 
 const size_t PIECE_COUNT = 3;
 
-/// The events, and behind them the error.
-template <class Parse>
-std::string observe(const Parse& parse)
-{
-    JsonEventLog log;
-    json::JsonParser parser(&log);
-    const bool isValid = parse(parser) == 0;
-    if (isValid != (parser.getErrorString() == nullptr))
-        abort();
-    return log.text + (isValid ? "" : parser.getErrorString());
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

@@ -18,8 +18,9 @@ namespace json {
 ///     if (serializer.isOk())
 ///         puts(serializer.getData());
 ///
-/// A keyed call while a key is still pending is a misuse: it writes nothing and is reported as recoverable. Only
-/// `map(key)` and `end()` do not look at the pending key.
+/// `add(key, serializable)` keeps its key for the next keyless call, whoever makes it. A keyed call while a key is
+/// still pending is a misuse: it writes nothing and is reported as recoverable; a serializable is then written all the
+/// same, under the older key. Only `map(key)` and `end()` do not look at the pending key.
 ///
 /// Units:     `getDataLength` is bytes, without the terminator.
 /// Ownership: the text belongs to the serializer and lives until its next operation; a pending key is borrowed until
@@ -53,7 +54,7 @@ public:
     StructBuilder& add(long long value) override;
     StructBuilder& add(const char* key, double value) override;
     StructBuilder& add(const char* key, double value, unsigned char digits) override;
-    StructBuilder& add(double value) override;
+    StructBuilder& add(double value) override; ///< 6 digits behind the point, as in the keyed form without digits.
     StructBuilder& add(double value, unsigned char digits) override;
     StructBuilder& add(const char* key, const char* value) override; ///< Null is written as "(null)".
     StructBuilder& add(const char* value) override;                  ///< Null is ignored; a pending key stays.

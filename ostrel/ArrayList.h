@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <new>
 #include <type_traits>
@@ -205,9 +206,12 @@ void ArrayList<T>::resetSlot(unsigned int index)
 template <class T, unsigned int N>
 T* DynamicArrayList<T, N>::allocateMore(unsigned int& capacity)
 {
-    if (this->_size > std::numeric_limits<unsigned int>::max() - N)
+    // For an array beyond the address space even this form of `new` throws; 64 bytes are more than its own header.
+    const uint64_t most = std::min<uint64_t>(std::numeric_limits<unsigned int>::max(), (PTRDIFF_MAX - 64) / sizeof(T));
+    const uint64_t wanted = uint64_t{this->_size} + N;
+    if (wanted > most)
         return nullptr;
-    capacity = this->_size + N;
+    capacity = static_cast<unsigned int>(wanted);
     return new (std::nothrow) T[capacity];
 }
 

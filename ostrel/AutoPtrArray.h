@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <new>
 
 #include "ostrel/AutoPtr.h"
@@ -18,9 +19,7 @@ class AutoPtrArray
 {
 public:
     /// All elements are null. The length is 0 when memory is exhausted.
-    explicit AutoPtrArray(unsigned int length)
-        : _array(new (std::nothrow) T*[length]()), _length(_array == nullptr ? 0 : length)
-    {}
+    explicit AutoPtrArray(unsigned int length) : _array(allocate(length)), _length(_array == nullptr ? 0 : length) {}
     ~AutoPtrArray();
     AutoPtrArray(const AutoPtrArray&) = delete;
     AutoPtrArray& operator=(const AutoPtrArray&) = delete;
@@ -37,6 +36,12 @@ private:
         LINE_INDEX = 71,
         LINE_NULL = 72
     };
+
+    static T** allocate(unsigned int length)
+    {
+        // For an array beyond the address space even this form of `new` throws.
+        return length > PTRDIFF_MAX / sizeof(T*) ? nullptr : new (std::nothrow) T*[length]();
+    }
 
     bool isIndex(unsigned int i) const { return OSTREL_CHECK_AT(FATAL, LINE_INDEX, "i < _length", i < _length); }
 

@@ -106,6 +106,7 @@ public:
     /// The entry of the key, null when there is none.
     const Entry* find(const K& key) const
     {
+        // Not `search`: its first look at both ends pays for insertions only.
         const Position position = bisect(key, 0, _count);
         return position.isHit ? _entries + position.index : nullptr;
     }

@@ -23,7 +23,7 @@ public:
 class OSTREL_EXPORT Mutex : public AbstractMutex
 {
 public:
-    enum TYPE { NORMAL = 0, RECURSIVE = 1 };
+    enum TYPE : int { NORMAL = 0, RECURSIVE = 1 }; // on `int`, so that a compiler may not rule out other values
 
     /// A value of `type` that is neither of the two leaves the mutex uninitialised: using it is undefined.
     explicit Mutex(TYPE type = NORMAL);

@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <map>
+#include <tuple>
+#include <utility>
 
 #include "ostrel/ByteArrayInputStream.h"
 #include "tests/support/AllocationFaults.h"
@@ -25,45 +27,33 @@ public:
     void reset() override { add(nullptr, "reset"); }
     void onInteger(WeakPtr<Deserializer> source, const char* key, long long value) override
     {
-        add(key, std::to_string(value));
-        react(source);
+        add(key, std::to_string(value), source);
     }
     void onDouble(WeakPtr<Deserializer>, const char* key, double value) override { add(key, std::to_string(value)); }
     void onString(WeakPtr<Deserializer> source, const char* key, const char* value) override
     {
-        add(key, value);
-        react(source);
+        add(key, value, source);
     }
     void onBoolean(WeakPtr<Deserializer>, const char* key, bool value) override { add(key, value ? "true" : "false"); }
     void onNull(WeakPtr<Deserializer>, const char* key) override { add(key, "null"); }
-    Handler* arrayStart(WeakPtr<Deserializer> source, const char* key) override { return start(source, key, "["); }
+    Handler* arrayStart(WeakPtr<Deserializer> source, const char* key) override { return add(key, "[", source); }
     void arrayEnd(WeakPtr<Deserializer>) override { add(nullptr, "]"); }
-    Handler* objectStart(WeakPtr<Deserializer> source, const char* key) override { return start(source, key, "{"); }
+    Handler* objectStart(WeakPtr<Deserializer> source, const char* key) override { return add(key, "{", source); }
     void objectEnd(WeakPtr<Deserializer>) override { add(nullptr, "}"); }
 
-    std::map<std::string, Handler*> handOut;             ///< By key; "" for a collection without one.
-    std::function<void(WeakPtr<Deserializer>)> onScalar; ///< Called once.
+    std::map<std::string, Handler*> handOut;            ///< By key; "" for a collection without one.
+    std::function<void(WeakPtr<Deserializer>)> onEvent; ///< Called once.
 
 private:
-    Handler* start(WeakPtr<Deserializer> source, const char* key, const char* event)
+    /// Makes the call first, if one is left: keys and values have to outlive a parse in between. Gives the handler for
+    /// the key.
+    Handler* add(const char* key, const std::string& event, WeakPtr<Deserializer> source = nullptr)
     {
-        add(key, event);
-        react(source);
+        if (source.get() != nullptr && onEvent)
+            std::exchange(onEvent, nullptr)(source);
+        _log += (_log.empty() ? "" : " ") + _name + (key == nullptr ? ":" : std::string(":") + key + "=") + event;
         const auto found = handOut.find(key == nullptr ? "" : key);
         return found == handOut.end() ? nullptr : found->second;
-    }
-
-    void add(const char* key, const std::string& event)
-    {
-        _log += (_log.empty() ? "" : " ") + _name + (key == nullptr ? ":" : std::string(":") + key + "=") + event;
-    }
-
-    void react(WeakPtr<Deserializer> source)
-    {
-        const std::function<void(WeakPtr<Deserializer>)> action = std::move(onScalar);
-        onScalar = nullptr;
-        if (action)
-            action(source);
     }
 
     std::string _name;
@@ -130,12 +120,12 @@ TEST_F(JsonDeserializerTest, TheStackHoldsEightHandlers)
     // A nested parse takes an entry as well: seven find room beside the outermost.
     int depth = 0;
     const std::function<void(WeakPtr<Deserializer>)> parseAgain = [&](WeakPtr<Deserializer> source) {
-        outer.onScalar = parseAgain;
+        outer.onEvent = parseAgain;
         const int expected = ++depth < 8 ? 0 : -1;
         ByteArrayInputStream stream("1");
         EXPECT_EQ(source->parse(stream, outer), expected);
     };
-    outer.onScalar = parseAgain;
+    outer.onEvent = parseAgain;
     EXPECT_EQ(parse("1", outer), 0);
     EXPECT_EQ(depth, 8);
     expectFailedCheck(Severity::FATAL, "JsonDeserializer", 0, "_stackDepth < MAX_HANDLER_STACK_DEPTH");
@@ -154,31 +144,26 @@ TEST_F(JsonDeserializerTest, AFailedParseLeavesNothingBehind)
 
 TEST_F(JsonDeserializerTest, AnEventMayParseAnotherStream)
 {
-    struct Case
-    {
-        const char* inner;
-        int result;
-        const char* log;
-    };
-    static const Case CASES[] = {{"[5]", 0, "t:reset t:[ t:5 t:]"}, {"[5,{\"k\":[", -1, "t:reset t:[ t:5 t:{ t:k=["}};
-    for (const Case& c : CASES) {
-        SCOPED_TRACE(c.inner);
-        const auto parseInner = [&](WeakPtr<Deserializer> source) {
+    static const std::tuple<const char*, int, const char*> CASES[] = {{"[5]", 0, "t:reset t:[ t:5 t:]"},
+                                                                      {"[5,{\"k\":[", -1, "t:reset t:[ t:5 t:{ t:k=["}};
+    for (const auto& [document, expected, events] : CASES) {
+        SCOPED_TRACE(document);
+        const auto parseInner = [&, text = document, result = expected](WeakPtr<Deserializer> source) {
             EXPECT_EQ(source, WeakPtr<Deserializer>(deserializer));
-            ByteArrayInputStream stream(c.inner);
-            EXPECT_EQ(source->parse(stream, third), c.result);
-            EXPECT_EQ(source->getErrorString() == nullptr, c.result == 0);
+            ByteArrayInputStream stream(text);
+            EXPECT_EQ(source->parse(stream, third), result);
+            EXPECT_EQ(source->getErrorString() == nullptr, result == 0);
         };
         outer.handOut = {{"a", &inner}};
-        inner.onScalar = parseInner;
+        inner.onEvent = parseInner;
         EXPECT_EQ(parse("{\"a\":{\"x\":\"s\",\"y\":[1]},\"b\":2}", outer), 0);
-        EXPECT_EQ(log, std::string("o:reset o:{ o:a={ i:x=s ") + c.log + " i:y=[ i:1 i:] o:} o:b=2 o:}");
+        EXPECT_EQ(log, std::string("o:reset o:{ o:a={ ") + events + " i:x=s i:y=[ i:1 i:] o:} o:b=2 o:}");
         EXPECT_EQ(deserializer.getErrorString(), nullptr);
 
         outer.handOut = {{"", &inner}};
-        outer.onScalar = parseInner; // in the start event, before the collection is handed over
+        outer.onEvent = parseInner; // in the start event, before the collection is handed over
         EXPECT_EQ(parse("[1]", outer), 0);
-        EXPECT_EQ(log, std::string("o:reset o:[ ") + c.log + " i:1 o:]");
+        EXPECT_EQ(log, std::string("o:reset ") + events + " o:[ i:1 o:]");
     }
 }
 

@@ -6,22 +6,14 @@
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/RecordingPolicy.h"
 
-using Ostrel::AutoPtr;
 using Ostrel::DynamicLookupTable;
-using Ostrel::Severity;
 
 namespace {
 
-struct CaseInsensitiveLess
-{
-    bool operator()(const std::string& a, const std::string& b) const { return strcasecmp(a.c_str(), b.c_str()) < 0; }
-};
-
 /// Opens the step that callers reach only with a place that was searched for.
-class TextTable : public DynamicLookupTable<int, const char*>
+struct TextTable : DynamicLookupTable<int, const char*>
 {
-public:
-    using DynamicLookupTable<int, const char*>::insertAt;
+    using DynamicLookupTable::insertAt;
 };
 
 class LookupTableTest : public ReportTest
@@ -32,7 +24,8 @@ class LookupTableTest : public ReportTest
 TEST_F(LookupTableTest, RandomChangesAgreeWithAMap)
 {
     std::mt19937 random(2);
-    std::map<std::string, int, CaseInsensitiveLess> expected;
+    const auto less = [](const std::string& a, const std::string& b) { return strcasecmp(a.c_str(), b.c_str()) < 0; };
+    std::map<std::string, int, decltype(less)> expected(less);
     TextTable table;
     for (int step = 1; step < 4000; ++step) {
         const std::string key{"abABx\xC4\xE4Y"[random() % 8], "kK"[random() % 2],
@@ -61,9 +54,9 @@ TEST_F(LookupTableTest, RandomChangesAgreeWithAMap)
 
 TEST_F(LookupTableTest, OtherKindsOfKeyAreOrderedByTheirOwnLess)
 {
-    DynamicLookupTable<AutoPtr<int>, std::string, std::greater<std::string>> table;
+    DynamicLookupTable<Ostrel::AutoPtr<int>, std::string, std::greater<std::string>> table;
     for (const char* key : {"b", "c", "B", "a"})
-        table.set(key, AutoPtr<int>(new int(*key)));
+        table.set(key, Ostrel::AutoPtr<int>(new int(*key)));
     EXPECT_EQ(table.getEntry(0)->key, "c");
     EXPECT_EQ(table.getEntry(3)->key, "B");
     EXPECT_EQ(*table.remove("a"), 'a');
@@ -90,6 +83,6 @@ TEST_F(LookupTableTest, InsertionBeyondTheEndIsReportedAndRefused)
 {
     TextTable table;
     EXPECT_EQ(table.insertAt(1, "key", 1), -1);
-    expectFailedCheck(Severity::FATAL, "DynamicLookupTable", 87, "index <= _entries.getSize()");
+    expectFailedCheck(Ostrel::Severity::FATAL, "DynamicLookupTable", 87, "index <= _entries.getSize()");
     EXPECT_TRUE(table.isEmpty());
 }

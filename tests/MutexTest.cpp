@@ -1,20 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <future>
 #include <limits>
 #include <thread>
 #include <vector>
 
 #include "ostrel/Conditional.h"
+#include "ostrel/Lockable.h"
 #include "ostrel/Mutex.h"
 #include "ostrel/ReadWriteLock.h"
 #include "tests/support/Eventually.h"
 
-using Ostrel::CheckedMutex;
-using Ostrel::Conditional;
-using Ostrel::Mutex;
-using Ostrel::NestedScopeLock;
-using Ostrel::NestedScopeUnlock;
-using Ostrel::ReadWriteLock;
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
 namespace Ostrel {
 
@@ -24,41 +21,41 @@ class LockProbe
 public:
     static bool hasLocked(const NestedScopeLock& guard) { return guard._locked != nullptr; }
 
-    static bool hasWaiting(ReadWriteLock& lock, int readers, int writers)
+    static bool areWaiting(ReadWriteLock& lock, int readers, int writers)
     {
-        lock._mutex.lock();
-        const bool has = lock._waitingReaders == readers && lock._waitingWriters == writers;
-        lock._mutex.unlock();
-        return has;
+        return eventually([&] {
+            lock._mutex.lock();
+            const bool are = lock._waitingReaders == readers && lock._waitingWriters == writers;
+            lock._mutex.unlock();
+            return are;
+        });
     }
 };
 
 } // namespace Ostrel
 
-namespace {
-
 /// Asks from another thread, as the owner's own tries tell nothing.
-bool isHeld(CheckedMutex& mutex)
+static bool isHeld(CheckedMutex& mutex)
 {
-    bool wasFree = false;
-    std::thread([&] {
-        const NestedScopeLock guard(mutex, 0, 1);
-        wasFree = Ostrel::LockProbe::hasLocked(guard);
-    }).join();
-    return !wasFree;
+    const auto tryToLock = [&] { return LockProbe::hasLocked(NestedScopeLock(mutex, 0, 1)); };
+    return !std::async(std::launch::async, tryToLock).get();
 }
-
-bool areWaiting(ReadWriteLock& lock, int readers, int writers)
-{
-    return eventually([&] { return Ostrel::LockProbe::hasWaiting(lock, readers, writers); });
-}
-
-} // namespace
 
 TEST(MutexDeathTest, LettingGoOfWhatIsNotHeldStopsTheProcess)
 {
     CheckedMutex mutex;
     EXPECT_DEATH(NestedScopeUnlock guard(mutex), "Mutex.cpp:102: .*Assertion `false' failed");
+}
+
+TEST(MutexTest, RecursiveKindCountsItsHoldsThroughAWrapperToo)
+{
+    Mutex mutex(Mutex::RECURSIVE);
+    MutexLockableWrapper wrapper(mutex);
+    wrapper.lock();
+    EXPECT_EQ(mutex.lock(), 0);
+    wrapper.unlock();
+    EXPECT_EQ(mutex.unlock(), 0);
+    std::async(std::launch::async, [&] { EXPECT_TRUE(mutex.lock() == 0 && mutex.unlock() == 0); }).get();
 }
 
 TEST(MutexTest, OnlyTheOutermostGuardUnlocks)
@@ -95,20 +92,15 @@ TEST(MutexTest, TimedGuardSleepsAfterEachFailure)
 TEST(ConditionalTest, DeadlineCarriesAndStopsAtTheEnd)
 {
     const time_t LAST = std::numeric_limits<time_t>::max();
-    struct Case
-    {
-        timespec now, relative, deadline;
-    };
-    static const Case CASES[] = {
+    static const timespec CASES[][3] = {
         {{7, 500000000}, {0, 999999999}, {8, 499999999}}, {{7, 500000000}, {2, 499999999}, {9, 999999999}},
         {{7, 500000000}, {2, 500000000}, {10, 0}},        {{7, 1}, {LAST, 2}, {LAST, 3}},
         {{7, 999999999}, {LAST - 7, 1}, {LAST, 0}},
     };
-    for (const Case& c : CASES) {
-        SCOPED_TRACE(testing::Message() << c.relative.tv_sec << " s, " << c.relative.tv_nsec << " ns");
-        const timespec deadline = Conditional::getDeadline(c.now, c.relative);
-        EXPECT_EQ(deadline.tv_sec, c.deadline.tv_sec);
-        EXPECT_EQ(deadline.tv_nsec, c.deadline.tv_nsec);
+    for (const auto& [now, relative, expected] : CASES) {
+        const timespec deadline = Conditional::getDeadline(now, relative);
+        EXPECT_EQ(deadline.tv_sec, expected.tv_sec) << relative.tv_sec << " s, " << relative.tv_nsec << " ns";
+        EXPECT_EQ(deadline.tv_nsec, expected.tv_nsec) << relative.tv_sec << " s, " << relative.tv_nsec << " ns";
     }
 }
 
@@ -127,11 +119,9 @@ TEST(ConditionalTest, TimedWaitTellsTimeOutFromSignal)
         ready = true;
         condition.broadcast();
     });
-    bool timedOut = false;
-    while (!ready && !timedOut)
-        timedOut = condition.relTimedWait(mutex, timespec{60, 0});
+    while (!ready)
+        EXPECT_FALSE(condition.relTimedWait(mutex, timespec{60, 0}));
     other.join();
-    EXPECT_FALSE(timedOut);
 }
 
 TEST(ReadWriteLockTest, WritersGoOneByOneBeforeNewReaders)
@@ -148,16 +138,17 @@ TEST(ReadWriteLockTest, WritersGoOneByOneBeforeNewReaders)
             ++writersDone;
             lock.releaseLock();
         });
-        EXPECT_TRUE(areWaiting(lock, 0, writers));
+        EXPECT_TRUE(LockProbe::areWaiting(lock, 0, writers));
     }
-    threads.emplace_back([&] {
-        lock.acquireReadLock();
-        EXPECT_EQ(writersDone, 2);
-        lock.releaseLock();
-    });
-    EXPECT_TRUE(areWaiting(lock, 1, 2));
+    for (int readers = 1; readers <= 2; ++readers) {
+        threads.emplace_back([&] {
+            lock.acquireReadLock(); // and keeps it, so that one must not wake the other
+            EXPECT_EQ(writersDone, 2);
+        });
+        EXPECT_TRUE(LockProbe::areWaiting(lock, readers, 2));
+    }
     lock.releaseLock();
-    EXPECT_TRUE(areWaiting(lock, 1, 2)) << "one reader still holds it";
+    EXPECT_TRUE(LockProbe::areWaiting(lock, 2, 2)) << "one reader still holds it";
     lock.releaseLock();
     for (std::thread& thread : threads)
         thread.join();
@@ -168,17 +159,14 @@ TEST(ReadWriteLockTest, CancelledWaitersLeaveTheCountsRight)
     ReadWriteLock lock;
     lock.acquireWriteLock();
     std::thread reader([&] { lock.acquireReadLock(); });
-    EXPECT_TRUE(areWaiting(lock, 1, 0));
     std::thread writer([&] { lock.acquireWriteLock(); });
-    EXPECT_TRUE(areWaiting(lock, 1, 1));
+    EXPECT_TRUE(LockProbe::areWaiting(lock, 1, 1));
     pthread_cancel(writer.native_handle());
     writer.join();
-    EXPECT_TRUE(areWaiting(lock, 1, 0));
+    EXPECT_TRUE(LockProbe::areWaiting(lock, 1, 0));
     pthread_cancel(reader.native_handle());
     reader.join();
-    EXPECT_TRUE(areWaiting(lock, 0, 0));
-
+    EXPECT_TRUE(LockProbe::areWaiting(lock, 0, 0));
     lock.releaseLock();
-    lock.acquireReadLock(); // would hang if a writer were still counted
-    lock.releaseLock();
+    lock.acquireReadLock(); // would hang if the lock were still held
 }
