@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "ostrel/Assert.h"
+#include "ostrel/CancellationPause.h"
 #include "ostrel/DescriptorWait.h"
 
 namespace Ostrel {
@@ -71,17 +72,14 @@ public:
 
     ~Wait()
     {
-        // Closing is a cancellation point, and a destructor must not be left by one.
-        int cancelState;
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
-        {
-            const std::lock_guard<Mutex> guard(_timer._mutex);
-            close(_timer._commandSocket);
-            close(_timer._waitSocket);
-            _timer._commandSocket = -1;
-            _timer._waitSocket = -1;
-        }
-        pthread_setcancelstate(cancelState, nullptr);
+        // Whoever sends into a full socket holds the mutex, and nobody reads any more: this turns the sender away.
+        shutdown(_timer._waitSocket, SHUT_RDWR);
+        const CancellationPause pause;
+        const std::lock_guard<Mutex> guard(_timer._mutex);
+        close(_timer._commandSocket);
+        close(_timer._waitSocket);
+        _timer._commandSocket = -1;
+        _timer._waitSocket = -1;
     }
 
     Wait(const Wait&) = delete;
@@ -132,7 +130,7 @@ void Timer::sendCommand(TimerCommand command)
         return;
     ssize_t rc;
     do {
-        rc = write(_commandSocket, &command, sizeof(command));
+        rc = send(_commandSocket, &command, sizeof(command), MSG_NOSIGNAL); // the wait may be about to end
     } while (rc == -1 && errno == EINTR);
 }
 

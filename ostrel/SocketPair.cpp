@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "ostrel/CancellationPause.h"
 #include "ostrel/Report.h"
 
 namespace Ostrel {
@@ -24,6 +25,7 @@ SocketPair::SocketPair() : _sockets{-1, -1}
 
 SocketPair::~SocketPair()
 {
+    const CancellationPause pause;
     for (const int fd : _sockets) {
         int rc;
         do { // not on EINTR: the descriptor is closed then

@@ -57,7 +57,7 @@ int callReported(int line, Call call)
 template <class Call, class Byte>
 int moveAll(Call call, int fd, Byte* buffer, unsigned int length)
 {
-    int total = 0;
+    unsigned int total = 0; // beyond INT_MAX the result wraps
     while (length > 0) {
         const int count = call(fd, buffer, length);
         if (count == -1)
@@ -66,9 +66,9 @@ int moveAll(Call call, int fd, Byte* buffer, unsigned int length)
             break;
         buffer += count;
         length -= static_cast<unsigned int>(count);
-        total += count;
+        total += static_cast<unsigned int>(count);
     }
-    return total;
+    return static_cast<int>(total);
 }
 
 } // namespace

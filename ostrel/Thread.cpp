@@ -16,23 +16,25 @@ enum { STOP_POLLS = 10, STOP_POLL_MS = 10, WAIT_POLL_MS = 20, START_RETRY_MS = 2
 
 using Guard = std::lock_guard<Ostrel::Mutex>;
 
-/// Clears a flag at the end of the scope, also when the thread is cancelled there.
-class FlagClearer
+/// Does something when a scope is left because the thread is cancelled.
+template <class Action>
+class OnCancellation
 {
 public:
-    explicit FlagClearer(std::atomic<bool>& flag) : _flag(&flag) {}
-    ~FlagClearer()
+    explicit OnCancellation(Action action) : _action(action), _isArmed(true) {}
+    ~OnCancellation()
     {
-        if (_flag != nullptr)
-            *_flag = false;
+        if (_isArmed)
+            _action();
     }
-    FlagClearer(const FlagClearer&) = delete;
-    FlagClearer& operator=(const FlagClearer&) = delete;
+    OnCancellation(const OnCancellation&) = delete;
+    OnCancellation& operator=(const OnCancellation&) = delete;
 
-    void dismiss() { _flag = nullptr; }
+    void dismiss() { _isArmed = false; }
 
 private:
-    std::atomic<bool>* _flag;
+    Action _action;
+    bool _isArmed;
 };
 
 void sleepMs(int milliseconds)
@@ -103,7 +105,7 @@ void Thread::start()
     if (_running)
         return;
     _running = true;
-    FlagClearer clearer(_running);
+    OnCancellation cleanUp([this] { _running = false; });
     _startName.assign(_name);
     _ending = false;
     while (createThread() != 0) {
@@ -111,7 +113,7 @@ void Thread::start()
         Ostrel::reportMessage(Ostrel::Severity::RECOVERABLE, "Thread::start() Error starting thread");
         sleepMs(START_RETRY_MS);
     }
-    clearer.dismiss();
+    cleanUp.dismiss();
 }
 
 void Thread::stop()
@@ -125,7 +127,7 @@ void Thread::stop()
         _runnable->cancelRun();
     for (int polls = 0; _running; ++polls) {
         if (polls == STOP_POLLS) {
-            pthread_cancel(_threadId);
+            cancel();
             break;
         }
         sleepMs(STOP_POLL_MS);
@@ -194,9 +196,13 @@ void Thread::runRunnable()
 {
     if (!OSTREL_CHECK_AT(FATAL, LINE_RUNNABLE, "t->_runnable", _runnable != nullptr))
         return;
-    FlagClearer clearer(_running);
+    OnCancellation cleanUp([this] {
+        endRun();
+        _running = false;
+    });
     _runnable->run();
-    clearer.dismiss();
+    cleanUp.dismiss();
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); // the work may have allowed it
 }
 
 /// Whether the thread deletes the object. Settled under the mutex, so that a `detach` has either left it by now or
@@ -206,6 +212,14 @@ bool Thread::endRun()
     const Guard guard(_mutex);
     _ending = true;
     return _deleteOnExit;
+}
+
+/// A detached thread that ends takes its id with it, so it is kept from ending meanwhile.
+void Thread::cancel()
+{
+    const Guard guard(_mutex);
+    if (!_ending)
+        pthread_cancel(_threadId);
 }
 
 int Thread::createThread()
@@ -226,14 +240,9 @@ int Thread::join() const
     if (!_joinState.compare_exchange_strong(state, JOINING))
         return state == JOINING ? EINVAL : ESRCH;
 
-    struct Claim
-    {
-        ~Claim() { target = result; } // a waiting thread that is cancelled leaves the join to others
-        std::atomic<JoinState>& target;
-        JoinState result;
-    } claim{_joinState, NOT_JOINED};
+    OnCancellation giveBack([this] { _joinState = NOT_JOINED; }); // leaves the join to others
     const int error = pthread_join(_threadId, nullptr);
-    if (error == 0)
-        claim.result = JOINED;
+    giveBack.dismiss();
+    _joinState = error == 0 ? JOINED : NOT_JOINED;
     return error;
 }

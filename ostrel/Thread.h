@@ -76,6 +76,7 @@ private:
     static void* threadfunction(void* thread);
     void runRunnable();
     bool endRun();
+    void cancel();
     int createThread();
     int join() const;
 
@@ -89,6 +90,6 @@ private:
     Ostrel::Mutex _mutex;
 
     Ostrel::FixedString<32> _startName;        ///< What the thread reads, while `_name` may change.
-    bool _ending;                              ///< The thread has decided whether it deletes the object.
+    bool _ending;                              ///< The work is over; whether the thread deletes the object is decided.
     mutable std::atomic<JoinState> _joinState; ///< Of `_threadId`, which the system gives away again after a join.
 };

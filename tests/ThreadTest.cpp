@@ -18,13 +18,12 @@ std::atomic<int> destroyed{0};
 class Work : public Runnable
 {
 public:
-    Work() : _body([this] { eventually([this] { return asked.load(); }); }) {}
-    explicit Work(std::function<void()> body) : _body(std::move(body)) {}
+    explicit Work(std::function<void()> body = nullptr) : _body(std::move(body)) {}
     ~Work() override { ++destroyed; }
 
     void run() override
     {
-        _body();
+        _body ? _body() : void(eventually([this] { return asked.load(); }));
         ++returns;
     }
     void cancelRun() override { asked = true; }
@@ -38,16 +37,12 @@ private:
 
 void doNothing() {}
 
+const char NOT_FOUND[] = "'Join Failed: Thread not found'";
+
 } // namespace
 
 class ThreadTest : public ReportTest
-{
-protected:
-    void expectJoinError(const char* reason)
-    {
-        expectReport(Severity::RECOVERABLE, "Thread", 110, (std::string("'Join Failed: ") + reason + "'").c_str());
-    }
-};
+{};
 
 TEST_F(ThreadTest, StopAsksThenCancels)
 {
@@ -62,7 +57,6 @@ TEST_F(ThreadTest, StopAsksThenCancels)
             work->returns = 0;
             Thread thread(work, nullptr, detached);
             thread.stop();
-            thread.waitFor();
             EXPECT_EQ(thread.detach(), detached) << "before the start";
             thread.start();
             thread.start();
@@ -70,12 +64,11 @@ TEST_F(ThreadTest, StopAsksThenCancels)
             thread.stop();
             EXPECT_FALSE(thread.isRunning());
             EXPECT_EQ(work->returns, work == &cancellable ? 0 : 1);
-            EXPECT_TRUE(work->asked);
-            work->asked = false;
+            EXPECT_TRUE(work->asked.exchange(false));
         }
     }
     for (int i = 0; i < 3; ++i)
-        expectJoinError("Thread not found"); // by the destructors of the joined ones
+        expectReport(Severity::RECOVERABLE, "Thread", 110, NOT_FOUND); // by the destructors of the joined ones
 }
 
 TEST_F(ThreadTest, NamesAndMisuse)
@@ -107,12 +100,12 @@ TEST_F(ThreadTest, NamesAndMisuse)
         Thread(nullptr, "", false).start();
     }
     for (int run = 0; run < 2; ++run) {
-        expectJoinError("Join would cause deadlock");
+        expectReport(Severity::RECOVERABLE, "Thread", 110, "'Join Failed: Join would cause deadlock'");
         expectFailedCheck(Severity::FATAL, "Runnable", 30, "assert_not_reached");
     }
     expectFailedCheck(Severity::FATAL, "Thread", 27, "t->_runnable");
-    expectJoinError("Thread not found"); // by the destructors of the base and of its thread
-    expectJoinError("Thread not found");
+    for (int i = 0; i < 2; ++i)
+        expectReport(Severity::RECOVERABLE, "Thread", 110, NOT_FOUND); // by the base's destructor and its thread's
 }
 
 TEST_F(ThreadTest, JoinedIdMayBelongToAnotherThread)
@@ -126,7 +119,7 @@ TEST_F(ThreadTest, JoinedIdMayBelongToAnotherThread)
             stale.waitFor();
             other.start(); // has the id of the stale one now, and does not end by itself
         }
-        expectJoinError("Thread not found");
+        expectReport(Severity::RECOVERABLE, "Thread", 110, NOT_FOUND);
         EXPECT_TRUE(other.isRunning());
     }
     EXPECT_EQ(second.returns, 1);
@@ -141,9 +134,7 @@ TEST_F(ThreadTest, DetachedObjectsAreDestroyedOnce)
         Work* const work = new Work(doNothing);
         Thread* const thread = new Thread(work, "", false);
         thread->start();
-        if (round % 2 == 0)
-            std::this_thread::yield(); // detaching may come too late or not
-        if (!thread->detach()) {
+        if (!thread->detach()) { // which may come too late
             delete thread;
             delete work;
         }
