@@ -50,8 +50,6 @@ public:
     void printPointers(); ///< To standard output. Takes no lock.
 
 private:
-    friend class FifoProbe; ///< Lets tests wait until a thread really sleeps.
-
     void _construct(unsigned char* storage, unsigned int size, void (*deleter)(unsigned char*));
     unsigned int getFreeRun() const;
     unsigned int getDataRun() const;

@@ -11,14 +11,11 @@
 
 #include "tests/support/RecordingPolicy.h"
 
-namespace {
-
-char buffer[100000];
-
 class SysCallsTest : public ReportTest
-{};
-
-} // namespace
+{
+protected:
+    char buffer[100000] = {};
+};
 
 TEST_F(SysCallsTest, FailuresAreReportedAndLeaveTheErrorNumber)
 {

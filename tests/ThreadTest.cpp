@@ -35,14 +35,17 @@ private:
     std::function<void()> _body;
 };
 
-void doNothing() {}
-
-const char NOT_FOUND[] = "'Join Failed: Thread not found'";
-
 } // namespace
 
 class ThreadTest : public ReportTest
-{};
+{
+protected:
+    void expectJoinErrors(int count, const char* reason)
+    {
+        while (count-- > 0)
+            expectReport(Severity::RECOVERABLE, "Thread", 110, (std::string("'Join Failed: ") + reason + "'").c_str());
+    }
+};
 
 TEST_F(ThreadTest, StopAsksThenCancels)
 {
@@ -67,8 +70,7 @@ TEST_F(ThreadTest, StopAsksThenCancels)
             EXPECT_TRUE(work->asked.exchange(false));
         }
     }
-    for (int i = 0; i < 3; ++i)
-        expectReport(Severity::RECOVERABLE, "Thread", 110, NOT_FOUND); // by the destructors of the joined ones
+    expectJoinErrors(3, "Thread not found"); // by the destructors of the joined ones
 }
 
 TEST_F(ThreadTest, NamesAndMisuse)
@@ -100,17 +102,16 @@ TEST_F(ThreadTest, NamesAndMisuse)
         Thread(nullptr, "", false).start();
     }
     for (int run = 0; run < 2; ++run) {
-        expectReport(Severity::RECOVERABLE, "Thread", 110, "'Join Failed: Join would cause deadlock'");
+        expectJoinErrors(1, "Join would cause deadlock");
         expectFailedCheck(Severity::FATAL, "Runnable", 30, "assert_not_reached");
     }
     expectFailedCheck(Severity::FATAL, "Thread", 27, "t->_runnable");
-    for (int i = 0; i < 2; ++i)
-        expectReport(Severity::RECOVERABLE, "Thread", 110, NOT_FOUND); // by the base's destructor and its thread's
+    expectJoinErrors(2, "Thread not found"); // by the base's destructor and its thread's
 }
 
 TEST_F(ThreadTest, JoinedIdMayBelongToAnotherThread)
 {
-    Work first(doNothing), second;
+    Work first([] {}), second;
     {
         Thread other(&second, "other", false);
         {
@@ -119,7 +120,7 @@ TEST_F(ThreadTest, JoinedIdMayBelongToAnotherThread)
             stale.waitFor();
             other.start(); // has the id of the stale one now, and does not end by itself
         }
-        expectReport(Severity::RECOVERABLE, "Thread", 110, NOT_FOUND);
+        expectJoinErrors(1, "Thread not found");
         EXPECT_TRUE(other.isRunning());
     }
     EXPECT_EQ(second.returns, 1);
@@ -130,14 +131,12 @@ TEST_F(ThreadTest, DetachedObjectsAreDestroyedOnce)
     const long before = AllocationFaults::getLiveBlocks();
     destroyed = 0;
     for (int round = 0; round < 200; ++round) {
-        (new Thread(AutoPtr<Runnable>(new Work(doNothing)), "", true, true))->start();
-        Work* const work = new Work(doNothing);
-        Thread* const thread = new Thread(work, "", false);
+        (new Thread(AutoPtr<Runnable>(new Work([] {})), "", true, true))->start();
+        AutoPtr<Work> work(new Work([] {}));
+        AutoPtr<Thread> thread(new Thread(work.get(), "", false));
         thread->start();
-        if (!thread->detach()) { // which may come too late
-            delete thread;
-            delete work;
-        }
+        if (thread->detach()) // which may come too late
+            work.release(), thread.release();
     }
     EXPECT_TRUE(eventually([&] { return AllocationFaults::getLiveBlocks() == before; }));
     EXPECT_EQ(destroyed, 400);
