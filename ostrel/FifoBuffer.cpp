@@ -135,11 +135,17 @@ void FifoBuffer::printPointers()
 /// and small pieces come to be passed on in bulk.
 void FifoBuffer::waitForChange(bool& hasYielded)
 {
-    if (hasYielded) {
+    if (hasYielded)
         _changed.wait(_mutex);
-        return;
-    }
+    else
+        yield();
     hasYielded = true;
+}
+
+/// Apart from the wait: when a thread is cancelled there, the address sanitizer takes what lies on the stack of a frame
+/// without clean-up for still guarded.
+void FifoBuffer::yield()
+{
     const NestedScopeUnlock unlocked(_mutex);
     sched_yield();
 }

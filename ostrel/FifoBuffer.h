@@ -56,6 +56,7 @@ private:
     void put(const unsigned char* data, unsigned int count);
     void releaseLent();
     void waitForChange(bool& hasYielded);
+    void yield();
 
     unsigned char* _buffer;
     void (*_deleter)(unsigned char*);

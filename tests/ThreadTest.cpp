@@ -49,15 +49,17 @@ protected:
 
 TEST_F(ThreadTest, StopAsksThenCancels)
 {
-    Work cooperative, slow([] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
+    Work cooperative, slow([&] {
+        eventually([&] { return slow.asked.load(); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    });
     Work cancellable([] {
         pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
         for (;; std::this_thread::yield())
             pthread_testcancel();
     });
-    for (bool detached : {false, true}) {
-        for (Work* work : {&cooperative, &slow, &cancellable}) {
-            work->returns = 0;
+    for (Work* work : {&cooperative, &slow, &cancellable}) {
+        for (bool detached : {false, true}) {
             Thread thread(work, nullptr, detached);
             thread.stop();
             EXPECT_EQ(thread.detach(), detached) << "before the start";
@@ -66,7 +68,7 @@ TEST_F(ThreadTest, StopAsksThenCancels)
             EXPECT_TRUE(thread.isRunning());
             thread.stop();
             EXPECT_FALSE(thread.isRunning());
-            EXPECT_EQ(work->returns, work == &cancellable ? 0 : 1);
+            EXPECT_EQ(work->returns.exchange(0), work == &cancellable ? 0 : 1);
             EXPECT_TRUE(work->asked.exchange(false));
         }
     }
@@ -81,18 +83,14 @@ TEST_F(ThreadTest, NamesAndMisuse)
         void run() override
         {
             waitFor();
-            Runnable::cancelRun();
-            EXPECT_TRUE(eventually([this] { return isRenamed.load(); }));
             prctl(PR_GET_NAME, shown);
         }
-        std::atomic<bool> isRenamed{false};
         char shown[16] = "";
     };
     {
         Named named;
         named.start();
         named.setName("0123456789012345678901234567890123456789");
-        named.isRenamed = true;
         named.waitFor();
         EXPECT_STREQ(named.shown, "twenty-characte");
         EXPECT_STREQ(named.getName(), "0123456789012345678901234567890");
@@ -101,12 +99,15 @@ TEST_F(ThreadTest, NamesAndMisuse)
         EXPECT_STREQ(named.shown, "012345678901234");
         Thread(nullptr, "", false).start();
     }
-    for (int run = 0; run < 2; ++run) {
-        expectJoinErrors(1, "Join would cause deadlock");
-        expectFailedCheck(Severity::FATAL, "Runnable", 30, "assert_not_reached");
-    }
+    expectJoinErrors(2, "Join would cause deadlock"); // by each run
     expectFailedCheck(Severity::FATAL, "Thread", 27, "t->_runnable");
     expectJoinErrors(2, "Thread not found"); // by the base's destructor and its thread's
+    struct Unstoppable : Runnable
+    {
+        void run() override {}
+    };
+    Unstoppable().cancelRun();
+    expectFailedCheck(Severity::FATAL, "Runnable", 30, "assert_not_reached");
 }
 
 TEST_F(ThreadTest, JoinedIdMayBelongToAnotherThread)

@@ -72,9 +72,8 @@ TEST_F(TimerTest, EndsWhileASenderIsHeldUp)
     signal(SIGUSR1, [](int) { eventually([] { return !isHeld; }); });
     Waiter waiter(600);
     pthread_kill(waiter.thread.native_handle(), SIGUSR1); // reads nothing for now
-    std::atomic<int> sent{0};
     std::thread sender([&] {
-        for (; sent < 10000; ++sent) // far more than the socket takes
+        for (int i = 0; i < 10000; ++i) // far more than the socket takes
             waiter.timer.stop();
     });
     pollfd descriptor = {waiter.commandSocket, POLLOUT, 0};
@@ -88,11 +87,12 @@ TEST_F(TimerTest, ResetStartsTheIntervalAnew)
 {
     std::optional<Waiter> waiter;
     for (bool isLate = true; isLate;) { // on a machine so busy that the wait may be over
-        isLate = getDurationMs([&] {
-                     waiter.emplace(1);
-                     sleepMs(300);
-                     waiter->timer.reset();
-                 }) >= 1000;
+        const auto waitAndReset = [&] {
+            waiter.emplace(1);
+            sleepMs(300);
+            waiter->timer.reset();
+        };
+        isLate = getDurationMs(waitAndReset) >= 1000;
         waiter->thread.join();
         EXPECT_GE(waiter->duration, isLate ? 1000 : 1300);
     }
