@@ -20,14 +20,15 @@ std::vector<Document> loadDocuments(const std::vector<std::string>& paths);
 /// Adds one row of the table; bench/run compares the libraries that have `work` and `input` in common. Ours is called
 /// "ostrel". `run` takes the benchmark's state and `arguments`.
 template <class Run, class... Arguments>
-void addBenchmark(const std::string& work, const std::string& input, const std::string& library, Run run,
-                  Arguments&&... arguments)
+benchmark::internal::Benchmark* addBenchmark(const std::string& work, const std::string& input,
+                                             const std::string& library, Run run, Arguments&&... arguments)
 {
-    benchmark::RegisterBenchmark((work + "/" + input + "/" + library).c_str(), run,
-                                 std::forward<Arguments>(arguments)...);
+    return benchmark::RegisterBenchmark((work + "/" + input + "/" + library).c_str(), run,
+                                        std::forward<Arguments>(arguments)...);
 }
 
 // One function a file of benchmarks.
+void registerConcurrencyBenchmarks();
 void registerDataObjectBenchmarks();
 void registerJsonDataBenchmarks();
 void registerJsonParseBenchmarks(const Document& document);

@@ -9,6 +9,7 @@ int main(int argc, char** argv)
         registerJsonParseBenchmarks(document);
         registerJsonTreeBenchmarks(document);
     }
+    registerConcurrencyBenchmarks();
     registerDataObjectBenchmarks();
     registerJsonDataBenchmarks();
     registerLookupBenchmarks();

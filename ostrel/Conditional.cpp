@@ -31,16 +31,6 @@ Conditional::~Conditional()
     pthread_cond_destroy(&_condition);
 }
 
-void Conditional::signal()
-{
-    pthread_cond_signal(&_condition);
-}
-
-void Conditional::broadcast()
-{
-    pthread_cond_broadcast(&_condition);
-}
-
 void Conditional::wait(Mutex& mutex)
 {
     pthread_cond_wait(&_condition, &mutex._mutex);

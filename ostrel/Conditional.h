@@ -27,8 +27,8 @@ public:
     Conditional(const Conditional&) = delete;
     Conditional& operator=(const Conditional&) = delete;
 
-    void signal();
-    void broadcast();
+    void signal() { pthread_cond_signal(&_condition); }
+    void broadcast() { pthread_cond_broadcast(&_condition); }
 
     void wait(Mutex& mutex);
     void wait(CheckedMutex& mutex);

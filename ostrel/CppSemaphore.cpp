@@ -43,12 +43,12 @@ Semaphore::~Semaphore()
     OSTREL_CHECK_AT(FATAL, LINE_DESTROY, "-1 != sem_destroy(&m_sem)", -1 != sem_destroy(&m_sem));
 }
 
-void Semaphore::wait()
+/// After a first try has failed.
+void Semaphore::waitOn()
 {
-    int rc;
-    do {
+    int rc = -1;
+    while (rc == -1 && errno == EINTR)
         rc = sem_wait(&m_sem);
-    } while (rc == -1 && errno == EINTR);
     OSTREL_CHECK_AT(FATAL, LINE_WAIT, "-1 != rc", -1 != rc);
 }
 
@@ -61,10 +61,10 @@ void Semaphore::timedWait(int seconds)
     OSTREL_CHECK_AT(FATAL, LINE_TIMED_WAIT, "-1 != rc", -1 != rc || errno == ETIMEDOUT);
 }
 
-void Semaphore::post()
+void Semaphore::reportPost()
 {
     // Reported only: the caller cannot mend it.
-    OSTREL_CHECK_AT(FATAL, LINE_POST, "-1 != sem_post(&m_sem)", -1 != sem_post(&m_sem));
+    OSTREL_CHECK_AT(FATAL, LINE_POST, "-1 != sem_post(&m_sem)", false);
 }
 
 bool Semaphore::tryWait()

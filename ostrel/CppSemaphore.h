@@ -21,18 +21,29 @@ public:
     Semaphore(const Semaphore&) = delete;
     Semaphore& operator=(const Semaphore&) = delete;
 
-    void wait();
+    void wait()
+    {
+        if (sem_wait(&m_sem) == -1)
+            waitOn();
+    }
 
     /// Waits `seconds` at most, counted anew after each signal that interrupts. Whether a unit was taken or the time
     /// was over is not told.
     void timedWait(int seconds);
 
-    void post();
+    void post()
+    {
+        if (sem_post(&m_sem) == -1)
+            reportPost();
+    }
 
     bool tryWait(); ///< True if a unit was taken; never blocks, never reports.
     int value();
 
 private:
+    void waitOn();
+    void reportPost();
+
     sem_t m_sem;
 };
 

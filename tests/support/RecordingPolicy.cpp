@@ -1,5 +1,6 @@
 #include "tests/support/RecordingPolicy.h"
 
+#include <cerrno>
 #include <cstdlib>
 
 #include "tests/support/AllocationFaults.h"
@@ -54,6 +55,7 @@ void RecordingPolicy::record(Severity severity, const char* message)
     const AllocationFaults::Pause pause; // what a test keeps is not what it makes fail
     std::lock_guard<std::mutex> lock(_sink.mutex);
     _sink.reports.push_back(takeApart(severity, message));
+    errno = 0; // as a real policy may leave it
 }
 
 ReportTest::ReportTest()

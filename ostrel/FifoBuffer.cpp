@@ -1,0 +1,187 @@
+#include "ostrel/FifoBuffer.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <sched.h>
+
+namespace Ostrel {
+
+namespace {
+
+void deleteArray(unsigned char* storage)
+{
+    delete[] storage;
+}
+
+unsigned int distance(const unsigned char* from, const unsigned char* to)
+{
+    return static_cast<unsigned int>(to - from);
+}
+
+} // namespace
+
+FifoBuffer::FifoBuffer(unsigned char* storage, unsigned int size, void (*deleter)(unsigned char*))
+{
+    _construct(storage, size, deleter);
+}
+
+FifoBuffer::FifoBuffer(unsigned int size)
+{
+    unsigned char* const storage = new (std::nothrow) unsigned char[size];
+    _construct(storage, storage == nullptr ? 0 : size, deleteArray);
+}
+
+FifoBuffer::~FifoBuffer()
+{
+    if (_deleter != nullptr)
+        _deleter(_buffer);
+}
+
+void FifoBuffer::_construct(unsigned char* storage, unsigned int size, void (*deleter)(unsigned char*))
+{
+    _buffer = storage;
+    _deleter = deleter;
+    _producerPtr = storage;
+    _consumerPtr = storage;
+    _endOfBuffer = storage + size;
+    _size = size;
+    _dataInBuffer = 0;
+    _lentLength = 0;
+    _moreDataToRead = true;
+    _released = true;
+}
+
+void FifoBuffer::write(unsigned char* data, unsigned int length)
+{
+    const NestedScopeLock guard(_mutex);
+    bool hasYielded = false;
+    while (length > 0) {
+        if (_size - _dataInBuffer > 0) {
+            const unsigned int count = std::min(length, getFreeRun());
+            put(data, count);
+            data += count;
+            length -= count;
+            hasYielded = false;
+        } else {
+            waitForChange(hasYielded);
+        }
+        _changed.broadcast(); // after each step, so that a waiting reader gets the first run at once
+    }
+}
+
+bool FifoBuffer::writeAllTogether(unsigned char* data, unsigned int length)
+{
+    if (length > _size)
+        return false;
+    const NestedScopeLock guard(_mutex);
+    while (_size - _dataInBuffer < length)
+        _changed.wait(_mutex);
+    write(data, length); // has room for all, and so never waits
+    return true;
+}
+
+int FifoBuffer::read(unsigned char*& data)
+{
+    const NestedScopeLock guard(_mutex);
+    bool hasYielded = false;
+    for (;;) {
+        if (_dataInBuffer > 0) {
+            if (_released)
+                break;
+            releaseLent(); // only now: what is lent counts as data, and the rest may be nothing
+        } else if (_moreDataToRead) {
+            waitForChange(hasYielded);
+        } else {
+            data = nullptr;
+            clear();
+            return -1;
+        }
+    }
+    data = _consumerPtr;
+    _lentLength = getDataRun();
+    _released = false;
+    return static_cast<int>(_lentLength);
+}
+
+void FifoBuffer::closeWrite()
+{
+    const NestedScopeLock guard(_mutex);
+    _moreDataToRead = false;
+    _changed.broadcast();
+}
+
+void FifoBuffer::clear()
+{
+    if (_size > 0)
+        memset(_buffer, 0, _size);
+    _producerPtr = _buffer;
+    _consumerPtr = _buffer;
+    _dataInBuffer = 0;
+}
+
+void FifoBuffer::printPointers()
+{
+    printf("_producerPtr = %p\n", static_cast<void*>(_producerPtr));
+    printf("_consumerPtr = %p\n", static_cast<void*>(_consumerPtr));
+    printf("_buffer = %p\n", static_cast<void*>(_buffer));
+    printf("_endOfBuffer = %p\n", static_cast<void*>(_endOfBuffer));
+    printf("_dataInBuffer = %d\n", static_cast<int>(_dataInBuffer));
+    printf("_moreDataToRead = %d\n", static_cast<int>(_moreDataToRead));
+}
+
+/// Gives up the processor once before it sleeps: what the other side does meanwhile costs neither of them a wake-up,
+/// and small pieces come to be passed on in bulk.
+void FifoBuffer::waitForChange(bool& hasYielded)
+{
+    if (hasYielded)
+        _changed.wait(_mutex);
+    else
+        yield();
+    hasYielded = true;
+}
+
+/// Apart from the wait: when a thread is cancelled there, the address sanitizer takes what lies on the stack of a frame
+/// without clean-up for still guarded.
+void FifoBuffer::yield()
+{
+    const NestedScopeUnlock unlocked(_mutex);
+    sched_yield();
+}
+
+/// Bytes that can be written in one run, given that the ring is not full.
+unsigned int FifoBuffer::getFreeRun() const
+{
+    return distance(_producerPtr, _producerPtr < _consumerPtr ? _consumerPtr : _endOfBuffer);
+}
+
+/// Bytes that can be lent in one run, given that the ring is not empty.
+unsigned int FifoBuffer::getDataRun() const
+{
+    return distance(_consumerPtr, _consumerPtr < _producerPtr ? _producerPtr : _endOfBuffer);
+}
+
+void FifoBuffer::put(const unsigned char* data, unsigned int count)
+{
+    memcpy(_producerPtr, data, count);
+    _producerPtr += count;
+    if (_producerPtr == _endOfBuffer)
+        _producerPtr = _buffer;
+    _dataInBuffer += count;
+}
+
+void FifoBuffer::releaseLent()
+{
+    _released = true;
+    if (_lentLength > 0) {
+        _dataInBuffer -= _lentLength;
+        _consumerPtr += _lentLength;
+        if (_consumerPtr == _endOfBuffer)
+            _consumerPtr = _buffer;
+        _lentLength = 0;
+    }
+    _changed.broadcast();
+}
+
+} // namespace Ostrel

@@ -1,0 +1,57 @@
+#include "ostrel/SocketPair.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "ostrel/CancellationPause.h"
+#include "ostrel/Report.h"
+
+namespace Ostrel {
+
+namespace {
+
+// Log collectors match on file and line, so the numbers of these sites outlive edits.
+enum ReportLine { LINE_CLOSE = 27, LINE_CREATE = 35 };
+
+} // namespace
+
+SocketPair::SocketPair() : _sockets{-1, -1}
+{
+    OSTREL_CHECK_AT(FATAL, LINE_CREATE, "0 == socketpair(AF_UNIX, SOCK_STREAM, 0, _sockets)",
+                    0 == socketpair(AF_UNIX, SOCK_STREAM, 0, _sockets));
+}
+
+SocketPair::~SocketPair()
+{
+    const CancellationPause pause;
+    for (const int fd : _sockets) {
+        int rc;
+        do { // not on EINTR: the descriptor is closed then
+            rc = close(fd);
+        } while (rc == -1 && errno == EAGAIN);
+        OSTREL_CHECK_AT(FATAL, LINE_CLOSE, "rc == 0", rc == 0);
+    }
+}
+
+int SocketPair::getSocket(unsigned int index) const
+{
+    return index > 1 ? -1 : _sockets[index];
+}
+
+int SocketPair::setBlocking(bool blocking, unsigned int index)
+{
+    if (index > 1)
+        return -1;
+    const int flags = fcntl(_sockets[index], F_GETFL);
+    if (flags == -1)
+        return -1;
+    int rc;
+    do {
+        rc = fcntl(_sockets[index], F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+    } while (rc == -1 && errno == EINTR);
+    return rc;
+}
+
+} // namespace Ostrel
