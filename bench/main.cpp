@@ -9,7 +9,9 @@ int main(int argc, char** argv)
         registerJsonParseBenchmarks(document);
         registerJsonTreeBenchmarks(document);
     }
+    registerBase64Benchmarks();
     registerLookupBenchmarks();
+    registerMemoryBenchmarks();
     registerObservableBenchmarks();
     registerTextBenchmarks();
     benchmark::RunSpecifiedBenchmarks();

@@ -7,7 +7,7 @@ namespace Ostrel {
 void HeapStack::init(unsigned char* buffer, unsigned int size)
 {
     _buffer = buffer;
-    _size = size;
+    _size = buffer == nullptr ? 0 : size;
     clear();
 }
 
@@ -26,7 +26,7 @@ void HeapStack::validate(unsigned char* block) const
         return;
 
     // 64 bits: an address anywhere below the buffer and a size of any value must not wrap.
-    const int64_t end = isUsable() ? _size : 0;
+    const int64_t end = _size;
     const int64_t offset = static_cast<int64_t>(reinterpret_cast<uintptr_t>(block)) -
                            static_cast<int64_t>(reinterpret_cast<uintptr_t>(_buffer));
     // The upper bound is tight for a first block of fewer than 4 bytes; its message is known and kept.

@@ -57,20 +57,19 @@ private:
         MINIMUM_SIZE = 2 * WORD_SIZE
     };
 
-    bool isUsable() const { return _buffer != nullptr && _size >= MINIMUM_SIZE; }
+    bool isUsable() const { return _size >= MINIMUM_SIZE; }
 
     unsigned char* _buffer;
-    unsigned int _size;
+    unsigned int _size; ///< 0 for a null buffer.
 };
 
 inline unsigned char* HeapStack::allocate(unsigned int size)
 {
     const uint64_t needed = uint64_t(size) + BLOCK_COST; // 64 bits: a sum with a caller's length must not wrap
-    const unsigned int free = getFreeCount();
-    if (free < needed)
+    if (getFreeCount() < needed)
         return nullptr;
 
-    const unsigned int left = free - static_cast<unsigned int>(needed);
+    const unsigned int left = loadU32(_buffer) - static_cast<unsigned int>(needed);
     unsigned char* const data = _buffer + left + FIRST_DATA;
     storeU32(_buffer, left);
     storeU32(data - HEADER_SIZE, left);

@@ -5,14 +5,11 @@
 #include <cstdint>
 #include <new>
 
-#include "ostrel/Unaligned.h"
-
 namespace Ostrel {
 
 namespace {
 
 const unsigned int BITS_PER_BYTE = 8;
-const unsigned int LOWEST_BIT_MASK = 0x0F;
 const unsigned int COUNT_SHIFT = 4;
 
 constexpr std::array<unsigned char, 256> makeBitLookup()
@@ -32,25 +29,21 @@ constexpr std::array<unsigned char, 256> makeBitLookup()
     return table;
 }
 
-/// The first byte of [`byte`, `end`) that is not 0, or `end`. Used up stretches are passed a word at a time.
-unsigned char* findFreeByte(unsigned char* byte, unsigned char* end)
-{
-    while (end - byte >= static_cast<ptrdiff_t>(sizeof(size_t)) && loadWord<size_t>(byte) == 0)
-        byte += sizeof(size_t);
-    while (byte != end && *byte == 0)
-        ++byte;
-    return byte;
-}
-
-/// Most pools fit in 32 bits, and dividing those takes a fraction of the time where a word has more.
-uintptr_t divide(uintptr_t offset, unsigned int chunkSize)
-{
-    return offset <= UINT_MAX ? static_cast<unsigned int>(offset) / chunkSize : offset / chunkSize;
-}
-
 uint64_t getBitmapSize(unsigned int chunks)
 {
     return (uint64_t(chunks) + BITS_PER_BYTE - 1) / BITS_PER_BYTE;
+}
+
+/// A division of each offset by the chunk size is a call on most Arm cores, and the slowest step elsewhere. The product
+/// with the reciprocal, rounded up, is too large by offset * excess / 2^32 at most, and exact while that is below 1.
+uint32_t makeReciprocal(unsigned int chunkSize, uint64_t bytes)
+{
+    const uint64_t one = uint64_t(1) << 32;
+    if (chunkSize < 2 || bytes > one)
+        return 0;
+    const uint64_t reciprocal = (one + chunkSize - 1) / chunkSize;
+    const uint64_t excess = reciprocal * chunkSize - one;
+    return bytes * excess <= one ? static_cast<uint32_t>(reciprocal) : 0;
 }
 
 } // namespace
@@ -76,14 +69,9 @@ void* MemPoolBase::allocate(unsigned int chunkSize, unsigned int bitmapBytes, un
 unsigned char* MemPoolBase::release(unsigned int chunkSize, unsigned int bitmapBytes, unsigned char* storage,
                                     unsigned char* bitmap, void* chunk)
 {
-    const uintptr_t offset = reinterpret_cast<uintptr_t>(chunk) - reinterpret_cast<uintptr_t>(storage);
-    const uintptr_t index = chunkSize == 0 ? 0 : divide(offset, chunkSize);
-    if (index / BITS_PER_BYTE >= bitmapBytes)
-        return bitmap + bitmapBytes;
-
-    unsigned char* const byte = bitmap + index / BITS_PER_BYTE;
-    *byte = static_cast<unsigned char>(*byte | 1U << index % BITS_PER_BYTE);
-    return byte;
+    const size_t offset = reinterpret_cast<uintptr_t>(chunk) - reinterpret_cast<uintptr_t>(storage);
+    const size_t index = chunkSize == 0 ? 0 : offset / chunkSize;
+    return index / BITS_PER_BYTE < bitmapBytes ? giveBack(index, bitmap) : bitmap + bitmapBytes;
 }
 
 unsigned int MemPoolBase::getFreeChunks(const unsigned char* bitmap, unsigned int bitmapBytes)
@@ -92,14 +80,6 @@ unsigned int MemPoolBase::getFreeChunks(const unsigned char* bitmap, unsigned in
     for (unsigned int i = 0; i < bitmapBytes; ++i)
         count += _bitLookup[bitmap[i]] >> COUNT_SHIFT;
     return count;
-}
-
-unsigned char* MemPoolBase::takeLowest(unsigned int chunkSize, unsigned char* storage, const unsigned char* bitmap,
-                                       unsigned char* byte)
-{
-    const size_t index = static_cast<size_t>(byte - bitmap) * BITS_PER_BYTE + (_bitLookup[*byte] & LOWEST_BIT_MASK);
-    *byte = static_cast<unsigned char>(*byte & (*byte - 1));
-    return storage + chunkSize * index;
 }
 
 DynamicMemPool::DynamicMemPool(unsigned int chunkSize, unsigned char* buffer, unsigned int bufferSize)
@@ -125,24 +105,6 @@ DynamicMemPool::~DynamicMemPool()
         delete[] _storage;
 }
 
-void* DynamicMemPool::allocate()
-{
-    if (_cursor == _bitmapEnd)
-        return nullptr;
-    if (*_cursor == 0) {
-        _cursor = findFreeByte(_cursor, _bitmapEnd);
-        if (_cursor == _bitmapEnd)
-            return nullptr;
-    }
-    // The cursor stays on a byte that this empties: only the next call moves it.
-    return takeLowest(_chunkSize, _storage, _bitmap, _cursor);
-}
-
-void DynamicMemPool::release(void* chunk)
-{
-    _cursor = std::min(_cursor, MemPoolBase::release(_chunkSize, getBitmapBytes(), _storage, _bitmap, chunk));
-}
-
 /// Chunks first, their bits behind them, all free.
 void DynamicMemPool::layOut(unsigned char* storage, unsigned int chunkCount)
 {
@@ -151,6 +113,7 @@ void DynamicMemPool::layOut(unsigned char* storage, unsigned int chunkCount)
     _bitmap = storage + size_t(_chunkSize) * chunkCount;
     _cursor = _bitmap;
     _bitmapEnd = _bitmap + getBitmapSize(chunkCount);
+    _reciprocal = makeReciprocal(_chunkSize, uint64_t(_chunkSize) * chunkCount);
     clear(chunkCount, _bitmap);
 }
 

@@ -2,8 +2,10 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 #include "ostrel/Export.h"
+#include "ostrel/Unaligned.h"
 
 namespace Ostrel {
 
@@ -37,8 +39,11 @@ public:
     static unsigned int getFreeChunks(const unsigned char* bitmap, unsigned int bitmapBytes);
 
 protected:
-    static unsigned char* takeLowest(unsigned int chunkSize, unsigned char* storage, const unsigned char* bitmap,
-                                     unsigned char* byte);
+    static unsigned char* giveBack(size_t index, unsigned char* bitmap); ///< The address of the bitmap byte.
+    /// The first byte of [`byte`, `end`) that is not 0, or `end`.
+    static unsigned char* findFreeByte(unsigned char* byte, unsigned char* end);
+    static void* takeLowest(unsigned int chunkSize, unsigned char* storage, const unsigned char* bitmap,
+                            unsigned char* byte);
 };
 
 /// Pool of chunks of one size that are taken and given back in any order.
@@ -84,6 +89,56 @@ private:
     unsigned char* _cursor; ///< No byte before it has a free chunk.
     unsigned char* _bitmapEnd;
     bool _ownsStorage;
+    uint32_t _reciprocal; ///< 2^32 / chunk size; 0 where a product with it is not the exact quotient of each offset.
 };
+
+inline void* MemPoolBase::takeLowest(unsigned int chunkSize, unsigned char* storage, const unsigned char* bitmap,
+                                     unsigned char* byte)
+{
+    const size_t index = static_cast<size_t>(byte - bitmap) * 8 + static_cast<size_t>(__builtin_ctz(*byte));
+    *byte = static_cast<unsigned char>(*byte & (*byte - 1));
+    return storage + chunkSize * index;
+}
+
+inline unsigned char* MemPoolBase::giveBack(size_t index, unsigned char* bitmap)
+{
+    unsigned char* const byte = bitmap + index / 8;
+    *byte = static_cast<unsigned char>(*byte | 1U << index % 8);
+    return byte;
+}
+
+/// Used up stretches are passed a word at a time.
+inline unsigned char* MemPoolBase::findFreeByte(unsigned char* byte, unsigned char* end)
+{
+    while (end - byte >= static_cast<ptrdiff_t>(sizeof(size_t)) && loadWord<size_t>(byte) == 0)
+        byte += sizeof(size_t);
+    while (byte != end && *byte == 0)
+        ++byte;
+    return byte;
+}
+
+inline void* DynamicMemPool::allocate()
+{
+    if (_cursor == _bitmapEnd)
+        return nullptr;
+    if (*_cursor == 0) {
+        _cursor = findFreeByte(_cursor, _bitmapEnd);
+        if (_cursor == _bitmapEnd)
+            return nullptr;
+    }
+    // The cursor stays on a byte that this empties: only the next call moves it.
+    return takeLowest(_chunkSize, _storage, _bitmap, _cursor);
+}
+
+inline void DynamicMemPool::release(void* chunk)
+{
+    const size_t offset = reinterpret_cast<uintptr_t>(chunk) - reinterpret_cast<uintptr_t>(_storage);
+    const bool isQuick = _reciprocal != 0 && offset < static_cast<size_t>(_bitmap - _storage);
+    unsigned char* const byte =
+        isQuick ? giveBack(static_cast<size_t>(static_cast<uint64_t>(offset) * _reciprocal >> 32), _bitmap)
+                : MemPoolBase::release(_chunkSize, getBitmapBytes(), _storage, _bitmap, chunk);
+    if (byte < _cursor)
+        _cursor = byte;
+}
 
 } // namespace Ostrel
