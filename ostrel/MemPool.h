@@ -133,10 +133,12 @@ inline void* DynamicMemPool::allocate()
 inline void DynamicMemPool::release(void* chunk)
 {
     const size_t offset = reinterpret_cast<uintptr_t>(chunk) - reinterpret_cast<uintptr_t>(_storage);
-    const bool isQuick = _reciprocal != 0 && offset < static_cast<size_t>(_bitmap - _storage);
+    if (offset >= static_cast<size_t>(_bitmap - _storage) && _chunkSize != 0)
+        return; // the last bitmap byte may have bits behind those of the chunks
+
     unsigned char* const byte =
-        isQuick ? giveBack(static_cast<size_t>(static_cast<uint64_t>(offset) * _reciprocal >> 32), _bitmap)
-                : MemPoolBase::release(_chunkSize, getBitmapBytes(), _storage, _bitmap, chunk);
+        _reciprocal != 0 ? giveBack(static_cast<size_t>(static_cast<uint64_t>(offset) * _reciprocal >> 32), _bitmap)
+                         : MemPoolBase::release(_chunkSize, getBitmapBytes(), _storage, _bitmap, chunk);
     if (byte < _cursor)
         _cursor = byte;
 }

@@ -1,0 +1,140 @@
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <memory>
+#include <random>
+#include <set>
+
+#include "ostrel/HeapStack.h"
+#include "ostrel/MemPool.h"
+
+#define FAILED "Libostrel-HeapStack::validate() failed ! "
+
+using Ostrel::DynamicMemPool;
+using Ostrel::HeapStack;
+using Ostrel::MemPoolBase;
+
+namespace {
+
+/// Always the lowest free chunk, whatever came back and in which order.
+void exercise(DynamicMemPool& pool, unsigned int count, unsigned int chunkSize)
+{
+    ASSERT_EQ(pool.getChunkCount(), count);
+    std::mt19937 random(count);
+    std::set<unsigned char*> free;
+    unsigned char* const storage = static_cast<unsigned char*>(pool.allocate());
+    pool.release(storage);
+    for (unsigned int i = 0; i < count; ++i)
+        free.insert(storage + i * chunkSize);
+    for (unsigned int i = 0; i < 10 * count; ++i) {
+        ASSERT_EQ(pool.getFreeChunks(), free.size());
+        unsigned char* const chunk = storage + random() % count * chunkSize;
+        if (random() % 3 == 0) {
+            pool.release(chunk + random() % chunkSize); // any address in it names the chunk
+            free.insert(chunk);
+            continue;
+        }
+        unsigned char* const lowest = free.empty() ? nullptr : *free.begin();
+        ASSERT_EQ(pool.allocate(), lowest);
+        if (lowest != nullptr)
+            std::fill_n(lowest, chunkSize, 0xFF); // over the bitmap it would free chunks
+        free.erase(lowest);
+    }
+}
+
+} // namespace
+
+TEST(HeapStackTest, LayoutOfTwoBlocksAndFreeingTheOlder)
+{
+    unsigned char buffer[64] = {};
+    HeapStack stack(buffer, sizeof(buffer));
+    EXPECT_EQ(stack.allocate(10), buffer + 50);
+    EXPECT_EQ(stack.allocate(4), buffer + 38);
+    static const unsigned int WORDS[][2] = {{0, 26}, {30, 26}, {34, 4}, {42, 4}, {46, 10}, {60, 10}};
+    for (const auto& word : WORDS)
+        EXPECT_EQ(Ostrel::loadU32(buffer + word[0]), word[1]) << "at " << word[0];
+    stack.free(nullptr);
+    stack.free(buffer + 50);
+    EXPECT_EQ(stack.getFreeCount(), 56u);
+    EXPECT_EQ(Ostrel::loadU32(buffer + 60), 56u);
+}
+
+TEST(HeapStackTest, BlocksOfAllSizesInBuffersOfAllSizes)
+{
+    for (unsigned int size = 0; size <= 44; ++size) {
+        for (unsigned int n = 0; n <= 36; ++n) {
+            SCOPED_TRACE(testing::Message() << n << " bytes in a buffer of " << size);
+            const std::unique_ptr<unsigned char[]> buffer(new unsigned char[size]);
+            HeapStack stack(buffer.get(), size);
+            const unsigned int room = size < 8 ? 0 : size - 8;
+            unsigned int count = 0;
+            unsigned char* blocks[6] = {};
+            for (; (blocks[count] = stack.allocate(n)) != nullptr; ++count)
+                std::fill_n(blocks[count], n, static_cast<unsigned char>(count));
+            ASSERT_EQ(count, room / (n + 8));
+            for (; count > 0; stack.free(blocks[count])) {
+                ASSERT_EQ(stack.getFreeCount(), room - count * (n + 8));
+                --count;
+                ASSERT_EQ(std::count(blocks[count], blocks[count] + n, count), n);
+            }
+            ASSERT_EQ(stack.getFreeCount(), room);
+            ASSERT_EQ(stack.allocate(0xFFFFFFFF), nullptr);
+        }
+    }
+    EXPECT_EQ(HeapStack(nullptr, 64).allocate(0), nullptr);
+}
+
+TEST(HeapStackTest, ValidationSaysWhatIsBroken)
+{
+    const std::unique_ptr<unsigned char[]> buffer(new unsigned char[64]);
+    HeapStack stack(buffer.get(), 64);
+    unsigned char* const block = stack.allocate(10);
+    testing::internal::CaptureStdout();
+    stack.validate(nullptr);
+    stack.validate(block);
+    Ostrel::storeU32(block + 10, 11);
+    stack.validate(block);
+    Ostrel::storeU32(block - 4, 0x7FFFFFFF); // the other size would lie far outside
+    stack.validate(block);
+    stack.validate(buffer.get() + 7);
+    stack.validate(buffer.get() + 65);
+    const void* const header = block - 8;
+    char expected[600];
+    snprintf(expected, sizeof(expected),
+             FAILED "Side1ptr=%p, Side2ptr=%p,  side1Size=10 != side2Side=11 \n"        //
+             FAILED "Side1ptr=%p, Side2ptr=%p,  side1Size=2147483647 != side2Side=0 \n" //
+             FAILED "ptr=%p outside the HeapStack Pool\n" FAILED "ptr=%p outside the HeapStack Pool\n",
+             header, static_cast<void*>(block + 10), header, static_cast<void*>(block + 0x7FFFFFFF),
+             static_cast<void*>(buffer.get() + 7), static_cast<void*>(buffer.get() + 65));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+}
+
+TEST(MemPoolTest, ChunksOfBothKindsOfPool)
+{
+    for (const unsigned int count : {1, 7, 8, 9, 12, 64, 300}) {
+        for (const unsigned int chunkSize : {1, 3, 8, 40, 4097}) {
+            SCOPED_TRACE(testing::Message() << count << " chunks of " << chunkSize);
+            DynamicMemPool owning(chunkSize, count);
+            exercise(owning, count, chunkSize);
+            const std::unique_ptr<unsigned char[]> buffer(new unsigned char[count * chunkSize]); // bits in it
+            DynamicMemPool borrowing(chunkSize, buffer.get(), count * chunkSize);
+            exercise(borrowing, count * chunkSize * 8 / (chunkSize * 8 + 1), chunkSize);
+        }
+    }
+}
+
+TEST(MemPoolTest, CountsAndAddressesAtTheEdges)
+{
+    static const unsigned int CASES[][3] = {{8, 100, 12}, {8, 8, 0}, {8, 9, 1}, {0, 3, 24}, {0xFFFFFFFF, 100, 0}};
+    unsigned char buffer[100];
+    for (const auto& c : CASES) {
+        DynamicMemPool pool(c[0], buffer, c[1]);
+        EXPECT_EQ(pool.getFreeChunks(), c[2]);
+        EXPECT_EQ(pool.allocate(), c[2] == 0 ? nullptr : buffer);
+        pool.release(buffer + 100); // outside, except where all chunks are one
+        EXPECT_EQ(pool.getFreeChunks(), c[0] == 0 || c[2] == 0 ? c[2] : c[2] - 1);
+    }
+    EXPECT_EQ(DynamicMemPool(0xFFFFFFFF, 0xFFFFFFFF).allocate(), nullptr); // no such storage
+    for (unsigned int value = 1; value < 256; ++value)
+        EXPECT_EQ(MemPoolBase::_bitLookup[value], __builtin_popcount(value) << 4 | __builtin_ctz(value));
+    EXPECT_EQ(MemPoolBase::_bitLookup[0], 8);
+}
