@@ -45,16 +45,15 @@ void exercise(DynamicMemPool& pool, unsigned int count, unsigned int chunkSize)
 
 TEST(HeapStackTest, LayoutOfTwoBlocksAndFreeingTheOlder)
 {
-    unsigned char buffer[64] = {};
+    unsigned char buffer[64];
     HeapStack stack(buffer, sizeof(buffer));
     EXPECT_EQ(stack.allocate(10), buffer + 50);
     EXPECT_EQ(stack.allocate(4), buffer + 38);
     static const unsigned int WORDS[][2] = {{0, 26}, {30, 26}, {34, 4}, {42, 4}, {46, 10}, {60, 10}};
     for (const auto& word : WORDS)
         EXPECT_EQ(Ostrel::loadU32(buffer + word[0]), word[1]) << "at " << word[0];
-    stack.free(nullptr);
     stack.free(buffer + 50);
-    EXPECT_EQ(stack.getFreeCount(), 56u);
+    EXPECT_EQ(Ostrel::loadU32(buffer), 56u);
     EXPECT_EQ(Ostrel::loadU32(buffer + 60), 56u);
 }
 
@@ -77,10 +76,11 @@ TEST(HeapStackTest, BlocksOfAllSizesInBuffersOfAllSizes)
                 ASSERT_EQ(std::count(blocks[count], blocks[count] + n, count), n);
             }
             ASSERT_EQ(stack.getFreeCount(), room);
-            ASSERT_EQ(stack.allocate(0xFFFFFFFF), nullptr);
         }
     }
     EXPECT_EQ(HeapStack(nullptr, 64).allocate(0), nullptr);
+    unsigned char buffer[64];
+    EXPECT_EQ(HeapStack(buffer, 64).allocate(0xFFFFFFFF), nullptr);
 }
 
 TEST(HeapStackTest, ValidationSaysWhatIsBroken)
@@ -134,6 +134,9 @@ TEST(MemPoolTest, CountsAndAddressesAtTheEdges)
         EXPECT_EQ(pool.getFreeChunks(), c[0] == 0 || c[2] == 0 ? c[2] : c[2] - 1);
     }
     EXPECT_EQ(DynamicMemPool(0xFFFFFFFF, 0xFFFFFFFF).allocate(), nullptr); // no such storage
+    unsigned char bitmap[] = {0, 0x14};
+    EXPECT_EQ(MemPoolBase::allocate(3, 2, buffer, bitmap), buffer + 30);
+    EXPECT_EQ(bitmap[1], 0x10);
     for (unsigned int value = 1; value < 256; ++value)
         EXPECT_EQ(MemPoolBase::_bitLookup[value], __builtin_popcount(value) << 4 | __builtin_ctz(value));
     EXPECT_EQ(MemPoolBase::_bitLookup[0], 8);
