@@ -29,9 +29,12 @@ void addBenchmark(const std::string& work, const std::string& input, const std::
 
 // One function a file of benchmarks.
 void registerBase64Benchmarks();
+void registerDataObjectBenchmarks();
+void registerJsonDataBenchmarks();
 void registerJsonParseBenchmarks(const Document& document);
 void registerJsonTreeBenchmarks(const Document& document);
 void registerLookupBenchmarks();
 void registerMemoryBenchmarks();
 void registerObservableBenchmarks();
+void registerPropertyMapBenchmarks();
 void registerTextBenchmarks();

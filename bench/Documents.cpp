@@ -49,7 +49,7 @@ std::vector<Document> loadDocuments(const std::vector<std::string>& paths)
     for (const std::string& path : paths)
         documents.push_back({getBaseName(path), path, readFile(path)});
 
-    const std::string path = "generated.json";
+    const std::string path = "generated.json"; // in the folder that the benchmarks run in
     documents.push_back({"generated", path, generate()});
     std::ofstream(path, std::ios::binary) << documents.back().text;
     return documents;

@@ -10,9 +10,12 @@ int main(int argc, char** argv)
         registerJsonTreeBenchmarks(document);
     }
     registerBase64Benchmarks();
+    registerDataObjectBenchmarks();
+    registerJsonDataBenchmarks();
     registerLookupBenchmarks();
     registerMemoryBenchmarks();
     registerObservableBenchmarks();
+    registerPropertyMapBenchmarks();
     registerTextBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -1,5 +1,5 @@
 /// A stretch of text that is examined at once: 16 bytes where the processor has vectors, else one machine word.
-/// Private to the JSON reader.
+/// Private to the JSON reader and to the query in place.
 ///
 /// Units:     bytes; positions count from the block's first byte in memory.
 /// Ownership: the bytes are copied in and out.
@@ -18,6 +18,9 @@
 #endif
 
 namespace json {
+
+/// Without the bit that tells '{' from '[' and '}' from ']'.
+const unsigned char BRACKET_MASK = 0xDF;
 
 #if defined(__SSE2__)
 
@@ -41,7 +44,22 @@ public:
         return findFirst(~gather(blanks));
     }
 
+    /// The position of the first bracket or brace of any kind for which `accept(position)` holds, `SIZE` without one.
+    template <class Accept>
+    unsigned int findBracket(const Accept& accept) const
+    {
+        const JsonBlock square(_mm_and_si128(_bytes, _mm_set1_epi8(static_cast<char>(BRACKET_MASK))));
+        for (unsigned int left = gather(_mm_or_si128(square.equal('['), square.equal(']'))); left != 0;
+             left &= left - 1) {
+            if (accept(findFirst(left)))
+                return findFirst(left);
+        }
+        return SIZE;
+    }
+
 private:
+    explicit JsonBlock(__m128i bytes) : _bytes(bytes) {}
+
     __m128i equal(char byte) const { return _mm_cmpeq_epi8(_bytes, _mm_set1_epi8(byte)); }
 
     static unsigned int gather(__m128i matches) { return static_cast<unsigned int>(_mm_movemask_epi8(matches)); }
@@ -65,21 +83,39 @@ public:
 
     void store(char* to) const { vst1q_u8(reinterpret_cast<uint8_t*>(to), _bytes); }
 
-    unsigned int findQuoteOrBackslash() const { return findFirst(vorrq_u8(equal('"'), equal('\\'))); }
+    unsigned int findQuoteOrBackslash() const { return findFirst(gather(vorrq_u8(equal('"'), equal('\\')))); }
 
     unsigned int findNonBlank() const
     {
-        return findFirst(vmvnq_u8(vorrq_u8(vorrq_u8(equal(' '), equal('\n')), vorrq_u8(equal('\t'), equal('\r')))));
+        return findFirst(
+            gather(vmvnq_u8(vorrq_u8(vorrq_u8(equal(' '), equal('\n')), vorrq_u8(equal('\t'), equal('\r'))))));
+    }
+
+    template <class Accept>
+    unsigned int findBracket(const Accept& accept) const
+    {
+        const JsonBlock square(vandq_u8(_bytes, vdupq_n_u8(BRACKET_MASK)));
+        for (uint64_t left = gather(vorrq_u8(square.equal('['), square.equal(']'))); left != 0; left &= left - 1) {
+            if (accept(findFirst(left)))
+                return findFirst(left);
+        }
+        return SIZE;
     }
 
 private:
+    explicit JsonBlock(uint8x16_t bytes) : _bytes(bytes) {}
+
     uint8x16_t equal(uint8_t byte) const { return vceqq_u8(_bytes, vdupq_n_u8(byte)); }
 
-    static unsigned int findFirst(uint8x16_t matches)
+    /// The top bit of four for each byte, since there is no instruction that gathers one.
+    static uint64_t gather(uint8x16_t matches)
     {
-        // Four bits of the mask for each byte, since there is no instruction that gathers one.
         const uint8x8_t nibbles = vshrn_n_u16(vreinterpretq_u16_u8(matches), 4);
-        const uint64_t mask = vget_lane_u64(vreinterpret_u64_u8(nibbles), 0);
+        return vget_lane_u64(vreinterpret_u64_u8(nibbles), 0) & 0x8888888888888888ULL;
+    }
+
+    static unsigned int findFirst(uint64_t mask)
+    {
         return mask == 0 ? SIZE : static_cast<unsigned int>(__builtin_ctzll(mask)) / 4;
     }
 
@@ -105,7 +141,20 @@ public:
         return findFirst(~(equal(' ') | equal('\n') | equal('\t') | equal('\r')) & ~LOW_BITS);
     }
 
+    template <class Accept>
+    unsigned int findBracket(const Accept& accept) const
+    {
+        const JsonBlock square(_bytes & (ONES * BRACKET_MASK));
+        for (Word left = square.equal('[') | square.equal(']'); left != 0; left = dropFirst(left)) {
+            if (accept(findFirst(left)))
+                return findFirst(left);
+        }
+        return SIZE;
+    }
+
 private:
+    explicit JsonBlock(Word bytes) : _bytes(bytes) {}
+
     static constexpr Word ONES = static_cast<Word>(0x0101010101010101ULL);
     static constexpr Word LOW_BITS = ONES * 0x7F;
 
@@ -125,6 +174,15 @@ private:
         return static_cast<unsigned int>(__builtin_ctzll(wide)) / 8;
 #else
         return static_cast<unsigned int>(__builtin_clzll(wide)) / 8 - (sizeof(wide) - SIZE);
+#endif
+    }
+
+    static Word dropFirst(Word matches)
+    {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        return matches & (matches - 1);
+#else
+        return matches & (~static_cast<Word>(0) >> (8 * findFirst(matches) + 1));
 #endif
     }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdarg>
 #include <string>
 
 #include "ostrel/ArrayList.h"
@@ -19,7 +20,13 @@ namespace Ostrel {
 ///
 ///     int port = root.get("servers").get(0).get("port").toInt(80);
 ///
-/// Parsers build trees (`DataObjectHandler`), and a tree writes itself into any `StructBuilder` with `serialize`.
+/// Parsers build trees (`DataObjectHandler`), and so does a format, which lists a tree's values in the manner of
+/// printf:
+///
+///     AutoPtr<DataObject> request = DataObject::parse("{'name': %s, 'ids': [1, 2, %d]}", name, id);
+///
+/// `docs/format-strings.md` explains the format language. A tree writes itself into any `StructBuilder` with
+/// `serialize`.
 ///
 /// Units:     texts are NUL-terminated UTF-8; indexes count children from 0.
 /// Ownership: containers own their children. An `AutoPtr` argument is taken over whatever the result; a child that
@@ -58,6 +65,13 @@ public:
     /// is null.
     static AutoPtr<DataObject> createString(const char* text);
     static AutoPtr<DataObject> createString(const ReadableString& text);
+
+    /// The value that `format` starts with, built from the arguments behind it; what follows the value is ignored. An
+    /// empty pointer when there is none. A list is read as far as it goes, while a map with a fault is no value; most
+    /// faults are reported (recoverable). The compiler checks the arguments as it does for printf, so it warns of a
+    /// percent sign inside a quoted text: pass such a text through %s.
+    [[gnu::format(printf, 1, 2)]] static AutoPtr<DataObject> parse(const char* format, ...);
+    [[gnu::format(printf, 1, 0)]] static AutoPtr<DataObject> vparse(const char* format, va_list arguments);
 
     DataObject() = default;
     DataObject(const DataObject&) = delete;
@@ -100,6 +114,11 @@ public:
     virtual AutoPtr<DataObject> unset(int index);
     /// 0, -1 when this is not a list or has no such child: a list grows through `append` only.
     virtual int set(int index, AutoPtr<DataObject> child);
+
+    // The same with the value of a format, as `parse` reads it. One that gives no value stores a missing child.
+    [[gnu::format(printf, 2, 3)]] int append(const char* format, ...);
+    [[gnu::format(printf, 3, 4)]] int set(const char* key, const char* format, ...);
+    [[gnu::format(printf, 3, 4)]] int set(int index, const char* format, ...);
 
     virtual const unsigned char* binaryValue() const; ///< Null: no kind holds bytes.
     virtual unsigned int binaryLength() const;        ///< Bytes; 0.
@@ -200,6 +219,7 @@ public:
 
     ~DataObjectList() override;
 
+    using DataObject::append;
     using DataObject::get;
     using DataObject::has;
     using DataObject::print;

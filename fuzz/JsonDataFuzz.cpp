@@ -1,0 +1,56 @@
+// Any bytes as a view, followed by the one byte that must be readable. The first bytes choose what is asked of it.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "ostrel/AutoPtr.h"
+#include "json/JsonData.h"
+
+using json::JsonData;
+
+namespace {
+
+void requireInside(const JsonData& view, const JsonData& outer)
+{
+    if (view.getData() == nullptr ? view.isValid()
+                                  : view.getData() < outer.getData() ||
+                                        view.getData() + view.getLength() > outer.getData() + outer.getLength())
+        abort();
+}
+
+void convert(const JsonData& view)
+{
+    view.toInt();
+    view.toFloat();
+    requireInside(view.toString(), view);
+    view.print("log");
+    JsonData checked = view;
+    if (checked.validate() == 0 ? checked.getLength() != view.getLength() : checked.isValid())
+        abort();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    static FILE* const sink = freopen("/dev/null", "w", stdout); // what print writes
+    const size_t STEPS = 3;
+    if (size < STEPS || sink == nullptr)
+        return 0;
+    const size_t length = size - STEPS;
+    const Ostrel::AutoPtr<char[]> text(new char[length + 1]);
+    memcpy(text.get(), data + STEPS, length);
+    text[length] = '\0';
+
+    JsonData view(text.get(), static_cast<unsigned int>(length));
+    for (size_t step = 0; step < STEPS; ++step) {
+        convert(view);
+        const char key[] = {static_cast<char>(data[step]), '\0'};
+        const JsonData inner = data[step] < ' ' ? view[data[step]] : view(key);
+        requireInside(inner, view);
+        view = inner;
+    }
+    convert(view);
+    return 0;
+}

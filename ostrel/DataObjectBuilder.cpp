@@ -1,0 +1,189 @@
+#include "ostrel/DataObjectBuilder.h"
+
+#include "ostrel/Report.h"
+
+namespace Ostrel {
+
+DataObjectBuilder::DataObjectBuilder() : m_errorText(nullptr), m_pendingKey(nullptr) {}
+
+DataObjectBuilder::~DataObjectBuilder() = default;
+
+const char* DataObjectBuilder::getErrorString() const
+{
+    return m_errorText;
+}
+
+void DataObjectBuilder::reset()
+{
+    m_errorText = nullptr;
+    m_handler.reset();
+}
+
+bool DataObjectBuilder::isOk() const
+{
+    return m_errorText != nullptr; // the wrong way round, and callers have come to rely on it
+}
+
+StructBuilder& DataObjectBuilder::map(const char* key)
+{
+    m_handler.objectStart(nullptr, key);
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::map()
+{
+    map(m_pendingKey);
+    m_pendingKey = nullptr;
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::list(const char* key)
+{
+    m_handler.arrayStart(nullptr, key);
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::list()
+{
+    list(m_pendingKey);
+    m_pendingKey = nullptr;
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::end()
+{
+    const DataObjectHandler::DataObjectHandlerInfo* top = m_handler.getTopOfStack().get();
+    if (top == nullptr)
+        return *this;
+
+    if (top->type == DataObjectHandler::TYPE_LIST)
+        m_handler.arrayEnd(nullptr);
+    else if (top->type == DataObjectHandler::TYPE_MAP)
+        m_handler.objectEnd(nullptr);
+    else
+        m_errorText = "Invalid end call";
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::add(const char* key, const Serializable& value)
+{
+    const DataObjectHandler::DataObjectHandlerInfo* top = m_handler.getTopOfStack().get();
+    if (top == nullptr) {
+        m_errorText = "Unable to add serializable without nesting";
+        return *this;
+    }
+    if (top->type != DataObjectHandler::TYPE_MAP) {
+        m_errorText = "Invalid add with key on non-object";
+        return *this;
+    }
+    const char* const outerKey = m_pendingKey;
+    m_pendingKey = key;
+    value.serialize(*this);
+    m_pendingKey = outerKey; // also after a value that made no call: its key must not reach the next one
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::add(const Serializable& value)
+{
+    const DataObjectHandler::DataObjectHandlerInfo* top = m_handler.getTopOfStack().get();
+    if (top == nullptr || top->type != DataObjectHandler::TYPE_LIST) {
+        m_errorText = "Add with no key requires top of stack to be a list.";
+        return *this;
+    }
+    // The value describes itself to a builder that is thrown away: the list stays as it is. Callers count on lists
+    // coming out empty.
+    DataObjectBuilder dropped;
+    value.serialize(dropped);
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::add(const char* key, int value)
+{
+    return add(key, static_cast<long long>(value));
+}
+
+StructBuilder& DataObjectBuilder::add(const char* key, long long value)
+{
+    m_handler.onInteger(nullptr, key, value);
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::add(int value)
+{
+    return add(static_cast<long long>(value));
+}
+
+StructBuilder& DataObjectBuilder::add(long long value)
+{
+    return addKeyless(value);
+}
+
+StructBuilder& DataObjectBuilder::add(const char*, double)
+{
+    return refuseDouble();
+}
+
+StructBuilder& DataObjectBuilder::add(const char*, double, unsigned char)
+{
+    return refuseDouble();
+}
+
+StructBuilder& DataObjectBuilder::add(double value)
+{
+    return addKeyless(value);
+}
+
+StructBuilder& DataObjectBuilder::add(double value, unsigned char digits)
+{
+    return addKeyless(value, digits);
+}
+
+StructBuilder& DataObjectBuilder::add(const char* key, const char* value)
+{
+    m_handler.onString(nullptr, key, value);
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::add(const char* value)
+{
+    return addKeyless(value);
+}
+
+StructBuilder& DataObjectBuilder::add(const char* key, bool value)
+{
+    m_handler.onBoolean(nullptr, key, value);
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::add(bool value)
+{
+    return addKeyless(value);
+}
+
+StructBuilder& DataObjectBuilder::add(const char* key, NullType)
+{
+    m_handler.onNull(nullptr, key);
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::add(NullType value)
+{
+    return addKeyless(value);
+}
+
+/// Under the pending key, which it uses up; null without one.
+template <class... Value>
+StructBuilder& DataObjectBuilder::addKeyless(Value... value)
+{
+    add(m_pendingKey, value...);
+    m_pendingKey = nullptr;
+    return *this;
+}
+
+StructBuilder& DataObjectBuilder::refuseDouble()
+{
+    OSTREL_REPORT(FATAL, "Not Implemented");
+    return *this;
+}
+
+} // namespace Ostrel

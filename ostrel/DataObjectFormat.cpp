@@ -1,0 +1,409 @@
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "ostrel/DataObject.h"
+#include "ostrel/Narrowing.h"
+#include "ostrel/Report.h"
+
+namespace Ostrel {
+
+namespace {
+
+// The name that log collectors know these reports by.
+const char REPORTING_FILE[] = "ostrel/DataObject.cpp";
+
+#define REPORT_FAULT(text, ...)                                                                                        \
+    reportMessage(Severity::RECOVERABLE, "%s:%d - '" text "'", REPORTING_FILE, __LINE__, ##__VA_ARGS__)
+
+/// A terminated copy of a stretch of text; a short one needs no heap.
+class TerminatedText
+{
+public:
+    /// Null when memory is exhausted.
+    const char* assign(const char* text, size_t length)
+    {
+        char* copy = _short;
+        if (length >= sizeof(_short)) {
+            _long.reset(new (std::nothrow) char[length + 1]);
+            copy = _long.get();
+            if (copy == nullptr)
+                return nullptr;
+        }
+        memcpy(copy, text, length);
+        copy[length] = '\0';
+        return copy;
+    }
+
+private:
+    char _short[64];
+    AutoPtr<char[]> _long;
+};
+
+/// What the scalar reader found: the value itself, so that a key costs no node.
+struct Scalar
+{
+    enum Kind { NONE, INTEGER, TEXT, QUOTED_TEXT, NOTHING };
+
+    static Scalar none() { return {NONE, 0, nullptr, 0}; }
+    static Scalar integer(long long number) { return {INTEGER, number, nullptr, 0}; }
+    static Scalar text(const char* text) { return {TEXT, 0, text == nullptr ? "" : text, 0}; }
+    static Scalar quotedText(const char* text, size_t length) { return {QUOTED_TEXT, 0, text, length}; }
+    static Scalar nothing() { return {NOTHING, 0, nullptr, 0}; }
+
+    Kind kind;
+    long long number;
+    const char* begin;
+    size_t length; ///< Of a quoted text, which is not terminated.
+};
+
+AutoPtr<DataObject> makeNode(const Scalar& scalar)
+{
+    switch (scalar.kind) {
+    case Scalar::INTEGER:
+        return DataObject::createInt(scalar.number);
+    case Scalar::TEXT:
+        return DataObject::createString(scalar.begin);
+    case Scalar::QUOTED_TEXT: {
+        TerminatedText copy;
+        const char* const text = copy.assign(scalar.begin, scalar.length);
+        return text == nullptr ? AutoPtr<DataObject>() : DataObject::createString(text);
+    }
+    case Scalar::NOTHING:
+        return AutoPtr<DataObject>(new (std::nothrow) NullDataObject);
+    case Scalar::NONE:
+        break;
+    }
+    return AutoPtr<DataObject>();
+}
+
+bool isWhiteSpace(char c)
+{
+    if (c >= ' ' && c < 0x7F) // the same in every locale, and nearly all that formats hold
+        return c == ' ';
+    return isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+/// The end of the number at `text` if it is decimal and cannot overflow, as nearly all are; null for any other. Takes a
+/// tenth off the time of a format.
+const char* readShortDecimal(const char* text, long long& number)
+{
+    const int safeDigits = 18;
+
+    const char* end = text;
+    for (number = 0; *end >= '0' && *end <= '9' && end - text < safeDigits; ++end)
+        number = number * 10 + (*end - '0');
+    return *text == '0' || end - text == safeDigits ? nullptr : end;
+}
+
+/// Whether a quote before `c` closes its text.
+bool endsText(char c)
+{
+    return c == ']' || c == '}' || c == ':' || c == ',' || c == '\0';
+}
+
+/// The text of a map's key, kept while the value is read.
+class Key
+{
+public:
+    /// Null when the scalar is no key.
+    const char* assign(const Scalar& scalar)
+    {
+        if (scalar.kind == Scalar::TEXT)
+            return scalar.begin;
+        if (scalar.kind == Scalar::QUOTED_TEXT)
+            return _text.assign(scalar.begin, scalar.length);
+        // The smallest number stands for what is no number, so it is no key either.
+        const int number = scalar.kind == Scalar::INTEGER ? toLow32Bits(scalar.number) : INT_MIN;
+        return number == INT_MIN ? nullptr : write(number);
+    }
+
+private:
+    static const unsigned int MAX_DIGITS = 16;
+
+    const char* write(int number)
+    {
+        char digits[MAX_DIGITS];
+        const int length = snprintf(digits, sizeof(digits), "%d", number);
+        if (static_cast<unsigned int>(length) >= sizeof(digits)) {
+            reportFailedCheck(Severity::FATAL, REPORTING_FILE, __LINE__,
+                              "static_cast<unsigned int>(rc) < sizeof(keybuf)");
+            return nullptr;
+        }
+        return _text.assign(digits, static_cast<size_t>(length));
+    }
+
+    TerminatedText _text;
+};
+
+/// Reads a format. Both cursors, in the format and in the arguments, are members: a `va_list` passed on by value would
+/// start again at the same argument on some processors.
+class FormatReader
+{
+public:
+    FormatReader(const char* format, va_list arguments) : _cursor(format) { va_copy(_arguments, arguments); }
+    ~FormatReader() { va_end(_arguments); }
+    FormatReader(const FormatReader&) = delete;
+    FormatReader& operator=(const FormatReader&) = delete;
+
+    AutoPtr<DataObject> readValue();
+
+private:
+    Scalar readScalar();
+    Scalar readDirective();
+    Scalar readLongDirective();
+    Scalar readQuotedText();
+    Scalar readInteger();
+    Scalar readNull();
+    AutoPtr<DataObject> readList();
+    AutoPtr<DataObject> readMap();
+    bool readEntry(DataObject& map);
+    void skipWhiteSpace();
+    void skipSeparator();
+    bool isAtEndOf(char closing) const { return *_cursor == closing || *_cursor == '\0'; }
+
+    const char* _cursor;
+    va_list _arguments;
+};
+
+AutoPtr<DataObject> FormatReader::readValue()
+{
+    const Scalar scalar = readScalar();
+    if (scalar.kind != Scalar::NONE)
+        return makeNode(scalar);
+
+    // Also behind a scalar with a fault: what it left over may be a collection.
+    skipWhiteSpace();
+    if (*_cursor == '[')
+        return readList();
+    if (*_cursor == '{')
+        return readMap();
+    return AutoPtr<DataObject>();
+}
+
+Scalar FormatReader::readScalar()
+{
+    skipWhiteSpace();
+    switch (*_cursor) {
+    case '%':
+        ++_cursor;
+        return readDirective();
+    case '\'':
+        ++_cursor;
+        return readQuotedText();
+    case 'n':
+        return readNull();
+    default:
+        // No sign: a negative number comes from a directive.
+        return *_cursor >= '0' && *_cursor <= '9' ? readInteger() : Scalar::none();
+    }
+}
+
+Scalar FormatReader::readDirective()
+{
+    switch (*_cursor) {
+    case 'd':
+        ++_cursor;
+        return Scalar::integer(va_arg(_arguments, int));
+    case 's':
+        ++_cursor;
+        return Scalar::text(va_arg(_arguments, const char*));
+    case 'l':
+        ++_cursor;
+        return readLongDirective();
+    case 'p':
+        // The pointer is not taken from the arguments: the next directive gets it. Formats that count on it exist.
+        ++_cursor;
+        REPORT_FAULT("Not supported");
+        return Scalar::none();
+    default:
+        REPORT_FAULT("Unexpected format char (%c)", *_cursor);
+        return Scalar::none();
+    }
+}
+
+/// Behind the first "l". What is no directive ends behind its last "l".
+Scalar FormatReader::readLongDirective()
+{
+    const bool isLongLong = *_cursor == 'l';
+    if (isLongLong)
+        ++_cursor;
+    if (*_cursor != 'd')
+        return Scalar::none();
+
+    ++_cursor;
+    return Scalar::integer(isLongLong ? va_arg(_arguments, long long) : va_arg(_arguments, long));
+}
+
+Scalar FormatReader::readQuotedText()
+{
+    const char* const text = _cursor;
+    const char* quote = text;
+    while (*quote != '\0' && !(*quote == '\'' && endsText(quote[1])))
+        ++quote;
+    if (*quote == '\0') {
+        REPORT_FAULT("Invalid string format (%s)", text);
+        return Scalar::none();
+    }
+    _cursor = quote + 1;
+    return Scalar::quotedText(text, static_cast<size_t>(quote - text));
+}
+
+Scalar FormatReader::readInteger()
+{
+    long long number = 0;
+    const char* end = readShortDecimal(_cursor, number);
+    if (end == nullptr) {
+        char* stop = nullptr;
+        errno = 0; // an old error would refuse a zero
+        number = strtoll(_cursor, &stop, 0);
+        end = stop;
+        if (end == _cursor || (number == 0 && errno != 0)) {
+            REPORT_FAULT("Invalid integer format (%s)", _cursor);
+            return Scalar::none();
+        }
+    }
+    _cursor = end;
+    return Scalar::integer(number);
+}
+
+Scalar FormatReader::readNull()
+{
+    for (const char* expected = "null"; *expected != '\0'; ++expected) {
+        if (*_cursor != *expected) {
+            REPORT_FAULT("Unexpected characters (%s)", _cursor);
+            if (*_cursor != '\0')
+                ++_cursor;
+            return Scalar::none();
+        }
+        ++_cursor;
+    }
+    return Scalar::nothing();
+}
+
+/// A list never fails: it ends where no value can be read.
+AutoPtr<DataObject> FormatReader::readList()
+{
+    ++_cursor;
+    AutoPtr<DataObject> list(new (std::nothrow) DataObjectList);
+    if (list == nullptr)
+        return list;
+
+    while (!isAtEndOf(']')) {
+        AutoPtr<DataObject> value = readValue();
+        if (value == nullptr || list->append(std::move(value)) != 0)
+            break;
+        skipSeparator();
+    }
+    if (*_cursor == ']')
+        ++_cursor;
+    return list;
+}
+
+AutoPtr<DataObject> FormatReader::readMap()
+{
+    ++_cursor;
+    AutoPtr<DataObject> map(new (std::nothrow) DataObjectMap);
+    if (map == nullptr)
+        return map;
+
+    while (!isAtEndOf('}')) {
+        if (!readEntry(*map)) {
+            map.reset();
+            REPORT_FAULT("Invalid map input @ %s\n", _cursor);
+            return map;
+        }
+    }
+    // The cursor stays on the brace, which so ends the collection around it as well. Formats that count on it exist.
+    return map;
+}
+
+bool FormatReader::readEntry(DataObject& map)
+{
+    Key storage;
+    const char* const key = storage.assign(readScalar());
+    if (key == nullptr) {
+        REPORT_FAULT("unable to parse key");
+        return false;
+    }
+    if (map.has(key)) {
+        REPORT_FAULT("duplicate key: '%s'", key);
+        return false;
+    }
+    skipWhiteSpace();
+    if (*_cursor != ':')
+        return false;
+
+    ++_cursor;
+    AutoPtr<DataObject> value = readValue();
+    if (value == nullptr || map.set(key, std::move(value)) != 0)
+        return false;
+    skipSeparator();
+    return true;
+}
+
+void FormatReader::skipWhiteSpace()
+{
+    while (isWhiteSpace(*_cursor))
+        ++_cursor;
+}
+
+void FormatReader::skipSeparator()
+{
+    skipWhiteSpace();
+    if (*_cursor == ',')
+        ++_cursor;
+}
+
+} // namespace
+
+AutoPtr<DataObject> DataObject::parse(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    AutoPtr<DataObject> value = vparse(format, arguments);
+    va_end(arguments);
+    return value;
+}
+
+AutoPtr<DataObject> DataObject::vparse(const char* format, va_list arguments)
+{
+    if (format == nullptr)
+        return AutoPtr<DataObject>();
+    return FormatReader(format, arguments).readValue();
+}
+
+int DataObject::append(const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const int code = append(vparse(format, arguments));
+    va_end(arguments);
+    return code;
+}
+
+int DataObject::set(const char* key, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const int code = set(key, vparse(format, arguments));
+    va_end(arguments);
+    return code;
+}
+
+int DataObject::set(int index, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    const int code = set(index, vparse(format, arguments));
+    va_end(arguments);
+    return code;
+}
+
+} // namespace Ostrel

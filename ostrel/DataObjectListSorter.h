@@ -1,0 +1,51 @@
+#pragma once
+
+#include "ostrel/DataObject.h"
+#include "ostrel/Export.h"
+#include "ostrel/WeakPtr.h"
+
+/// Sorts the children of a `DataObjectList` in place.
+///
+///     bool comesFirst(Ostrel::WeakPtr<Ostrel::DataObject> a, Ostrel::WeakPtr<Ostrel::DataObject> b)
+///     {
+///         return a->toInt64(0) < b->toInt64(0);
+///     }
+///
+///     DataObjectListSorter sort(comesFirst);
+///     sort(list);
+///
+/// A quicksort with the last child of a range as its pivot: not stable, and quadratic on a list that is sorted already.
+/// Children change places by deep copies, so a list of large subtrees is sorted slowly.
+///
+/// Units:     positions count children from 0; a range is [lo, hi) but for `partition`, and lies inside the list.
+/// Ownership: the comparator and the list stay the caller's. References to children die, also where the order was
+/// right. Errors:    a null list is reported (fatal "m_ptr") and left alone. When memory is exhausted, a copy of a
+/// collection
+///            that fails leaves both children where they are, and one of a scalar throws bad_alloc; no child is lost.
+/// Threads:   as the list.
+class OSTREL_EXPORT DataObjectListSorter
+{
+public:
+    /// True when `a` must come before `b`, false for equal ones. A missing child is seen as the invalid object.
+    using Less = bool (*)(Ostrel::WeakPtr<Ostrel::DataObject> a, Ostrel::WeakPtr<Ostrel::DataObject> b);
+
+    explicit DataObjectListSorter(Less less) : _less(less) {}
+
+    void operator()(const Ostrel::WeakPtr<Ostrel::DataObjectList>& list) const;
+
+    // The steps, for parts of a list. They work on anything with children at positions.
+    void quickSort(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int lo, int hi) const;
+
+    /// Moves what comes before the child at `hi` to its left and the rest to its right, in the range [lo, hi]. The
+    /// place where that child ends up.
+    int partition(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int lo, int hi) const;
+
+    void selectionSort(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int lo, int hi) const;
+    void swap(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int i, int j) const;
+
+    /// For ranges that are nearly sorted. Equal children change their order.
+    void insertionSort(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int lo, int hi) const;
+
+private:
+    Less _less;
+};

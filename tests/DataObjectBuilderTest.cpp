@@ -1,0 +1,99 @@
+#include "ostrel/DataObjectBuilder.h"
+
+#include "tests/support/LogBuilder.h"
+#include "tests/support/RecordingPolicy.h"
+
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
+
+namespace {
+
+/// Describes itself by no call at all.
+struct Silent : Serializable
+{
+    const char* getTypeName() const override { return "Silent"; }
+    void serialize(WeakPtr<StructBuilder>) const override {}
+};
+
+} // namespace
+
+class DataObjectBuilderTest : public ReportTest
+{
+protected:
+    void expectTree(const char* tree, const char* error = nullptr)
+    {
+        LogBuilder log;
+        if (const DataObject* root = _tree.getRoot().get())
+            root->serialize(log);
+        EXPECT_EQ(log.text, tree);
+        EXPECT_STREQ(_builder.getErrorString(), error);
+        EXPECT_EQ(_builder.isOk(), error != nullptr) << "true only with an error";
+        _builder.reset();
+    }
+    void expectEmptyStack() { expectFailedCheck(Severity::FATAL, "DataObjectHandler", 0, "!m_objectStack.isEmpty()"); }
+
+    DataObjectBuilder _tree;
+    StructBuilder& _builder = _tree;
+};
+
+TEST_F(DataObjectBuilderTest, CallsBecomeATree)
+{
+    _builder.map().add("int", -1).add("wide", 1LL << 40).add("text", "x").add("flag", true);
+    _builder.list("list").add(1).add(-2LL).add("y").add(false).add(StructBuilder::NullType()).add("ignored", 3);
+    _builder.list().end().map().add("k", StructBuilder::NullType()).end().end().map("map").end().end();
+    expectTree("{flag:i1 int:i-1 list:[i1 i-2 s(y) i0 null i3 [] {k:null } ] map:{} text:s(x) wide:i1099511627776 } ");
+    expectTree("");
+    _builder.map().end().add("late", 1).end(); // a root takes one end too many
+    _builder.end();
+    expectEmptyStack();
+    expectTree("{late:i1 } ");
+}
+
+TEST_F(DataObjectBuilderTest, TreesAreCopiedButForWhatListsHold)
+{
+    const AutoPtr<DataObject> source = DataObject::parse("{'a':1, 'list':[1, 'x', [2]], 'n':null, 'map':{'t':%s", "x");
+    source->serialize(_builder);
+    expectTree("{a:i1 list:[] map:{t:s(x) } n:null } ");
+    _builder.list().add(*source).add(7).add(*DataObject::createInt(1));
+    expectTree("[i7 ] ");
+}
+
+TEST_F(DataObjectBuilderTest, APendingKeyIsUsedUpByOneCall)
+{
+    struct Nesting : Silent
+    {
+        void serialize(WeakPtr<StructBuilder> builder) const override
+        {
+            builder->map().add("inner", Silent()).end().add(5); // the 5 has no key left
+        }
+    };
+    _builder.map().add("used", *DataObject::createInt(1)).add("silent", Silent()).add("outer", Nesting());
+    _builder.add(2).list().end(); // neither has a key: a map refuses them, and what is refused has no end
+    expectTree("{outer:{} used:i1 } ", "Invalid end call");
+}
+
+TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)
+{
+    const AutoPtr<DataObject> number = DataObject::createInt(1);
+    _builder.add("k", *number);
+    expectEmptyStack();
+    expectTree("", "Unable to add serializable without nesting");
+    _builder.add(*number);
+    expectEmptyStack();
+    expectTree("", "Add with no key requires top of stack to be a list.");
+    _builder.map().add(*number).list("list").add("k", *number); // the last one counts
+    expectTree("{list:[] } ", "Invalid add with key on non-object");
+    _builder.add(5).end().end();
+    expectTree("i5 ", "Invalid end call");
+}
+
+TEST_F(DataObjectBuilderTest, DoublesAreReportedAndDropped)
+{
+    struct Number : Silent
+    {
+        void serialize(WeakPtr<StructBuilder> builder) const override { builder->add(1.5).add(2); }
+    };
+    _builder.map().add("a", 1.5).add("b", 1.5, 2).add(1.5).add(1.5, 2).add("c", Number());
+    for (int i = 0; i < 5; ++i)
+        expectReport(Severity::FATAL, "DataObjectBuilder", 0, "'Not Implemented'");
+    expectTree("{} "); // a double uses the pending key up
+}

@@ -1,0 +1,110 @@
+#include "ostrel/DataObjectListSorter.h"
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/RecordingPolicy.h"
+
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
+
+namespace {
+
+using Values = std::vector<int>;
+
+int comparisons = 0;
+
+int getValue(const DataObject& node)
+{
+    return node.get(0).toInt(-1);
+}
+
+bool isLess(WeakPtr<DataObject> a, WeakPtr<DataObject> b)
+{
+    ++comparisons;
+    return getValue(*a) < getValue(*b);
+}
+
+const DataObjectListSorter SORT(isLess);
+
+/// Of lists, so that an exchange has to copy all of one.
+void fill(DataObjectList& list, const Values& values)
+{
+    for (int value : values)
+        list.append("[%d]", value);
+}
+
+Values getValues(const DataObject& list)
+{
+    Values values;
+    for (int i = 0; i < list.getNumChildren(); ++i)
+        values.push_back(getValue(list.get(i)));
+    return values;
+}
+
+} // namespace
+
+class DataObjectListSorterTest : public ReportTest
+{};
+
+TEST_F(DataObjectListSorterTest, EveryWayToSortAgreesWithTheStandardOne)
+{
+    std::mt19937 random(1);
+    for (unsigned int round = 0; round < 900; ++round) {
+        Values values(round % 41);
+        for (int& value : values)
+            value = static_cast<int>(random() % (round % 2 == 0 ? 4 : 100));
+        SCOPED_TRACE(testing::PrintToString(values));
+        DataObjectList list;
+        fill(list, values);
+        const int end = list.getNumChildren();
+        const int lo = round % 3 == 0 ? 0 : end / 4; // the rest stays as it is
+        const int hi = round % 3 == 0 ? end : end - end / 5;
+        round % 3 == 0 ? SORT(list) : round % 3 == 1 ? SORT.quickSort(list, lo, hi) : SORT.insertionSort(list, lo, hi);
+        std::sort(values.begin() + lo, values.begin() + hi);
+        ASSERT_EQ(getValues(list), values);
+    }
+}
+
+TEST_F(DataObjectListSorterTest, ComparisonsAndClonesAreThoseOfTheMethod)
+{
+    // Eight are partitioned: 8 comparisons with i up to the pivot itself and 1 with j. Seven are sorted by selection.
+    static const int COUNTS[][3] = {{0, 0, 0}, {1, 0, 0}, {2, 1, 2}, {7, 21, 12}, {8, 9 + 21, 2 + 12}};
+    static const int SORTED[] = {1, 2, 3, 4, 5, 6, 7, 8};
+    const unsigned int ALLOCATIONS = countAllocations([] { DataObject::parse("[1]")->clone(); }) / 2; // a child's
+    for (const auto& c : COUNTS) {
+        DataObjectList list;
+        fill(list, Values(SORTED, SORTED + c[0]));
+        comparisons = 0;
+        const unsigned int allocations = countAllocations([&] { SORT(list); });
+        EXPECT_EQ(comparisons, c[1]) << c[0];
+        EXPECT_EQ(allocations, ALLOCATIONS * static_cast<unsigned int>(c[2])) << c[0];
+    }
+
+    DataObjectList list;
+    fill(list, {9, 5, 1, 7, 3, 4, 0});
+    EXPECT_EQ(SORT.partition(list, 1, 5), 3);
+    EXPECT_EQ(getValues(list), (Values{9, 3, 1, 4, 5, 7, 0}));
+    EXPECT_EQ(SORT.partition(list, 2, 2) + SORT.partition(list, 3, 2), 2 + 3);
+}
+
+TEST_F(DataObjectListSorterTest, RefusedMemoryLosesNoChildAndANullListIsReportedOnce)
+{
+    for (const bool byInsertion : {false, true}) {
+        sweepAllocationFailures([=](AllocationFaults& faults) {
+            DataObjectList list;
+            fill(list, {3, 1, 4, 2, 0});
+            faults.arm();
+            byInsertion ? SORT.insertionSort(list, 0, 5) : SORT(list);
+            faults.disarm();
+            Values values = getValues(list);
+            const bool isSorted = std::is_sorted(values.begin(), values.end());
+            std::sort(values.begin(), values.end());
+            EXPECT_EQ(values, (Values{0, 1, 2, 3, 4}));
+            return isSorted;
+        });
+        byInsertion ? SORT.insertionSort(nullptr, 0, 9) : SORT.quickSort(nullptr, 0, 9);
+        expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
+    }
+}
