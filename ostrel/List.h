@@ -122,8 +122,11 @@ inline void SListBase::pushBack(SListNode& node)
 /// The tail; found by walking where the tail was popped from before a node inserted behind it. The list is not empty.
 inline SListNode* SListBase::getLast() const
 {
-    SListNode* last = _tail == nullptr ? _head : _tail;
-    while (_tail == nullptr && last->_next != nullptr)
+    if (_tail != nullptr)
+        return _tail;
+
+    SListNode* last = _head;
+    while (last->_next != nullptr)
         last = last->_next;
     return last;
 }

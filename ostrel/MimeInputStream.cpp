@@ -152,7 +152,8 @@ void MimeInputStream::checkAndFillBuffer()
         return;
 
     // The raw bytes go to the end of the buffer, so that they can be encoded towards its front.
-    const unsigned int raw = std::min<unsigned int>(_size / ENCODED_LINE_BYTES * LINE_BYTES, INT_MAX);
+    // Whole lines, and no more than a read can count.
+    const unsigned int raw = std::min(_size / ENCODED_LINE_BYTES, INT_MAX / LINE_BYTES) * LINE_BYTES;
     unsigned char* const in = _buffer.get() + (_size - raw);
     // A source that claims more than it was asked for must not lead us behind the buffer.
     const int count = std::min(source->read(in, raw), static_cast<int>(raw));
