@@ -62,17 +62,17 @@ TEST(ListTest, BehavesAsAStandardListWithEveryKindOfHint)
 TEST(ListTest, NodeInsertedBehindTheLastOneIsNotTheTail)
 {
     for (const bool fromFront : {false, true}) {
-        Node* const nodes[] = {new Node, new Node, new Node};
+        Node* const nodes[] = {new Node, new Node};
         SListBase list;
         list.pushBack(*nodes[0]);
         list.insert(*nodes[1], list.begin());
         EXPECT_EQ(fromFront ? list.popFront() : list.popBack(), nodes[0]);
-        delete nodes[0];
-        list.pushBack(*nodes[2]);
-        EXPECT_EQ(walk(list), (std::list<SListNode*>{nodes[1], nodes[2]}));
-        Iterator it = list.end();
-        for (int i = 0; i < 4; ++i)
-            it.rotate();
+        list.pushBack(*nodes[0]);
+        EXPECT_EQ(walk(list), (std::list<SListNode*>{nodes[1], nodes[0]}));
+        Iterator it(list, nodes[0]);
+        it.rotate();
+        EXPECT_FALSE(it.isValid());
+        it.rotate();
         EXPECT_EQ(it.get(), nodes[1]);
         list.empty(); // deletes them
         EXPECT_EQ(list.popBack(), nullptr);
@@ -87,6 +87,7 @@ TEST(ListDeathTest, MisuseStops)
     list.pushFront(nodes[1]);
     EXPECT_DEATH(list.pushFront(nodes[1]), "List.*Assertion `node._next == __null' failed");
     EXPECT_DEATH(list.pushBack(nodes[1]), "List.*Assertion `node._next == __null' failed");
-    EXPECT_DEATH(list.insert(nodes[1], list.end()),
-                 "List.*Assertion `pos._list == this && pos._node != __null' failed");
+    static const char PLACE[] = "List.*Assertion `pos._list == this && pos._node != __null' failed";
+    EXPECT_DEATH(list.insert(nodes[1], list.end()), PLACE);
+    EXPECT_DEATH(list.insert(nodes[1], SListBase().begin()), PLACE);
 }

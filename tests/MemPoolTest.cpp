@@ -8,6 +8,7 @@
 #include "ostrel/MemPool.h"
 
 #define FAILED "Libostrel-HeapStack::validate() failed ! "
+#define OUTSIDE FAILED "ptr=%p outside the HeapStack Pool\n"
 
 using Ostrel::DynamicMemPool;
 using Ostrel::HeapStack;
@@ -27,17 +28,16 @@ void exercise(DynamicMemPool& pool, unsigned int count, unsigned int chunkSize)
         free.insert(storage + i * chunkSize);
     for (unsigned int i = 0; i < 10 * count; ++i) {
         ASSERT_EQ(pool.getFreeChunks(), free.size());
-        unsigned char* const chunk = storage + random() % count * chunkSize;
+        unsigned char* const lowest = free.empty() ? nullptr : *free.begin();
         if (random() % 3 == 0) {
+            unsigned char* const chunk = storage + random() % count * chunkSize;
             pool.release(chunk + random() % chunkSize); // any address in it names the chunk
             free.insert(chunk);
-            continue;
+        } else {
+            ASSERT_EQ(pool.allocate(), lowest);
+            std::fill_n(lowest, lowest == nullptr ? 0 : chunkSize, 0xFF); // over the bitmap it would free chunks
+            free.erase(lowest);
         }
-        unsigned char* const lowest = free.empty() ? nullptr : *free.begin();
-        ASSERT_EQ(pool.allocate(), lowest);
-        if (lowest != nullptr)
-            std::fill_n(lowest, chunkSize, 0xFF); // over the bitmap it would free chunks
-        free.erase(lowest);
     }
 }
 
@@ -65,15 +65,15 @@ TEST(HeapStackTest, BlocksOfAllSizesInBuffersOfAllSizes)
             const std::unique_ptr<unsigned char[]> buffer(new unsigned char[size]);
             HeapStack stack(buffer.get(), size);
             const unsigned int room = size < 8 ? 0 : size - 8;
-            unsigned int count = 0;
-            unsigned char* blocks[6] = {};
-            for (; (blocks[count] = stack.allocate(n)) != nullptr; ++count)
-                std::fill_n(blocks[count], n, static_cast<unsigned char>(count));
-            ASSERT_EQ(count, room / (n + 8));
-            for (; count > 0; stack.free(blocks[count])) {
-                ASSERT_EQ(stack.getFreeCount(), room - count * (n + 8));
-                --count;
-                ASSERT_EQ(std::count(blocks[count], blocks[count] + n, count), n);
+            std::vector<unsigned char*> blocks;
+            while (unsigned char* const block = stack.allocate(n)) {
+                std::fill_n(block, n, static_cast<unsigned char>(blocks.size()));
+                blocks.push_back(block);
+            }
+            ASSERT_EQ(blocks.size(), room / (n + 8));
+            for (size_t i = blocks.size(); i-- > 0; stack.free(blocks[i])) {
+                ASSERT_EQ(stack.getFreeCount(), room - (i + 1) * (n + 8));
+                ASSERT_EQ(std::count(blocks[i], blocks[i] + n, i), n);
             }
             ASSERT_EQ(stack.getFreeCount(), room);
         }
@@ -85,26 +85,25 @@ TEST(HeapStackTest, BlocksOfAllSizesInBuffersOfAllSizes)
 
 TEST(HeapStackTest, ValidationSaysWhatIsBroken)
 {
-    const std::unique_ptr<unsigned char[]> buffer(new unsigned char[64]);
+    const std::unique_ptr<unsigned char[]> buffer(new unsigned char[64]());
+    const auto at = [&](unsigned int offset) { return buffer.get() + offset; };
     HeapStack stack(buffer.get(), 64);
-    unsigned char* const block = stack.allocate(10);
     testing::internal::CaptureStdout();
     stack.validate(nullptr);
-    stack.validate(block);
-    Ostrel::storeU32(block + 10, 11);
-    stack.validate(block);
-    Ostrel::storeU32(block - 4, 0x7FFFFFFF); // the other size would lie far outside
-    stack.validate(block);
-    stack.validate(buffer.get() + 7);
-    stack.validate(buffer.get() + 65);
-    const void* const header = block - 8;
+    stack.validate(stack.allocate(3)); // good, but too near the end
+    stack.clear();
+    stack.validate(stack.allocate(4));
+    Ostrel::storeU32(at(60), 11);
+    stack.validate(at(56));
+    Ostrel::storeU32(at(52), 0x7FFFFFFF); // the other size would lie far outside
+    for (const unsigned int offset : {56, 12, 11, 3, 65})
+        stack.validate(at(offset));
     char expected[600];
     snprintf(expected, sizeof(expected),
-             FAILED "Side1ptr=%p, Side2ptr=%p,  side1Size=10 != side2Side=11 \n"        //
+             OUTSIDE FAILED "Side1ptr=%p, Side2ptr=%p,  side1Size=4 != side2Side=11 \n" //
              FAILED "Side1ptr=%p, Side2ptr=%p,  side1Size=2147483647 != side2Side=0 \n" //
-             FAILED "ptr=%p outside the HeapStack Pool\n" FAILED "ptr=%p outside the HeapStack Pool\n",
-             header, static_cast<void*>(block + 10), header, static_cast<void*>(block + 0x7FFFFFFF),
-             static_cast<void*>(buffer.get() + 7), static_cast<void*>(buffer.get() + 65));
+             OUTSIDE OUTSIDE OUTSIDE,
+             at(57), at(48), at(60), at(48), at(56 + 0x7FFFFFFFU), at(11), at(3), at(65));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
 }
 

@@ -25,11 +25,10 @@ std::string encode(const std::string& bytes, size_t pieceSize)
     for (size_t start = 0; start < bytes.size(); start += pieceSize) {
         const std::string piece = bytes.substr(start, pieceSize);
         for (size_t bit = 0; bit < (piece.size() + 2) / 3 * 24; bit += 6) {
-            unsigned int value = 0;
+            size_t value = bit < piece.size() * 8 ? 0 : 1; // 64 is '='
             for (size_t i = bit; i < bit + 6; ++i)
-                value = value * 2 + (i / 8 < piece.size() && (piece[i / 8] >> (7 - i % 8) & 1) != 0 ? 1 : 0);
-            text += "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/="[bit < piece.size() * 8 ? value
-                                                                                                               : 64];
+                value = value * 2 + (i / 8 < piece.size() ? piece[i / 8] >> (7 - i % 8) & 1 : 0);
+            text += "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/="[value];
             text += bit / 6 % 76 == 75 ? "\r\n" : "";
         }
     }
@@ -54,12 +53,11 @@ TEST_F(MimeInputStreamTest, TextOfAllLengthsReadInOddPieces)
 {
     EXPECT_EQ(encode("Man", 57) + encode("M", 57) + encode("Ma", 57), "TWFuTQ==TWE="); // the reference itself
     static const unsigned int PIECES[] = {1, 3, 77, 1000};
-    for (size_t length = 0; length <= 240; ++length) {
+    for (unsigned int length = 0; length <= 240; ++length) {
         for (const unsigned int size : {10, 78, 155, 156, 250}) {
             SCOPED_TRACE(testing::Message() << length << " bytes through " << size);
             const unsigned int raw = std::max(size / 78, 1U) * 57;
-            const unsigned int piece =
-                length % 2 == 0 ? 1000 : static_cast<unsigned int>(length / 2 + 1); // short reads
+            const unsigned int piece = length % 2 == 0 ? 1000 : length / 2 + 1; // short reads
             PieceStream* const source = new PieceStream(makeBytes(length), {piece});
             MimeInputStream stream(SharedPtr<InputStream>(source), size);
             EXPECT_EQ(readAll(stream, PIECES[length % 4]), encode(makeBytes(length), std::min(piece, raw)));
