@@ -31,7 +31,7 @@ void exercise(DynamicMemPool& pool, unsigned int count, unsigned int chunkSize)
         unsigned char* const lowest = free.empty() ? nullptr : *free.begin();
         if (random() % 3 == 0) {
             unsigned char* const chunk = storage + random() % count * chunkSize;
-            pool.release(chunk + random() % chunkSize); // any address in it names the chunk
+            pool.release(chunk + random() % 2 * (chunkSize - 1)); // any address in it names the chunk
             free.insert(chunk);
         } else {
             ASSERT_EQ(pool.allocate(), lowest);
