@@ -1,5 +1,6 @@
 #include "ostrel/DataObject.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <new>
 #include <utility>
@@ -22,7 +23,7 @@ bool cloneChild(const DataObject* child, AutoPtr<DataObject>& copy)
 
 /// Nodes lie all over the heap, and waiting for them is most of the work of writing or freeing a large tree: asking for
 /// the third next one while this one is handled takes a quarter of the time off.
-const unsigned int FETCH_AHEAD = 3;
+const ptrdiff_t FETCH_AHEAD = 3;
 
 void fetch(DataObject* child)
 {
