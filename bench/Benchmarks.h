@@ -28,12 +28,14 @@ benchmark::internal::Benchmark* addBenchmark(const std::string& work, const std:
 }
 
 // One function a file of benchmarks.
+void registerBase64Benchmarks();
 void registerConcurrencyBenchmarks();
 void registerDataObjectBenchmarks();
 void registerJsonDataBenchmarks();
 void registerJsonParseBenchmarks(const Document& document);
 void registerJsonTreeBenchmarks(const Document& document);
 void registerLookupBenchmarks();
+void registerMemoryBenchmarks();
 void registerObservableBenchmarks();
 void registerPropertyMapBenchmarks();
 void registerTextBenchmarks();

@@ -9,10 +9,12 @@ int main(int argc, char** argv)
         registerJsonParseBenchmarks(document);
         registerJsonTreeBenchmarks(document);
     }
+    registerBase64Benchmarks();
     registerConcurrencyBenchmarks();
     registerDataObjectBenchmarks();
     registerJsonDataBenchmarks();
     registerLookupBenchmarks();
+    registerMemoryBenchmarks();
     registerObservableBenchmarks();
     registerPropertyMapBenchmarks();
     registerTextBenchmarks();
