@@ -34,4 +34,5 @@ void registerJsonParseBenchmarks(const Document& document);
 void registerJsonTreeBenchmarks(const Document& document);
 void registerLookupBenchmarks();
 void registerObservableBenchmarks();
+void registerPropertyMapBenchmarks();
 void registerTextBenchmarks();

@@ -13,6 +13,7 @@ int main(int argc, char** argv)
     registerJsonDataBenchmarks();
     registerLookupBenchmarks();
     registerObservableBenchmarks();
+    registerPropertyMapBenchmarks();
     registerTextBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

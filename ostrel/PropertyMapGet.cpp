@@ -1,0 +1,149 @@
+#include "ostrel/PropertyMap.h"
+
+#include "ostrel/PropertyMapTable.h"
+
+using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
+
+template <class Value>
+PropertyMap_ReturnCode PropertyMap::getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
+                                                      Value* value) const
+{
+    if (getEntryType(entry) != type)
+        return PM_RC_TYPE_MISMATCH;
+    *value = loadWord<Value>(getEntryValueBytes(_buffer, entry));
+    return PM_RC_OK;
+}
+
+template <>
+PropertyMap_ReturnCode PropertyMap::getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
+                                                      bool* value) const
+{
+    if (getEntryType(entry) != type)
+        return PM_RC_TYPE_MISMATCH;
+    *value = getEntryBool(entry);
+    return PM_RC_OK;
+}
+
+PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, int* value) const
+{
+    return getPrimitiveValue(entry, PM_TYPE_INT, value);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, bool* value) const
+{
+    return getPrimitiveValue(entry, PM_TYPE_BOOL, value);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, float* value) const
+{
+    return getPrimitiveValue(entry, PM_TYPE_FLOAT, value);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, double* value) const
+{
+    return getPrimitiveValue(entry, PM_TYPE_DOUBLE, value);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, char* dest, unsigned int destSize) const
+{
+    const char* text;
+    const PropertyMap_ReturnCode code = get(entry, &text);
+    if (code != PM_RC_OK)
+        return code;
+    strncpy(dest, text, destSize);
+    // Always, also over a text that ended before: the caller gives at least one byte.
+    const bool fits = memchr(text, '\0', destSize) != nullptr;
+    dest[destSize - 1] = '\0';
+    return fits ? PM_RC_OK : PM_RC_BUFFER_TOO_SMALL;
+}
+
+PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, const char** ref) const
+{
+    if (getEntryType(entry) != PM_TYPE_STRING) {
+        *ref = nullptr;
+        return PM_RC_TYPE_MISMATCH;
+    }
+    *ref = reinterpret_cast<const char*>(_buffer + getEntryValue(entry));
+    return PM_RC_OK;
+}
+
+PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, unsigned char* dest, unsigned int destSize,
+                                        unsigned int* length) const
+{
+    const unsigned char* data;
+    unsigned int dataLength;
+    const PropertyMap_ReturnCode code = get(entry, &data, &dataLength);
+    if (code != PM_RC_OK)
+        return code;
+    if (dataLength > destSize)
+        return PM_RC_BUFFER_TOO_SMALL;
+    if (dataLength != 0)
+        memcpy(dest, data, dataLength);
+    *length = dataLength;
+    return PM_RC_OK;
+}
+
+PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, const unsigned char** ref,
+                                        unsigned int* length) const
+{
+    *ref = nullptr;
+    *length = 0;
+    const PropertyMap_ValueType type = getEntryType(entry);
+    if (type != PM_TYPE_BINARY && type != PM_TYPE_PROPERTY_MAP)
+        return PM_RC_TYPE_MISMATCH;
+    const unsigned char* value = _buffer + getEntryValue(entry);
+    *length = loadU32(value);
+    *ref = value + PROPERTY_MAP_LENGTH_SIZE;
+    return PM_RC_OK;
+}
+
+PropertyMap_ReturnCode PropertyMap::get(int key, int* value) const
+{
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
+    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(int key, bool* value) const
+{
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
+    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(int key, float* value) const
+{
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
+    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(int key, double* value) const
+{
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
+    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(int key, char* dest, unsigned int destSize) const
+{
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
+    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, dest, destSize);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(int key, const char** ref) const
+{
+    *ref = nullptr;
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
+    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, ref);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(int key, unsigned char* dest, unsigned int destSize, unsigned int* length) const
+{
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
+    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, dest, destSize, length);
+}
+
+PropertyMap_ReturnCode PropertyMap::get(int key, const unsigned char** ref, unsigned int* length) const
+{
+    *ref = nullptr;
+    *length = 0;
+    const KeyValuePair* entry = findEntry(*this, _buffer, key);
+    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, ref, length);
+}

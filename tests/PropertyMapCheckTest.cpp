@@ -1,0 +1,202 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "fuzz/PropertyMapUse.h"
+#include "ostrel/Unaligned.h"
+#include "tests/support/PropertyMapSample.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+/// A vector holds exactly as many bytes on the heap, so that the address sanitizer sees each read outside.
+bool isWellFormed(Bytes bytes)
+{
+    bytes.shrink_to_fit();
+    return PropertyMap::isWellFormed(bytes.data(), static_cast<unsigned int>(bytes.size()));
+}
+
+bool isWellFormedForm(Bytes form, unsigned int* consumed)
+{
+    form.shrink_to_fit();
+    return PropertyMap::isWellFormedExternalized(form.data(), static_cast<unsigned int>(form.size()), consumed);
+}
+
+void putWord(Bytes& bytes, size_t offset, uint32_t word)
+{
+    memcpy(bytes.data() + offset, &word, sizeof(word));
+}
+
+/// The first word of an entry as it lies in memory.
+uint32_t entry(uint32_t type, uint32_t field, uint32_t isLong = 0)
+{
+    unsigned char bytes[4];
+    Ostrel::storeLE32(bytes, field << 8 | type << 1 | isLong);
+    return Ostrel::loadU32(bytes);
+}
+
+/// Two texts and a boolean in 48 bytes: values at 8 and 11, the key table from 24 on.
+Bytes smallMap()
+{
+    Bytes bytes(48);
+    PropertyMap map(bytes.data(), 48);
+    map.insert(1, "ab");
+    map.insert(2, "cd");
+    map.insert(-1, true);
+    return bytes;
+}
+
+/// Maps in maps, the outermost not counted.
+Bytes nestedMaps(unsigned int depth)
+{
+    Bytes bytes(8);
+    const PropertyMap innermost(bytes.data(), 8);
+    for (unsigned int i = 0; i < depth; ++i) {
+        Bytes outer(bytes.size() + 8 + 12);
+        PropertyMap(outer.data(), static_cast<unsigned int>(outer.size())).insert(1, PropertyMap(bytes.data()));
+        bytes = outer;
+    }
+    return bytes;
+}
+
+} // namespace
+
+TEST(PropertyMapCheckTest, EachBrokenTrustIsFound)
+{
+    // clang-format off
+    struct Case
+    {
+        const char* name;
+        size_t offset;
+        std::vector<uint32_t> words; // written there
+        bool isWellFormed;
+    };
+    static const Case CASES[] = {
+        {"nothing", 0, {}, true},
+        {"size below the header", 0, {7}, false},
+        {"size beyond the bytes", 0, {49}, false},
+        {"table in the header", 4, {0}, false},
+        {"table behind the end", 4, {56}, false},
+        {"part of an entry", 4, {25}, false},
+        {"keys equal", 32, {entry(4, 2)}, false},
+        {"keys swapped", 32, {entry(4, 3)}, false},
+        {"long boolean of 2", 24, {entry(0, 2, 1)}, false},
+        {"short key in the long form", 28, {0}, false},
+        {"type 7", 24, {entry(7, 1, 1)}, false},
+        {"type 8", 24, {entry(8, 1, 1)}, false},
+        {"text without end", 8, {~0u, ~0u, ~0u, ~0u}, false},
+        {"value in the header", 36, {7}, false},
+        {"value in the table", 36, {24}, false},
+        {"values at one place", 36, {11}, false},
+        {"values overlapping", 36, {12}, false},
+        {"free space between values", 44, {23}, true},
+        {"double over the end", 40, {entry(3, 2), 17}, false},
+        {"binary length outside", 40, {entry(5, 2), 11}, false},
+    };
+    for (const Case& c : CASES) {
+        SCOPED_TRACE(c.name);
+        Bytes bytes = smallMap();
+        for (size_t i = 0; i < c.words.size(); ++i)
+            putWord(bytes, c.offset + 4 * i, c.words[i]);
+        EXPECT_EQ(isWellFormed(bytes), c.isWellFormed);
+    }
+    // clang-format on
+    Bytes bytes = smallMap();
+    bytes.push_back(1);
+    EXPECT_TRUE(isWellFormed(bytes)) << "bytes behind the map";
+    putWord(bytes, 32, entry(5, 1));
+    putWord(bytes, 8, 0xFFFFFFFE);
+    EXPECT_FALSE(isWellFormed(bytes)) << "length near the limit";
+    bytes.assign(0x01000000, 0);
+    putWord(bytes, 0, 0x01000000);
+    putWord(bytes, 4, 0x01000000);
+    EXPECT_FALSE(isWellFormed(bytes)) << "size beyond the limit";
+    EXPECT_FALSE(PropertyMap::isWellFormed(nullptr, 8));
+    EXPECT_FALSE(PropertyMap::isWellFormedExternalized(nullptr, 8, nullptr));
+    Bytes nested = nestedMaps(2);
+    EXPECT_TRUE(isWellFormed(nested));
+    putWord(nested, 8 + 4 + 8 + 4, 9); // the innermost map's size, one more than its bytes
+    EXPECT_FALSE(isWellFormed(nested));
+}
+
+TEST(PropertyMapCheckTest, NestingIsBounded)
+{
+    for (unsigned int depth : {PropertyMap::MAX_CHECKED_DEPTH, PropertyMap::MAX_CHECKED_DEPTH + 1}) {
+        Bytes bytes = nestedMaps(depth);
+        PropertyMap map(bytes.data());
+        Bytes form(map.externalize(nullptr, 0));
+        map.externalize(form.data(), static_cast<unsigned int>(form.size()));
+        EXPECT_EQ(isWellFormed(bytes), depth == PropertyMap::MAX_CHECKED_DEPTH);
+        EXPECT_EQ(isWellFormedForm(form, nullptr), depth == PropertyMap::MAX_CHECKED_DEPTH);
+    }
+}
+
+TEST(PropertyMapCheckTest, OverlapsAreFoundInLargeMaps)
+{
+    // Larger than the stretch that is marked at a time.
+    Bytes bytes(100000);
+    PropertyMap map(bytes.data(), 100000);
+    const Bytes data(30000, 1);
+    for (int key : {1, 2, 3})
+        ASSERT_EQ(map.insert(key, data.data(), 30000), PM_RC_OK);
+    ASSERT_TRUE(isWellFormed(bytes));
+    const size_t length = 8 + 2 * 30004 - 30004; // of the second value, which reaches into the third by one byte
+    putWord(bytes, length, 30001);
+    EXPECT_FALSE(isWellFormed(bytes));
+    putWord(bytes, length, 29999);
+    EXPECT_TRUE(isWellFormed(bytes));
+}
+
+TEST(PropertyMapCheckTest, WhatIsAcceptedCanBeUsed)
+{
+    const PropertyMapSample sample;
+    const unsigned char* data = nullptr;
+    const unsigned int size = sample.map.serialize(&data);
+    std::mt19937 random(3);
+    unsigned int accepted = 0;
+    for (unsigned int i = 0; i < 40000; ++i) {
+        Bytes bytes(data, data + size);
+        for (unsigned int flips = 1 + i % 3; flips != 0; --flips) {
+            // Header, values and entries, not the free space.
+            const size_t offset = random() % 200;
+            bytes[offset < 130 ? offset : size - (offset - 129)] ^= static_cast<unsigned char>(1 << random() % 8);
+        }
+        if (isWellFormed(bytes)) {
+            ++accepted;
+            useMap(bytes.data());
+        }
+        ASSERT_FALSE(HasFatalFailure()) << i;
+    }
+    EXPECT_GT(accepted, 1000u);
+}
+
+TEST(PropertyMapCheckTest, FormsAreReadableAsTheyWereAccepted)
+{
+    const Bytes good(PropertyMapSample::FORM, PropertyMapSample::FORM + sizeof(PropertyMapSample::FORM));
+    unsigned int consumed = 0;
+    Bytes more = good;
+    more.push_back(1);
+    EXPECT_TRUE(isWellFormedForm(more, &consumed));
+    EXPECT_EQ(consumed, good.size());
+    for (size_t length = 0; length < good.size(); ++length)
+        EXPECT_FALSE(isWellFormedForm(Bytes(good.begin(), good.begin() + static_cast<long>(length)), nullptr))
+            << length;
+    Bytes wrongSize = good;
+    wrongSize[3] -= 1;
+    EXPECT_FALSE(isWellFormedForm(wrongSize, nullptr));
+
+    std::mt19937 random(4);
+    for (unsigned int i = 0; i < 40000; ++i) {
+        Bytes form = good;
+        form[random() % form.size()] ^= static_cast<unsigned char>(1 << random() % 8);
+        if (!isWellFormedForm(form, &consumed))
+            continue;
+        Bytes target(PropertyMap::externalizedSize(form.data()));
+        const unsigned char* cursor = form.data();
+        PropertyMap map(target.data(), static_cast<unsigned int>(target.size()));
+        ASSERT_EQ(map.initialize(&cursor), PM_RC_OK);
+        ASSERT_EQ(cursor - form.data(), consumed);
+        ASSERT_TRUE(isWellFormed(target));
+    }
+}
