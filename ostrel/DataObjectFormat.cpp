@@ -26,6 +26,8 @@ const char REPORTING_FILE[] = "ostrel/DataObject.cpp";
 class TerminatedText
 {
 public:
+    static const size_t SHORT = 64;
+
     /// Null when memory is exhausted.
     const char* assign(const char* text, size_t length)
     {
@@ -42,7 +44,7 @@ public:
     }
 
 private:
-    char _short[64];
+    char _short[SHORT];
     AutoPtr<char[]> _long;
 };
 
@@ -115,10 +117,12 @@ public:
     /// Null when the scalar is no key.
     const char* assign(const Scalar& scalar)
     {
-        if (scalar.kind == Scalar::TEXT)
+        if (scalar.kind == Scalar::TEXT && strnlen(scalar.begin, TerminatedText::SHORT) < TerminatedText::SHORT)
             return scalar.begin;
-        if (scalar.kind == Scalar::QUOTED_TEXT)
+        if (scalar.kind == Scalar::QUOTED_TEXT && scalar.length < TerminatedText::SHORT)
             return _text.assign(scalar.begin, scalar.length);
+        if (scalar.kind == Scalar::TEXT || scalar.kind == Scalar::QUOTED_TEXT)
+            return copyLong(scalar);
         // The smallest number stands for what is no number, so it is no key either.
         const int number = scalar.kind == Scalar::INTEGER ? toLow32Bits(scalar.number) : INT_MIN;
         return number == INT_MIN ? nullptr : write(number);
@@ -126,6 +130,13 @@ public:
 
 private:
     static const unsigned int MAX_DIGITS = 16;
+
+    /// As the text of a value: what is too long for one is reported alike, and is no key.
+    const char* copyLong(const Scalar& text)
+    {
+        _node = makeNode(text);
+        return _node == nullptr ? nullptr : _node->toString(nullptr);
+    }
 
     const char* write(int number)
     {
@@ -140,6 +151,7 @@ private:
     }
 
     TerminatedText _text;
+    AutoPtr<DataObject> _node;
 };
 
 /// Reads a format. Both cursors, in the format and in the arguments, are members: a `va_list` passed on by value would

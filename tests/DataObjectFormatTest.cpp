@@ -115,6 +115,22 @@ TEST_F(DataObjectFormatTest, ContainersTakeFormats)
     EXPECT_TRUE(list.has(2) && map.has("x"));
 }
 
+TEST_F(DataObjectFormatTest, ATextTooLongToCopyIsNoKey)
+{
+    const std::string text(262144, 'k');
+    const std::string quoted = "{'" + text + "': 1}";
+    for (const char* format : {"{%s: 1}", quoted.c_str()}) {
+        EXPECT_EQ(DataObject::parse(format, text.c_str(), 0).get(), nullptr);
+        std::string reports;
+        for (const Report& report : takeReports())
+            reports += report.source + " " + report.text + "\n";
+        EXPECT_EQ(reports, "DynamicString 'Requested string is far too large:  262145\n'\n"
+                           "DynamicString test 'RC_OK == growAndAssign(orig)' failed\n"
+                           "DataObject 'unable to parse key'\n"
+                           "DataObject 'Invalid map input @ : 1}\n'\n");
+    }
+}
+
 TEST_F(DataObjectFormatTest, TextsHaveAnyLengthAndRefusedMemoryLeaksNone)
 {
     for (const size_t length : {63, 64, 5000}) {
