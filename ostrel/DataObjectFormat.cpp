@@ -117,12 +117,8 @@ public:
     /// Null when the scalar is no key.
     const char* assign(const Scalar& scalar)
     {
-        if (scalar.kind == Scalar::TEXT && strnlen(scalar.begin, TerminatedText::SHORT) < TerminatedText::SHORT)
-            return scalar.begin;
-        if (scalar.kind == Scalar::QUOTED_TEXT && scalar.length < TerminatedText::SHORT)
-            return _text.assign(scalar.begin, scalar.length);
         if (scalar.kind == Scalar::TEXT || scalar.kind == Scalar::QUOTED_TEXT)
-            return copyLong(scalar);
+            return assignText(scalar);
         // The smallest number stands for what is no number, so it is no key either.
         const int number = scalar.kind == Scalar::INTEGER ? toLow32Bits(scalar.number) : INT_MIN;
         return number == INT_MIN ? nullptr : write(number);
@@ -131,9 +127,14 @@ public:
 private:
     static const unsigned int MAX_DIGITS = 16;
 
-    /// As the text of a value: what is too long for one is reported alike, and is no key.
-    const char* copyLong(const Scalar& text)
+    const char* assignText(const Scalar& text)
     {
+        const bool isTerminated = text.kind == Scalar::TEXT;
+        const size_t length = isTerminated ? strnlen(text.begin, TerminatedText::SHORT) : text.length;
+        if (length < TerminatedText::SHORT)
+            return isTerminated ? text.begin : _text.assign(text.begin, length);
+
+        // Copied as the text of a value: one that is too long is reported alike, and is no key.
         _node = makeNode(text);
         return _node == nullptr ? nullptr : _node->toString(nullptr);
     }
