@@ -69,6 +69,7 @@ int main()
     SHOW(parse("[1, %p, 2]", name));
     SHOW(parse("{'a': 1,}"));
     SHOW(parse("{'a': 1, }"));
+    SHOW(parse("{ }"));
     SHOW(parse("{'a': 1, 'A': 2}"));
     SHOW(parse("08"));
 }

@@ -1,4 +1,4 @@
-// Any bytes as a view, followed by the one byte that must be readable. The first bytes choose what is asked of it.
+// Any bytes as a view, followed by the terminator. The first bytes choose what is asked of it.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -19,11 +19,11 @@ void requireInside(const JsonData& view, const JsonData& outer)
         abort();
 }
 
-void convert(const JsonData& view)
+void convert(const JsonData& view, const JsonData& document)
 {
     view.toInt();
     view.toFloat();
-    requireInside(view.toString(), view);
+    requireInside(view.toString(), document); // beyond the view, when a comma cut a text
     view.print("log");
     JsonData checked = view;
     if (checked.validate() == 0 ? checked.getLength() != view.getLength() : checked.isValid())
@@ -43,14 +43,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     memcpy(text.get(), data + STEPS, length);
     text[length] = '\0';
 
-    JsonData view(text.get(), static_cast<unsigned int>(length));
+    const JsonData document(text.get(), static_cast<unsigned int>(length));
+    JsonData view = document;
     for (size_t step = 0; step < STEPS; ++step) {
-        convert(view);
+        convert(view, document);
         const char key[] = {static_cast<char>(data[step]), '\0'};
         const JsonData inner = data[step] < ' ' ? view[data[step]] : view(key);
         requireInside(inner, view);
         view = inner;
     }
-    convert(view);
+    convert(view, document);
     return 0;
 }

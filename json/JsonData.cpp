@@ -143,7 +143,8 @@ JsonData JsonData::operator()(const char* key) const
         // Keys inside the value are not ours.
         p = skipBlanks(close + 1, end);
         if (p != end && *p == ':')
-            p = skipCollection(p + 1, end);
+            ++p;
+        p = skipCollection(p, end);
     }
 }
 
@@ -171,9 +172,9 @@ float JsonData::toFloat() const
 
 JsonData JsonData::toString() const
 {
-    const char* const end = _data + _length;
-    const char* const open = isValid() ? find(_data, end, '"') : nullptr;
-    const char* const close = open == nullptr ? nullptr : find(open + 1, end, '"');
+    // Not the end of the view but that of the text counts, as with numbers: a comma in a text cuts its view short.
+    const char* const open = isValid() ? strchr(_data, '"') : nullptr;
+    const char* const close = open == nullptr ? nullptr : strchr(open + 1, '"');
     return close == nullptr ? INVALID_STRING : makeView(open + 1, close);
 }
 

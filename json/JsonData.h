@@ -17,8 +17,8 @@ namespace json {
 /// others, build a tree with `JsonDeserializer`.
 ///
 /// Units:     lengths are bytes.
-/// Ownership: the text stays the caller's and outlives all views of it. Behind it must be one byte more that can be
-///            read and is no part of a number, such as a terminator: conversions read to where the number ends.
+/// Ownership: the text stays the caller's and outlives all views of it. A terminator stands behind it: conversions
+///            read to where the number or the text ends, also beyond the view.
 /// Errors:    what is not there is `INVALID_JSON_DATA`, and every operation on that gives its own invalid value, so
 ///            lookups chain. Nothing is reported.
 /// Threads:   as the text.
@@ -52,7 +52,8 @@ public:
     /// As `strtof`. `INVALID_FLOAT` for an empty view, and for a 0 while `errno` is ERANGE or EINVAL: clear it first.
     float toFloat() const;
 
-    /// The characters between the first two double quotes, as they stand; `INVALID_STRING` without two.
+    /// The characters between the first two double quotes from the view's start on, as they stand; `INVALID_STRING`
+    /// without two. So a text with a comma in it, whose view ends there, is whole again.
     JsonData toString() const;
 
     /// Writes the view to standard output, a line for each value, each level indented by two spaces. A prefix, which

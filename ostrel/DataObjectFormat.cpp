@@ -26,6 +26,8 @@ const char REPORTING_FILE[] = "ostrel/DataObject.cpp";
 class TerminatedText
 {
 public:
+    static const size_t SHORT = 64;
+
     /// Null when memory is exhausted.
     const char* assign(const char* text, size_t length)
     {
@@ -42,7 +44,7 @@ public:
     }
 
 private:
-    char _short[64];
+    char _short[SHORT];
     AutoPtr<char[]> _long;
 };
 
@@ -115,10 +117,8 @@ public:
     /// Null when the scalar is no key.
     const char* assign(const Scalar& scalar)
     {
-        if (scalar.kind == Scalar::TEXT)
-            return scalar.begin;
-        if (scalar.kind == Scalar::QUOTED_TEXT)
-            return _text.assign(scalar.begin, scalar.length);
+        if (scalar.kind == Scalar::TEXT || scalar.kind == Scalar::QUOTED_TEXT)
+            return assignText(scalar);
         // The smallest number stands for what is no number, so it is no key either.
         const int number = scalar.kind == Scalar::INTEGER ? toLow32Bits(scalar.number) : INT_MIN;
         return number == INT_MIN ? nullptr : write(number);
@@ -126,6 +126,18 @@ public:
 
 private:
     static const unsigned int MAX_DIGITS = 16;
+
+    const char* assignText(const Scalar& text)
+    {
+        const bool isTerminated = text.kind == Scalar::TEXT;
+        const size_t length = isTerminated ? strnlen(text.begin, TerminatedText::SHORT) : text.length;
+        if (length < TerminatedText::SHORT)
+            return isTerminated ? text.begin : _text.assign(text.begin, length);
+
+        // Copied as the text of a value: one that is too long is reported alike, and is no key.
+        _node = makeNode(text);
+        return _node == nullptr ? nullptr : _node->toString(nullptr);
+    }
 
     const char* write(int number)
     {
@@ -140,6 +152,7 @@ private:
     }
 
     TerminatedText _text;
+    AutoPtr<DataObject> _node;
 };
 
 /// Reads a format. Both cursors, in the format and in the arguments, are members: a `va_list` passed on by value would

@@ -18,10 +18,9 @@
 /// Children change places by deep copies, so a list of large subtrees is sorted slowly.
 ///
 /// Units:     positions count children from 0; a range is [lo, hi) but for `partition`, and lies inside the list.
-/// Ownership: the comparator and the list stay the caller's. References to children die, also where the order was
-/// right. Errors:    a null list is reported (fatal "m_ptr") and left alone. When memory is exhausted, a copy of a
-/// collection
-///            that fails leaves both children where they are, and one of a scalar throws bad_alloc; no child is lost.
+/// Ownership: the comparator and the list stay the caller's. References to children die, also of those in place.
+/// Errors:    a null list is reported (fatal "m_ptr"). When memory is exhausted, children that cannot be copied stay
+///            where they are, so the list may be out of order; no child is lost.
 /// Threads:   as the list.
 class OSTREL_EXPORT DataObjectListSorter
 {

@@ -66,6 +66,16 @@ TEST_F(DataObjectBuilderTest, APendingKeyIsUsedUpByOneCall)
             builder->map().add("inner", Silent()).end().add(5); // the 5 has no key left
         }
     };
+    struct Restarting : Silent
+    {
+        void serialize(WeakPtr<StructBuilder> builder) const override
+        {
+            builder->reset();
+            builder->map("root").add(1); // the key outlives the reset and the call with a key
+        }
+    };
+    _builder.map().add("kept", Restarting());
+    expectTree("{kept:i1 } ");
     _builder.map().add("used", *DataObject::createInt(1)).add("silent", Silent()).add("outer", Nesting());
     _builder.add(2).list().end(); // neither has a key: a map refuses them, and what is refused has no end
     expectTree("{outer:{} used:i1 } ", "Invalid end call");

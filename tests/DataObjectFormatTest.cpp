@@ -58,6 +58,7 @@ TEST_F(DataObjectFormatTest, FormatsWithoutFaults)
         {"[[{'a':1}, 2], 3]", "[[{a:i1 } ] ] "},
         {"{'a':{'b':{}}, 'c':2}", "{a:{b:{} } } "},
         {"{'a':[1],'b':2 'c':3,}", "{a:[i1 ] b:i2 c:i3 } "},
+        {"[{'a':'b'}", "[{a:s(b) } ] "},
         {"{0x10:2,4294967298:3", "{16:i2 2:i3 } "},
         {"['it''s','a' , 'b','','c':", "[s(it''s) s(a' , 'b) s() s(c) ] "},
         {"%ll [1]", "[i1 ] "},
@@ -113,6 +114,22 @@ TEST_F(DataObjectFormatTest, ContainersTakeFormats)
     EXPECT_EQ(list.set(1, "-") + list.append(NO_TEXT) + map.set("x", "-"), 0);
     EXPECT_FALSE(list.get(1).isValid() || list.get(2).isValid() || map.get("x").isValid());
     EXPECT_TRUE(list.has(2) && map.has("x"));
+}
+
+TEST_F(DataObjectFormatTest, ATextTooLongToCopyIsNoKey)
+{
+    const std::string text(262144, 'k');
+    const std::string quoted = "{'" + text + "': 1}";
+    for (const char* format : {"{%s: 1}", quoted.c_str()}) {
+        EXPECT_EQ(DataObject::parse(format, text.c_str(), 0).get(), nullptr);
+        std::string reports;
+        for (const Report& report : takeReports())
+            reports += report.source + " " + report.text + "\n";
+        EXPECT_EQ(reports, "DynamicString 'Requested string is far too large:  262145\n'\n"
+                           "DynamicString test 'RC_OK == growAndAssign(orig)' failed\n"
+                           "DataObject 'unable to parse key'\n"
+                           "DataObject 'Invalid map input @ : 1}\n'\n");
+    }
 }
 
 TEST_F(DataObjectFormatTest, TextsHaveAnyLengthAndRefusedMemoryLeaksNone)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "tests/support/AllocationFaults.h"
@@ -87,6 +88,25 @@ TEST_F(DataObjectListSorterTest, ComparisonsAndClonesAreThoseOfTheMethod)
     EXPECT_EQ(SORT.partition(list, 1, 5), 3);
     EXPECT_EQ(getValues(list), (Values{9, 3, 1, 4, 5, 7, 0}));
     EXPECT_EQ(SORT.partition(list, 2, 2) + SORT.partition(list, 3, 2), 2 + 3);
+    comparisons = 0;
+    EXPECT_EQ(SORT.partition(list, 3, 6), 3);
+    EXPECT_EQ(comparisons, 1 + 3) << "the lower bound is compared before it stops j";
+}
+
+TEST_F(DataObjectListSorterTest, TiesEndWhereTheMethodPutsThem)
+{
+    const auto order = [](bool byInsertion) {
+        DataObjectList list;
+        list.append("[[1, 'a'], [1, 'b'], [0, 'c'], [1, 'd']]");
+        DataObject& children = list.get(0);
+        byInsertion ? SORT.insertionSort(children, 0, 4) : SORT.selectionSort(children, 0, 4);
+        std::string names;
+        for (int i = 0; i < 4; ++i)
+            names += children.get(i).get(1).toString("?");
+        return names;
+    };
+    EXPECT_EQ(order(false), "cbad");
+    EXPECT_EQ(order(true), "cdba");
 }
 
 TEST_F(DataObjectListSorterTest, RefusedMemoryLosesNoChildAndANullListIsReportedOnce)

@@ -53,6 +53,7 @@ TEST(JsonDataTest, PathsLeadToTheTextOfAValue)
         {R"([[1],{"a":[2,3]},5])", "2;1 'a' 0;", "5;2;"},
         {R"({"a" : ["b",{"b":1}],"b":{"c":-5 }, "":2})", "'b' 'c';'';'ab';0;", "-5 ;2;INVALID;INVALID;"},
         {R"({"x":"a","b":1})", "'a';", "1;"},
+        {R"({"x" {"b":1},"b":2})", "'b';", "2;"},
         {R"(["a,b","a[b",2])", "1;2;3;", "b\";\"a[b\";2;"},
         {R"([["]"],2,["["],3])", "1;3;", "2;INVALID;"}};
     for (const auto& c : CASES)
@@ -72,6 +73,7 @@ TEST(JsonDataTest, ValuesConvertUnlessAnOldErrorMakesAZeroAFailure)
     EXPECT_EQ(convert("0", EINVAL), "-2147483648 nan INVALID");
     EXPECT_EQ(convert("-7", ERANGE) + convert(" 2.5,\"\"", 0), "-7 -7.000000 INVALID2 2.500000 ");
     EXPECT_EQ(convert("08", 0) + convert("", 0), "0 8.000000 INVALID-2147483648 nan INVALID");
+    EXPECT_EQ(getText(JsonData(R"(["Doe, Joe"])")[0].toString()), "Doe, Joe") << "beyond the view, as numbers are read";
     EXPECT_EQ(convert("\"a\\nb\"", 0) + convert("0x1F\"", 0), "0 0.000000 a\\nb31 31.000000 INVALID");
     EXPECT_EQ(convert("3000000000", 0), "2147483647 3000000000.000000 INVALID");
     EXPECT_EQ(errno, ERANGE) << "as where long has 32 bits";
