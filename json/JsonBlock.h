@@ -116,7 +116,9 @@ private:
 
     static unsigned int findFirst(uint64_t mask)
     {
-        return mask == 0 ? SIZE : static_cast<unsigned int>(__builtin_ctzll(mask)) / 4;
+        if (mask == 0)
+            return SIZE;
+        return static_cast<unsigned int>(__builtin_ctzll(mask)) / 4;
     }
 
     uint8x16_t _bytes;
