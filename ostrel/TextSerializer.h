@@ -22,7 +22,7 @@ struct MisuseSites
 
 /// What the serializers have in common: the calls of a `StructBuilder` drive a generator of structured text.
 ///
-/// Not used by itself: see `json::JsonSerializer`.
+/// Not used by itself: see `json::JsonSerializer` and `xml::XmlSerializer`.
 ///
 /// `add(key, serializable)` keeps its key for the next keyless call, whoever makes it. A keyed call while a key is
 /// still pending is a misuse: it writes nothing and is reported as recoverable; a serializable is then written all the
