@@ -149,7 +149,7 @@ public:
 #endif
 
 template <EscapeRule RULE, class AnyBlock>
-uint64_t findSpecials(const AnyBlock& block)
+__attribute__((always_inline)) inline uint64_t findSpecials(const AnyBlock& block)
 {
     const auto always = block.equal('"') | block.equal('\\');
     if (RULE == JSON_ESCAPES)
@@ -170,7 +170,7 @@ bool isPlain(uint64_t first, uint64_t second)
 
 /// For less than two words. Words may overlap, so that no byte behind the text is read.
 template <EscapeRule RULE>
-bool isShortPlain(const char* text, size_t length)
+__attribute__((always_inline)) inline bool isShortPlain(const char* text, size_t length)
 {
     const char* const end = text + length;
     if (length >= size_t{WORD_SIZE})

@@ -4,6 +4,7 @@
 #include "ostrel/IntegerPiece.h"
 
 using Ostrel::BytesPiece;
+using Ostrel::CharacterPiece;
 using Ostrel::IntegerPiece;
 using Ostrel::LiteralPiece;
 using Ostrel::signOf;
@@ -15,10 +16,10 @@ namespace {
 using EscapedPiece = Ostrel::EscapedPiece<Ostrel::XML_ESCAPES>;
 
 constexpr LiteralPiece DECLARATION("<?xml version='1.0' encoding='UTF-8'?>");
-constexpr LiteralPiece TAG("<");
-constexpr LiteralPiece SLASH("/");
-constexpr LiteralPiece END_OF_TAG(">");
-constexpr LiteralPiece END_OF_DOCUMENT("\0");
+constexpr CharacterPiece TAG('<');
+constexpr CharacterPiece SLASH('/');
+constexpr CharacterPiece END_OF_TAG('>');
+constexpr CharacterPiece END_OF_DOCUMENT('\0');
 
 /// A name as it is, or nothing for null.
 BytesPiece rawPiece(const char* name)
