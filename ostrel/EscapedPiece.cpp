@@ -15,37 +15,6 @@ namespace Ostrel {
 
 namespace {
 
-const unsigned char COPIED = 0;
-const unsigned char DROPPED = 1;
-
-/// COPIED, DROPPED or the character that follows the backslash. Fixed, since `iscntrl` would follow the locale.
-struct EscapeTable
-{
-    explicit constexpr EscapeTable(EscapeRule rule)
-    {
-        if (rule == JSON_ESCAPES) {
-            for (int control = 0; control < 32; ++control)
-                entries[control] = DROPPED;
-            entries[127] = DROPPED;
-            entries[static_cast<int>('/')] = '/';
-        }
-        entries[static_cast<int>('\b')] = 'b';
-        entries[static_cast<int>('\t')] = 't';
-        entries[static_cast<int>('\n')] = 'n';
-        entries[static_cast<int>('\f')] = 'f';
-        entries[static_cast<int>('\r')] = 'r';
-        entries[static_cast<int>('"')] = '"';
-        entries[static_cast<int>('\\')] = '\\';
-    }
-
-    constexpr unsigned char operator[](char byte) const { return entries[static_cast<unsigned char>(byte)]; }
-
-    unsigned char entries[256] = {};
-};
-
-template <EscapeRule RULE>
-constexpr EscapeTable ESCAPES(RULE);
-
 const int WORD_SIZE = 8;
 const int HALF_WORD_SIZE = 4;
 
@@ -181,7 +150,7 @@ __attribute__((always_inline)) inline bool isShortPlain(const char* text, size_t
     }
     // Up to three bytes: the first, the middle and the last one are all.
     const EscapeTable& escapes = ESCAPES<RULE>;
-    return length == 0 || (escapes[text[0]] | escapes[text[length / 2]] | escapes[end[-1]]) == COPIED;
+    return length == 0 || (escapes[text[0]] | escapes[text[length / 2]] | escapes[end[-1]]) == EscapeTable::COPIED;
 }
 
 template <EscapeRule RULE>
@@ -206,7 +175,7 @@ const char* findSpecial(const char* at, const char* end)
     }
     if (isShortPlain<RULE>(at, static_cast<size_t>(end - at)))
         return end;
-    while (ESCAPES<RULE>[*at] == COPIED)
+    while (ESCAPES<RULE>[*at] == EscapeTable::COPIED)
         ++at;
     return at;
 }
@@ -214,41 +183,35 @@ const char* findSpecial(const char* at, const char* end)
 } // namespace
 
 template <EscapeRule RULE>
-EscapedPiece<RULE>::EscapedPiece(const char* text)
-    : _text(text == nullptr ? "(null)" : text),
-      _end(_text + strlen(_text)),
-      _size(static_cast<uint64_t>(_end - _text)),
-      _isPlain(isPlain<RULE>(_text, _end))
+void EscapedPiece<RULE>::measure()
 {
-    if (!_isPlain)
-        _size = countEscaped();
-}
-
-template <EscapeRule RULE>
-uint64_t EscapedPiece<RULE>::countEscaped() const
-{
-    uint64_t size = _size;
-    for (const char* at = _text; (at = findSpecial<RULE>(at, _end)) != _end; ++at)
-        size += ESCAPES<RULE>[*at] != DROPPED ? 1 : 0;
-    return size;
+    const char* const rest = _text + _size;
+    const char* const end = rest + strlen(rest);
+    _size = static_cast<uint64_t>(end - _text);
+    _isPlain = isPlain<RULE>(rest, end);
+    if (_isPlain)
+        return;
+    for (const char* at = rest; (at = findSpecial<RULE>(at, end)) != end; ++at)
+        _size += ESCAPES<RULE>[*at] != EscapeTable::DROPPED ? 1 : 0;
 }
 
 template <EscapeRule RULE>
 char* EscapedPiece<RULE>::writeEscaped(char* to) const
 {
-    char* const end = to + _size;
+    char* const pieceEnd = to + _size;
+    const char* const end = _text + strlen(_text);
     const char* run = _text;
-    for (const char* at = _text; (at = findSpecial<RULE>(at, _end)) != _end; run = ++at) {
+    for (const char* at = _text; (at = findSpecial<RULE>(at, end)) != end; run = ++at) {
         to = copyBytes(to, run, static_cast<size_t>(at - run));
-        if (ESCAPES<RULE>[*at] != DROPPED) {
+        if (ESCAPES<RULE>[*at] != EscapeTable::DROPPED) {
             *to++ = '\\';
             *to++ = static_cast<char>(ESCAPES<RULE>[*at]);
         }
     }
-    to = copyBytes(to, run, static_cast<size_t>(_end - run));
+    to = copyBytes(to, run, static_cast<size_t>(end - run));
     // Dropped characters were counted. What is missing stands at the end, so that no byte goes out unwritten.
-    memset(to, ' ', static_cast<size_t>(end - to));
-    return end;
+    memset(to, ' ', static_cast<size_t>(pieceEnd - to));
+    return pieceEnd;
 }
 
 template class EscapedPiece<JSON_ESCAPES>;

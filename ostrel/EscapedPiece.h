@@ -14,6 +14,40 @@ enum EscapeRule {
     XML_ESCAPES   ///< Nothing else: other control characters are copied.
 };
 
+/// By byte COPIED, DROPPED or the character that follows the backslash. Fixed, since `iscntrl` would follow the locale.
+/// The terminator is not COPIED, so that a search ends there.
+class EscapeTable
+{
+public:
+    enum : unsigned char { COPIED = 0, DROPPED = 1 };
+
+    explicit constexpr EscapeTable(EscapeRule rule)
+    {
+        if (rule == JSON_ESCAPES) {
+            for (int control = 0; control < 32; ++control)
+                _entries[control] = DROPPED;
+            _entries[127] = DROPPED;
+            _entries[static_cast<int>('/')] = '/';
+        }
+        _entries[0] = DROPPED;
+        _entries[static_cast<int>('\b')] = 'b';
+        _entries[static_cast<int>('\t')] = 't';
+        _entries[static_cast<int>('\n')] = 'n';
+        _entries[static_cast<int>('\f')] = 'f';
+        _entries[static_cast<int>('\r')] = 'r';
+        _entries[static_cast<int>('"')] = '"';
+        _entries[static_cast<int>('\\')] = '\\';
+    }
+
+    constexpr unsigned char operator[](char byte) const { return _entries[static_cast<unsigned char>(byte)]; }
+
+private:
+    unsigned char _entries[256] = {};
+};
+
+template <EscapeRule RULE>
+inline constexpr EscapeTable ESCAPES(RULE);
+
 /// A piece of text for `TextGenerator::write`, escaped. Not exported.
 ///
 /// Characters that are left out are counted all the same: the piece ends in as many blanks.
@@ -23,7 +57,17 @@ template <EscapeRule RULE>
 class EscapedPiece
 {
 public:
-    explicit EscapedPiece(const char* text);
+    explicit EscapedPiece(const char* text) : _text(text == nullptr ? "(null)" : text)
+    {
+        // Most keys and many values are plain and end before a call of `strlen` would pay.
+        unsigned int size = 0;
+        while (size < SHORT_SIZE && ESCAPES<RULE>[_text[size]] == EscapeTable::COPIED)
+            ++size;
+        _size = size;
+        _isPlain = _text[size] == '\0';
+        if (!_isPlain)
+            measure();
+    }
 
     uint64_t getSize() const { return _size; }
     char* writeTo(char* to) const
@@ -32,11 +76,12 @@ public:
     }
 
 private:
-    uint64_t countEscaped() const;
+    static const unsigned int SHORT_SIZE = 12;
+
+    void measure(); ///< The first `_size` bytes are known to be plain.
     char* writeEscaped(char* to) const;
 
     const char* _text;
-    const char* _end;
     uint64_t _size;
     bool _isPlain; ///< Goes out as it is.
 };
