@@ -229,7 +229,9 @@ private:
 class CharacterPiece
 {
 public:
-    explicit constexpr CharacterPiece(char character, bool present = true) : _size(present ? 1 : 0), _character(character) {}
+    explicit constexpr CharacterPiece(char character, bool present = true)
+        : _size(present ? 1 : 0), _character(character)
+    {}
     uint64_t getSize() const { return _size; }
 
     char* writeTo(char* to) const
