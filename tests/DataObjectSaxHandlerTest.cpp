@@ -30,7 +30,6 @@ protected:
     /// element.
     static void play(SAXHandler& handler, const std::string& events)
     {
-        static const std::map<std::string, std::string> NONE, SOME = {{"x", "5"}, {"y", "6"}};
         for (const char event : events) {
             if (event == '/')
                 handler.endElement("any");
@@ -41,6 +40,7 @@ protected:
         }
     }
 
+    static inline const std::map<std::string, std::string> NONE, SOME = {{"x", "5"}, {"y", "6"}};
     DataObjectSaxHandler _handler;
     SAXParser _parser{WeakPtr<SAXHandler>(_handler)};
 };
