@@ -39,3 +39,4 @@ void registerMemoryBenchmarks();
 void registerObservableBenchmarks();
 void registerPropertyMapBenchmarks();
 void registerTextBenchmarks();
+void registerXmlParseBenchmarks();

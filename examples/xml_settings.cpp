@@ -1,5 +1,5 @@
-// An XML file becomes a tree, from which one setting is read, and goes out as JSON: one element each, with attributes
-// and child elements by name and the text as "cdata".
+// An XML file becomes a tree, from which one setting is read, and goes out as JSON. Each element is a map of its
+// attributes and child elements, and of its text under "cdata".
 //
 //     xml_settings [FILE]         examples/data/settings.xml unless named
 //
@@ -7,10 +7,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
+#include <unistd.h>
 
 #include "ostrel/DataObjectSaxHandler.h"
-#include "ostrel/FileInputStream.h"
+#include "ostrel/XMLFileProcessor.h"
 #include "json/JsonSerializer.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): an example reads better without prefixes
@@ -48,26 +50,20 @@ int fail(const char* path, const char* reason)
 int main(int argc, char** argv)
 {
     const char* const path = argc > 1 ? argv[1] : "examples/data/settings.xml";
-    FILE* file = fopen(path, "r");
-    if (file == nullptr)
+    if (access(path, R_OK) != 0)
         return fail(path, strerror(errno));
 
     static std::string report;
     Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(new FirstReport(report)));
-    FileInputStream stream(file, true);
     DataObjectSaxHandler handler;
-    SAXParser parser{WeakPtr<SAXHandler>(handler)};
-    parser.startDocument();
-    unsigned char block[1024];
-    for (int count; (count = stream.read(block, sizeof(block))) > 0;)
-        parser.parse(reinterpret_cast<const char*>(block), static_cast<unsigned int>(count));
-    parser.endDocument();
+    const SharedPtr<XMLParser> parser(new (std::nothrow) SAXParser(WeakPtr<SAXHandler>(handler)));
+    XMLFileProcessor(path, parser).start();
     if (!report.empty())
         return fail(path, report.c_str());
 
     // All values are texts; the conversion makes a number of one. A setting that is missing gives the default.
     const DataObject& settings = handler.getRoot()->get("settings");
-    printf("mtu: %d\n", settings.get("network").get("mtu").get("cdata").convertToInt(1500));
+    printf("mtu: %d\n", settings.get("network").get("mtu").get("cdata").convertToInt(576));
 
     json::JsonSerializer serializer;
     handler.getRoot()->serialize(serializer);

@@ -27,7 +27,7 @@ namespace Ostrel {
 /// one stays, where attributes come first, in the order of their names, and the text last.
 ///
 /// Text counts as that of the first element to end after it: in `<a>x<b>y</b>z</a>` that of b is "xy", that of a "z".
-/// So does text that a document leaves behind, of which the next document's first end tag takes account.
+/// In the same way the next document takes over the text that a broken one leaves behind.
 ///
 /// At most 15 elements are open at once. A deeper one is refused with all that is in it, while its end tag ends one of
 /// those around it: what comes after it lands too far up, and once the root itself has ended so, the next element
