@@ -56,7 +56,7 @@ int main(int argc, char** argv)
     static std::string report;
     Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(new FirstReport(report)));
     DataObjectSaxHandler handler;
-    const SharedPtr<XMLParser> parser(new (std::nothrow) SAXParser(WeakPtr<SAXHandler>(handler)));
+    const SharedPtr<XMLParser> parser(new (std::nothrow) SAXParser(handler));
     XMLFileProcessor(path, parser).start();
     if (!report.empty())
         return fail(path, report.c_str());

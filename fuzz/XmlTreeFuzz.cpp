@@ -44,7 +44,7 @@ std::string readTree(SAXParser& parser, const DataObjectSaxHandler& handler, con
 std::string checkAndReadTree(const std::string& document, const unsigned int (&sizes)[PIECE_COUNT])
 {
     DataObjectSaxHandler handler;
-    SAXParser parser{WeakPtr<SAXHandler>(handler)};
+    SAXParser parser(handler);
     const std::string tree = readTree(parser, handler, document, sizes);
     // The inner element takes the text that a broken document has left, which depends on the pieces.
     readTree(parser, handler, "<good a='1'><b/>text</good>", sizes);

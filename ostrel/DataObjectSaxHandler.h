@@ -24,14 +24,14 @@ namespace Ostrel {
 /// The root is a map with one entry, named after the document element. Every element is a map: of its attributes and
 /// of its child elements by name, and of its text under "cdata", without the white space at both ends; all values are
 /// texts. The names of a map are equal without regard to letter case, and of two entries with the same name the later
-/// one stays, where attributes come first, in the order of their names, and the text last.
+/// one stays, in the spelling of the first. Attributes come first, in the order of their bytes, and the text last.
 ///
 /// Text counts as that of the first element to end after it: in `<a>x<b>y</b>z</a>` that of b is "xy", that of a "z".
 /// In the same way the next document takes over the text that a broken one leaves behind.
 ///
-/// At most 15 elements are open at once. A deeper one is refused with all that is in it, while its end tag ends one of
-/// those around it: what comes after it lands too far up, and once the root itself has ended so, the next element
-/// starts a new tree.
+/// At most 15 elements are open at once. A deeper one is refused, while its text counts and its end tag ends one of
+/// those around it: what follows lands too far up, and once the root itself has ended so, the next element starts a
+/// new tree.
 ///
 /// Units:     texts and names are UTF-8 and end at a NUL byte.
 /// Ownership: the handler shares the tree with those who took `getRoot()`; they leave it unchanged until `finished`.

@@ -42,7 +42,7 @@ protected:
 
     static inline const std::map<std::string, std::string> NONE, SOME = {{"x", "5"}, {"y", "6"}};
     DataObjectSaxHandler _handler;
-    SAXParser _parser{WeakPtr<SAXHandler>(_handler)};
+    SAXParser _parser{_handler};
 };
 
 TEST_F(DataObjectSaxHandlerTest, DocumentsBecomeTreesWhateverTheirPieces)
