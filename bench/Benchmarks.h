@@ -40,3 +40,4 @@ void registerObservableBenchmarks();
 void registerPropertyMapBenchmarks();
 void registerTextBenchmarks();
 void registerXmlBenchmarks();
+void registerXmlParseBenchmarks();

@@ -19,6 +19,7 @@ int main(int argc, char** argv)
     registerPropertyMapBenchmarks();
     registerTextBenchmarks();
     registerXmlBenchmarks();
+    registerXmlParseBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

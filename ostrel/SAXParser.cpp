@@ -146,7 +146,9 @@ template <class Create>
 void SAXParser::keepException(Create create)
 {
     try {
-        _pendingException.reset(new ParseException(create()));
+        SharedPtr<ParseException> exception(new ParseException(create()));
+        if (exception)
+            _pendingException.swap(exception);
     } catch (const std::bad_alloc&) {
         // An earlier one stays, and a document that fails without any is malformed to the handler.
     }

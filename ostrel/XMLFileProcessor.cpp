@@ -1,0 +1,41 @@
+#include "ostrel/XMLFileProcessor.h"
+
+#include "ostrel/Report.h"
+
+namespace Ostrel {
+
+namespace {
+
+// Log collectors match on file and line, so the number of this site outlives edits.
+enum ReportLine { LINE_OPEN = 20 };
+
+const std::streamsize BLOCK_SIZE = 1024;
+
+} // namespace
+
+XMLFileProcessor::XMLFileProcessor(const std::string& fileName, const SharedPtr<XMLParser>& parser)
+    : m_parser(parser), m_input(fileName)
+{
+    OSTREL_CHECK_AT(RECOVERABLE, LINE_OPEN, "bool(m_input)", bool(m_input));
+}
+
+void XMLFileProcessor::start()
+{
+    if (!m_input)
+        return;
+
+    if (XMLParser* const parser = m_parser.require())
+        parser->startDocument();
+    std::streamsize count;
+    do {
+        char block[BLOCK_SIZE];
+        count = m_input.read(block, BLOCK_SIZE).gcount();
+        // An empty last piece is passed on too, which parsers of our users count on to see the end come.
+        if (XMLParser* const parser = m_parser.require())
+            parser->parse(block, static_cast<unsigned int>(count));
+    } while (count == BLOCK_SIZE);
+    if (XMLParser* const parser = m_parser.require())
+        parser->endDocument();
+}
+
+} // namespace Ostrel

@@ -1,0 +1,230 @@
+#include <expat.h>
+
+#include <fstream>
+#include <functional>
+#include <stdexcept>
+
+#include "ostrel/XMLFileProcessor.h"
+#include "ostrel/XmlStreamFilter.h"
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/JsonEventLog.h"
+#include "tests/support/RecordingPolicy.h"
+
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
+
+typedef XMLParser::ParseException ParseException;
+
+// expat itself allocates out of our reach, so its creation fails here in the place of its first allocation.
+extern "C" XML_Parser __real_XML_ParserCreate(const XML_Char* encoding);
+extern "C" XML_Parser __wrap_XML_ParserCreate(const XML_Char* encoding)
+{
+    return AllocationFaults::shouldFail() ? nullptr : __real_XML_ParserCreate(encoding);
+}
+
+namespace {
+
+/// Writes the events down; `fail` may throw in those of `failing`.
+struct EventLog : SAXHandler
+{
+    void startElement(const std::string& name, const std::map<std::string, std::string>& attributes) override
+    {
+        AllocationFaults::Pause pause;
+        text += "<" + name;
+        for (const auto& attribute : attributes)
+            text += " " + attribute.first + "=" + attribute.second;
+        write(">", 's');
+    }
+    void endElement(const std::string& name) override { write("</" + name + ">", 'e'); }
+    void charData(const std::string& piece) override { write(piece, 't'); }
+    void finished() override { text += "."; }
+    bool parseError() override { return (text += "!", onlyReported); }
+    void write(const std::string& event, char kind)
+    {
+        AllocationFaults::Pause pause;
+        text += event; // pieces of one text stand together
+        if (kind == failing)
+            fail();
+    }
+
+    std::string text;
+    bool onlyReported = false;
+    char failing = 0;
+    std::function<void()> fail;
+};
+
+class SAXParserTest : public ReportTest
+{
+protected:
+    /// All that comes of a document: its events, "{what was thrown}", "[reports]". Each piece is a block of its size.
+    std::string run(SAXParser& target, const std::string& document, size_t pieceSize = 1000)
+    {
+        for (size_t i = 0; i < document.size(); i += pieceSize) {
+            const std::string piece = document.substr(i, pieceSize);
+            try {
+                target.parse(std::vector<char>(piece.begin(), piece.end()).data(), static_cast<unsigned>(piece.size()));
+            } catch (const ParseException& exception) {
+                log.text += std::string("{") + exception.what() + "}";
+            }
+        }
+        target.endDocument();
+        for (const Report& report : takeReports())
+            log.text += "[" + report.source + ":" + std::to_string(report.line) + " " + report.text + "]";
+        return std::exchange(log.text, "");
+    }
+
+    EventLog log;
+    SAXParser parser{log};
+};
+
+TEST_F(SAXParserTest, PiecesGiveTheEventsOfTheWhole)
+{
+    const char* const document =
+        "<r z='1' a='&lt;2'>t\xC3\xA9xt<i k='1' l='2'/><i k='' l='3'/><i l='4'/><i/><i m='5' k='6'>"
+        "&amp;<![CDATA[<x>]]>\r\n</i>\xF0\x9F\x98\x80</r>\n";
+    for (const size_t pieceSize : {1000, 1, 2, 3, 7})
+        EXPECT_EQ(run(parser, document, pieceSize), "<r a=<2 z=1>t\xC3\xA9xt<i k=1 l=2></i><i k= l=3></i><i "
+                                                    "l=4></i><i></i><i k=6 m=5>&<x>\n</i>\xF0\x9F\x98\x80</r>.");
+    const char* attributes[] = {"b", "1", "a", "2", "b", "3", nullptr};
+    SAXParser_startElement(&parser, "e", attributes);
+    SAXParser_startElement(&parser, "e", attributes);
+    EXPECT_EQ(log.text, "<e a=2 b=1><e a=2 b=1>") << "the first of a name";
+}
+
+TEST_F(SAXParserTest, ParseExceptionOfTheHandlerStopsTheDocumentOthersWaitForTheNextFailure)
+{
+    const std::string caught = "caught in ostrel/SAXParser.cpp:createException}";
+    const std::pair<std::function<void()>, std::string> CASES[] = {
+        {[] { throw std::runtime_error("boom"); }, "{Unexpected exception boom' " + caught},
+        {[] { throw 7; }, "{Unexpected exception " + caught},
+        {[] { throw ParseException("enough"); }, "{enough}"},
+    };
+    for (const auto& c : CASES) {
+        for (const char event : {'s', 'e', 't'}) {
+            std::tie(log.failing, log.fail) = std::tie(event, c.first);
+            const std::string first = run(parser, "<a b='c'>text</a> ", 17); // in two pieces
+            EXPECT_EQ(first == "<a b=c>text</a>.", c.second != "{enough}") << event;
+            EXPECT_EQ(first.find("{enough}{enough}.[SAXParser:173 'expat error '") != std::string::npos,
+                      c.second == "{enough}");
+            log.failing = 0;
+            EXPECT_EQ(run(parser, "<good/>"), "<good></good>.");
+            EXPECT_EQ(run(parser, "<a></b>"),
+                      "<a>" + c.second + ".[SAXParser:173 'expat error 'mismatched tag' on line 1']");
+        }
+    }
+}
+
+TEST_F(SAXParserTest, HandlerChoosesBetweenExceptionAndReportOfAMalformedDocument)
+{
+    EXPECT_EQ(run(parser, "<a>\n<b>\n</c>").find("<a>\n<b>\n!{Expat error 'mismatched tag' on line 3 of document}.["),
+              0U);
+    log.onlyReported = true;
+    EXPECT_EQ(run(parser, "<a>\n<b>\n</c>").find("<a>\n<b>\n!.[SAXParser:150 expat error 'mismatched tag' on line 3]["),
+              0U);
+    EXPECT_EQ(run(parser, "<a"), ".[SAXParser:173 'expat error 'unclosed token' on line 1']");
+    SAXParser orphan{SharedPtr<EventLog>()};
+    const std::string missing = "[WeakPtr:37 test 'm_ptr' failed]", error = "expat error 'mismatched tag' on line 1";
+    EXPECT_EQ(run(orphan, "<a></b>"),
+              missing + missing + "[SAXParser:150 " + error + "][SAXParser:173 '" + error + "']" + missing);
+}
+
+TEST_F(SAXParserTest, MemoryFaultsLoseEventsOnlyAndWithoutExpatAllIsMalformed)
+{
+    const std::string document =
+        "<name-that-takes-a-block b='value that takes a block'>t<i/></name-that-takes-a-block>";
+    log.onlyReported = true;
+    sweepAllocationFailures([&](AllocationFaults& faults) {
+        faults.arm();
+        SAXParser starved(log);
+        starved.parse(document.data(), static_cast<unsigned int>(document.size()));
+        faults.disarm();
+        const std::string outcome = run(starved, "");
+        EXPECT_TRUE(outcome[0] != '!' || outcome == "!.[SAXParser:150 expat error 'out of memory' on line "
+                                                    "0][SAXParser:173 'expat error 'out of memory' on line 0']"
+                                                    "[SAXParser:179 test 'XML_ParserReset(m_expatParser, 0)' failed]");
+        return outcome == "<name-that-takes-a-block b=value that takes a block>t<i></i></name-that-takes-a-block>.";
+    });
+}
+
+/// Writes down the lengths of the pieces between "start" and "end", then the text.
+struct CallLog : XMLParser
+{
+    void startDocument() override { calls = "start", text = ""; }
+    void parse(const char* data, unsigned int length) override
+    {
+        calls += " " + std::to_string(length);
+        if (text.append(data, length).size() == throwAt)
+            throw ParseException("enough");
+    }
+    void endDocument() override { calls += " end"; }
+
+    std::string calls, text;
+    size_t throwAt = 9999;
+};
+
+/// Has an error text the first times that it is asked for one.
+struct ErrorStream : PieceStream
+{
+    using PieceStream::PieceStream;
+    const char* getErrorString() const override { return errors-- > 0 ? "broken" : nullptr; }
+    mutable int errors = 0;
+};
+
+struct XmlFeederTest : ReportTest
+{
+    const std::string text = std::string(4096, 'a') + std::string(4096, 'b') + "c";
+    CallLog* const log = new CallLog;
+    const SharedPtr<XMLParser> parser{log};
+};
+
+TEST_F(XmlFeederTest, FileIsReadInBlocksOf1024)
+{
+    const std::string path = testing::TempDir() + "XmlFeederTest.xml";
+    const std::pair<size_t, const char*> CASES[] = {
+        {0, "start 0 end"},         {1, "start 1 end"},         {1023, "start 1023 end"},
+        {1024, "start 1024 0 end"}, {1025, "start 1024 1 end"}, {4096, "start 1024 1024 1024 1024 0 end"}};
+    for (const auto& c : CASES) {
+        const std::string content = text.substr(text.size() - c.first);
+        std::ofstream(path, std::ios::binary) << content;
+        XMLFileProcessor(path, parser).start();
+        EXPECT_EQ(log->calls + log->text, c.second + content);
+    }
+    XMLFileProcessor(path, nullptr).start();
+    for (int call = 0; call < 7; ++call)
+        expectFailedCheck(Severity::FATAL, "SharedPtr", 180, "m_ptr");
+    remove(path.c_str());
+    XMLFileProcessor(path, nullptr).start();
+    expectFailedCheck(Severity::RECOVERABLE, "XMLFileProcessor", 20, "bool(m_input)");
+}
+
+TEST_F(XmlFeederTest, EveryByteOfAStreamArrivesOnceAndAFailureIsTold)
+{
+    const struct Case
+    {
+        std::vector<unsigned int> pieces;
+        int resultAtEnd, errors;
+        size_t throwAt;
+        int result;
+        const char* calls;
+    } CASES[] = {
+        {{9999}, 0, 0, 9999, 0, "start 4096 4096 1 end"},   {{4095, 1, 5000}, 0, 0, 9999, 0, "start 4095 1 4096 1 end"},
+        {{9999}, -1, 0, 9999, -1, "start 4096 4096 1 end"}, {{9999}, 0, 1, 9999, 0, "start 4096 4096 1 end"},
+        {{9999}, 0, 2, 9999, -1, "start 4096 4096 1 end"},  {{9999}, 0, 0, 8192, 1, "start 4096 4096"}};
+    for (const Case& c : CASES) {
+        log->throwAt = c.throwAt;
+        ErrorStream stream(text, c.pieces, c.resultAtEnd);
+        stream.errors = c.errors;
+        int result = 1;
+        try {
+            result = XmlStreamFilter(stream, parser).start();
+        } catch (const ParseException&) {
+        }
+        EXPECT_EQ(result, c.result);
+        EXPECT_EQ(log->calls + log->text + stream.getRest(), c.calls + text);
+    }
+    EXPECT_EQ(XmlStreamFilter(nullptr, parser).start(), -1);
+    EXPECT_EQ(XmlStreamFilter(std::make_unique<PieceStream>(text), nullptr).start(), -1);
+    for (int filter = 0; filter < 2; ++filter)
+        expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
+}
+
+} // namespace
