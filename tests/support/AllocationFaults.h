@@ -24,10 +24,10 @@ public:
     };
 
     AllocationFaults(Mode mode, unsigned int index) : _mode(mode), _index(index) {}
-    ~AllocationFaults();
+    ~AllocationFaults() { disarm(); }
 
-    void arm();
-    void disarm();
+    void arm() { current = this; }
+    void disarm() { current = nullptr; }
 
     /// Allocations made, or refused, while armed.
     unsigned int getCount() const { return _count; }
@@ -39,17 +39,18 @@ public:
     class Pause
     {
     public:
-        Pause();
-        ~Pause();
+        Pause() { current = nullptr; }
+        ~Pause() { current = _armed; }
 
     private:
-        AllocationFaults* _armed;
+        AllocationFaults* _armed = current;
     };
 
     /// Called by the replaced functions.
     static bool shouldFail();
 
 private:
+    inline static thread_local AllocationFaults* current = nullptr;
     Mode _mode;
     unsigned int _index;
     unsigned int _count = 0;

@@ -35,21 +35,6 @@ void install(ErrorPolicy* policy)
 
 } // namespace
 
-void RecordingPolicy::fatal(const char* message)
-{
-    record(Severity::FATAL, message);
-}
-
-void RecordingPolicy::recoverable(const char* message)
-{
-    record(Severity::RECOVERABLE, message);
-}
-
-void RecordingPolicy::trivial(const char* message)
-{
-    record(Severity::TRIVIAL, message);
-}
-
 void RecordingPolicy::record(Severity severity, const char* message)
 {
     const AllocationFaults::Pause pause; // what a test keeps is not what it makes fail
@@ -66,11 +51,6 @@ ReportTest::ReportTest()
 ReportTest::~ReportTest()
 {
     install(new ErrorServer::DefaultPolicy);
-}
-
-void ReportTest::TearDown()
-{
-    expectNoReports();
 }
 
 void ReportTest::expectReport(Severity severity, const char* source, int line, const char* text)
