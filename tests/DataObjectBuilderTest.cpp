@@ -21,10 +21,7 @@ class DataObjectBuilderTest : public ReportTest
 protected:
     void expectTree(const char* tree, const char* error = nullptr)
     {
-        LogBuilder log;
-        if (const DataObject* root = _tree.getRoot().get())
-            root->serialize(log);
-        EXPECT_EQ(log.text, tree);
+        EXPECT_EQ(describe(_tree.getRoot().get()), tree);
         EXPECT_STREQ(_builder.getErrorString(), error);
         EXPECT_EQ(_builder.isOk(), error != nullptr) << "true only with an error";
         _builder.reset();
@@ -41,7 +38,7 @@ TEST_F(DataObjectBuilderTest, CallsBecomeATree)
     _builder.list("list").add(1).add(-2LL).add("y").add(false).add(StructBuilder::NullType()).add("ignored", 3);
     _builder.list().end().map().add("k", StructBuilder::NullType()).end().end().map("map").end().end();
     expectTree("{flag:i1 int:i-1 list:[i1 i-2 s(y) i0 null i3 [] {k:null } ] map:{} text:s(x) wide:i1099511627776 } ");
-    expectTree("");
+    expectTree("nothing");
     _builder.map().end().add("late", 1).end(); // a root takes one end too many
     _builder.end();
     expectEmptyStack();
@@ -86,10 +83,10 @@ TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)
     const AutoPtr<DataObject> number = DataObject::createInt(1);
     _builder.add("k", *number);
     expectEmptyStack();
-    expectTree("", "Unable to add serializable without nesting");
+    expectTree("nothing", "Unable to add serializable without nesting");
     _builder.add(*number);
     expectEmptyStack();
-    expectTree("", "Add with no key requires top of stack to be a list.");
+    expectTree("nothing", "Add with no key requires top of stack to be a list.");
     _builder.map().add(*number).list("list").add("k", *number); // the last one counts
     expectTree("{list:[] } ", "Invalid add with key on non-object");
     _builder.add(5).end().end();
