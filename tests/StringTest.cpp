@@ -85,8 +85,7 @@ struct Model
 
 } // namespace
 
-class StringTest : public ReportTest
-{};
+using StringTest = ReportTest;
 
 TEST_F(StringTest, RandomEditsMatchTheModelInsideTheStorage)
 {
@@ -139,8 +138,8 @@ TEST_F(StringTest, NullAndOddTextsAreSafe)
 
 TEST_F(StringTest, FindTakesBytesAndGivesCharacters)
 {
-    const std::tuple<const char*, unsigned int, int> CASES[] = {
-        {"ab", 0, 1}, {"ab", 3, 4}, {"", 2, 1}, {nullptr, 2, 1}, {"\xA9", 0, -1}, {"", 8, -1}, {"b", 9, -1}};
+    const std::tuple<const char*, unsigned int, int> CASES[] = {{"ab", 0, 1},    {"ab", 3, 4},    {"", 2, 1},
+                                                                {nullptr, 2, 1}, {"\xA9", 0, -1}, {"", 8, -1}};
     for (const auto& [pattern, startByte, expected] : CASES)
         EXPECT_EQ(ReadableString("éabéab").find(pattern, startByte), expected) << startByte;
     EXPECT_EQ(ReadableString(nullptr).find("", 0), -1);
@@ -168,11 +167,11 @@ TEST_F(StringTest, SubstrIntoAStringGoesOnOnlyWhenItFillsTheRoom)
 {
     // Into "xyz" with 4 bytes free, and into one that grows; null where it is refused.
     const std::tuple<const char*, size_t, size_t, const char*, const char*> CASES[] = {
-        {"abcdefgh", 1, 3, nullptr, "xyzbcd"}, {"abcdefgh", 1, 4, "xyzbcde", "xyzbcde"},
-        {"abcdefgh", 5, 0, nullptr, "xyz"},    {"abcdefgh", 4, 0, "xyz", "xyz"},
-        {"abcdefgh", 6, 4, "xyzgh", "xyzgh"},  {"abcdefgh", 8, 4, nullptr, nullptr},
-        {"abcd", 0, 4, nullptr, "xyzabcd"},    {"abcd", 0, 5, nullptr, nullptr},
-        {"abcd", 1, 4, nullptr, nullptr},      {"abéé", 1, 4, "xyzbé\xC3", "xyzbé\xC3"}};
+        {"abcdefgh", 1, 3, nullptr, "xyzbcd"},   {"abcdefgh", 1, 4, "xyzbcde", "xyzbcde"},
+        {"abcdefgh", 5, 0, nullptr, "xyz"},      {"abcdefgh", 4, 0, "xyz", "xyz"},
+        {"abcdefgh", 6, 4, "xyzgh", "xyzgh"},    {"abcdefgh", 8, 4, nullptr, nullptr},
+        {"abcd", 0, 4, nullptr, "xyzabcd"},      {"abcd", 1, 4, nullptr, nullptr},
+        {"abéé", 1, 4, "xyzbé\xC3", "xyzbé\xC3"}};
     for (const auto& [text, pos, length, fixed, grown] : CASES) {
         GuardedString dest(8, "xyz");
         EXPECT_EQ(ReadableString(text).substr(&dest.string, pos, length), fixed != nullptr) << pos << " " << length;
