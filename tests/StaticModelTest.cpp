@@ -4,7 +4,7 @@
 
 #include <atomic>
 #include <climits>
-#include <functional>
+#include <future>
 #include <random>
 #include <thread>
 
@@ -70,21 +70,20 @@ TEST(StaticModelTest, IteratorsWalkInOrderAndStayAtTheEnd)
 TEST(ObserverWordTest, ThreadsAgreeOnTheWordsWhileTheTableGrows)
 {
     std::atomic<int> arrived{0};
-    const auto collect = [&arrived](std::vector<uint32_t>& own) {
+    const auto collect = [&arrived] {
         for (++arrived; arrived < 2;)
             std::this_thread::yield();
+        std::vector<uint32_t> words;
         for (int i = 0; i < 2500; ++i) {
-            own.push_back(observerWord(&observers[i]));
-            ASSERT_EQ(observerFromWord(own.back()), &observers[i]);
+            words.push_back(observerWord(&observers[i]));
+            EXPECT_EQ(observerFromWord(words.back()), &observers[i]);
         }
+        return words;
     };
-    std::vector<uint32_t> words[3];
-    std::thread other(collect, std::ref(words[0]));
-    collect(words[1]);
-    other.join();
-    collect(words[2]);
-    EXPECT_EQ(words[0], words[1]);
-    EXPECT_EQ(words[0], words[2]) << "they are kept";
+    auto other = std::async(std::launch::async, collect);
+    const std::vector<uint32_t> words = collect();
+    EXPECT_EQ(words, other.get());
+    EXPECT_EQ(words, collect()) << "they are kept";
     EXPECT_EQ(observerWord(nullptr), 0u);
     EXPECT_EQ(observerFromWord(0), nullptr);
 }
