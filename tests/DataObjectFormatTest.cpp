@@ -28,9 +28,9 @@ protected:
         errno = ERANGE; // an old error changes nothing
         std::string result = describe(DataObject::parse(exact.data(), arguments..., 0).get());
         for (const Report& report : takeReports()) {
-            EXPECT_EQ(report.source, "DataObject");
-            EXPECT_EQ(report.severity, Severity::RECOVERABLE);
-            result += "\n" + report.text;
+            const bool isOwn = report.source == "DataObject";
+            EXPECT_EQ(report.severity, isOwn ? Severity::RECOVERABLE : Severity::FATAL);
+            result += "\n" + (isOwn ? "" : report.source + " ") + report.text;
         }
         return result;
     }
@@ -100,17 +100,11 @@ TEST_F(DataObjectFormatTest, ContainersTakeFormats)
 TEST_F(DataObjectFormatTest, ATextTooLongToCopyIsNoKey)
 {
     const std::string text(262144, 'k');
-    const std::string quoted = "{'" + text + "': 1}";
-    for (const char* format : {"{%s: 1}", quoted.c_str()}) {
-        EXPECT_EQ(DataObject::parse(format, text.c_str(), 0).get(), nullptr);
-        std::string reports;
-        for (const Report& report : takeReports())
-            reports += report.source + " " + report.text + "\n";
-        EXPECT_EQ(reports, "DynamicString 'Requested string is far too large:  262145\n'\n"
-                           "DynamicString test 'RC_OK == growAndAssign(orig)' failed\n"
-                           "DataObject 'unable to parse key'\n"
-                           "DataObject 'Invalid map input @ : 1}\n'\n");
-    }
+    static const char RESULT[] = "nothing\nDynamicString 'Requested string is far too large:  262145\n'\n"
+                                 "DynamicString test 'RC_OK == growAndAssign(orig)' failed\n"
+                                 "'unable to parse key'\n'Invalid map input @ : 1}\n'";
+    EXPECT_EQ(parse("{%s: 1}", text.c_str()), RESULT);
+    EXPECT_EQ(parse(("{'" + text + "': 1}").c_str()), RESULT);
 }
 
 TEST_F(DataObjectFormatTest, TextsHaveAnyLengthAndRefusedMemoryLeaksNone)

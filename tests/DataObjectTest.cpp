@@ -96,8 +96,7 @@ TEST_F(DataObjectTest, IntegersAnswerWithTheirLowBitsAndComeFromTexts)
     EXPECT_EQ(makeInt(-42)->convertToStdString(nullptr), "-42");
     EXPECT_STREQ(node->toString("d"), "d");
 
-    EXPECT_EQ(IntegerDataObject::create("12abc")->toInt64(0), 12);
-    EXPECT_EQ(IntegerDataObject::create(" \n-7")->toInt64(0), -7);
+    EXPECT_EQ(IntegerDataObject::create(" \n-7abc")->toInt64(0), -7);
     EXPECT_EQ(IntegerDataObject::create("9223372036854775806")->toInt64(0), LLONG_MAX - 1);
     for (const char* text : {"9223372036854775807", "-9223372036854775808", "99999999999999999999", "x", "", NO_TEXT}) {
         const AutoPtr<DataObject> created = IntegerDataObject::create(text);

@@ -9,11 +9,7 @@
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/RecordingPolicy.h"
 
-using Ostrel::AutoPtr;
-using Ostrel::ErrorPolicy;
-using Ostrel::ErrorServer;
-using Ostrel::Severity;
-using Ostrel::Singleton;
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
 namespace {
 

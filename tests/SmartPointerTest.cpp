@@ -6,10 +6,7 @@
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/RecordingPolicy.h"
 
-using Ostrel::AutoPtr;
-using Ostrel::Severity;
-using Ostrel::SharedPtr;
-using Ostrel::WeakPtr;
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
 namespace {
 
@@ -91,9 +88,8 @@ TEST_F(SmartPointerTest, WeakComesFromEveryKindOfPointer)
     const AutoPtr<Derived> single(new Derived);
     const SharedPtr<Derived> shared(new Derived);
     const WeakPtr<Derived> weak(object);
-    EXPECT_EQ(WeakPtr<Base>(&object).get(), &object);
-    EXPECT_EQ(WeakPtr<Base>(object).get(), &object);
-    EXPECT_EQ(WeakPtr<Base>(weak).get(), &object);
+    for (const WeakPtr<Base> base : {WeakPtr<Base>(&object), WeakPtr<Base>(object), WeakPtr<Base>(weak)})
+        EXPECT_EQ(base.get(), &object);
     EXPECT_EQ(WeakPtr<Base>(single).get(), single.get());
     EXPECT_EQ(WeakPtr<Base>(shared).get(), shared.get());
 }

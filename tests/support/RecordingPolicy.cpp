@@ -5,10 +5,7 @@
 
 #include "tests/support/AllocationFaults.h"
 
-using Ostrel::ErrorPolicy;
-using Ostrel::ErrorServer;
-using Ostrel::Severity;
-using Ostrel::Singleton;
+using namespace Ostrel;
 
 namespace {
 
@@ -30,7 +27,7 @@ Report takeApart(Severity severity, const std::string& message)
 
 void install(ErrorPolicy* policy)
 {
-    Singleton<ErrorServer>::getInstance()->setPolicy(Ostrel::AutoPtr<ErrorPolicy>(policy));
+    Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(policy));
 }
 
 } // namespace
