@@ -1,5 +1,7 @@
 #include "ostrel/DataObjectBuilder.h"
 
+#include <functional>
+
 #include "tests/support/LogBuilder.h"
 #include "tests/support/RecordingPolicy.h"
 
@@ -7,11 +9,14 @@ using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the w
 
 namespace {
 
-/// Describes itself by no call at all.
-struct Silent : Serializable
+/// Describes itself by the calls it is given.
+struct Describing : Serializable
 {
-    const char* getTypeName() const override { return "Silent"; }
-    void serialize(WeakPtr<StructBuilder>) const override {}
+    explicit Describing(std::function<void(StructBuilder&)> ownCalls) : calls(std::move(ownCalls)) {}
+    const char* getTypeName() const override { return "Describing"; }
+    void serialize(WeakPtr<StructBuilder> builder) const override { calls(*builder); }
+
+    const std::function<void(StructBuilder&)> calls;
 };
 
 } // namespace
@@ -56,24 +61,17 @@ TEST_F(DataObjectBuilderTest, TreesAreCopiedButForWhatListsHold)
 
 TEST_F(DataObjectBuilderTest, APendingKeyIsUsedUpByOneCall)
 {
-    struct Nesting : Silent
-    {
-        void serialize(WeakPtr<StructBuilder> builder) const override
-        {
-            builder->map().add("inner", Silent()).end().add(5); // the 5 has no key left
-        }
-    };
-    struct Restarting : Silent
-    {
-        void serialize(WeakPtr<StructBuilder> builder) const override
-        {
-            builder->reset();
-            builder->map("root").add(1); // the key outlives the reset and the call with a key
-        }
-    };
-    _builder.map().add("kept", Restarting());
+    const Describing silent([](StructBuilder&) {});
+    const Describing nesting([&](StructBuilder& builder) {
+        builder.map().add("inner", silent).end().add(5); // the 5 has no key left
+    });
+    const Describing restarting([](StructBuilder& builder) {
+        builder.reset();
+        builder.map("root").add(1); // the key outlives the reset and the call with a key
+    });
+    _builder.map().add("kept", restarting);
     expectTree("{kept:i1 } ");
-    _builder.map().add("used", *DataObject::createInt(1)).add("silent", Silent()).add("outer", Nesting());
+    _builder.map().add("used", *DataObject::createInt(1)).add("silent", silent).add("outer", nesting);
     _builder.add(2).list().end(); // neither has a key: a map refuses them, and what is refused has no end
     expectTree("{outer:{} used:i1 } ", "Invalid end call");
 }
@@ -95,11 +93,8 @@ TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)
 
 TEST_F(DataObjectBuilderTest, DoublesAreReportedAndDropped)
 {
-    struct Number : Silent
-    {
-        void serialize(WeakPtr<StructBuilder> builder) const override { builder->add(1.5).add(2); }
-    };
-    _builder.map().add("a", 1.5).add("b", 1.5, 2).add(1.5).add(1.5, 2).add("c", Number());
+    const Describing number([](StructBuilder& builder) { builder.add(1.5).add(2); });
+    _builder.map().add("a", 1.5).add("b", 1.5, 2).add(1.5).add(1.5, 2).add("c", number);
     for (int i = 0; i < 5; ++i)
         expectReport(Severity::FATAL, "DataObjectBuilder", 0, "'Not Implemented'");
     expectTree("{} "); // a double uses the pending key up

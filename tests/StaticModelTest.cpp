@@ -95,18 +95,17 @@ TEST(ObserverWordTest, ExhaustedMemoryRefusesTheRegistrationAndChangesNothing)
     CheckedRegistry registry(60000);
     StaticModelState* const state = registry.getState();
     AllocationFaults faults(AllocationFaults::FAIL_ALL_LATER, 0);
-    size_t added = 0;
-    faults.arm();
-    while (added < 5000 && StaticModel::addEventAndObserver(state, 1, &observers[added]) == OBSERVABLE_OK)
+    const auto add = [&](int id, int place) {
+        return faults.during([&] { return StaticModel::addEventAndObserver(state, id, &observers[place]); });
+    };
+    int added = 0;
+    while (added < 5000 && add(1, added) == OBSERVABLE_OK)
         ++added;
-    const int codes[] = {StaticModel::addEventAndObserver(state, 2, &observers[added]),
-                         StaticModel::addObserver(state, 1, &observers[added]),
-                         StaticModel::addObserver(state, 1, &observers[0])};
-    faults.disarm();
-    ASSERT_LT(added, 5000u) << "the table must have grown";
-    EXPECT_EQ(codes[0], OBSERVABLE_INSUFFICIENT_MEMORY);
-    EXPECT_EQ(codes[1], OBSERVABLE_INSUFFICIENT_MEMORY);
-    EXPECT_EQ(codes[2], OBSERVABLE_OK) << "its word is known";
-    EXPECT_EQ(StaticModel::size(state), 8 + 4 * (added + 1));
+    ASSERT_LT(added, 5000) << "the table must have grown";
+    EXPECT_EQ(add(2, added), OBSERVABLE_INSUFFICIENT_MEMORY);
+    EXPECT_EQ(faults.during([&] { return StaticModel::addObserver(state, 1, &observers[added]); }),
+              OBSERVABLE_INSUFFICIENT_MEMORY);
+    EXPECT_EQ(add(1, 0), OBSERVABLE_OK) << "its word is known";
+    EXPECT_EQ(StaticModel::size(state), 8u + 4 * (static_cast<unsigned int>(added) + 1));
     EXPECT_EQ(StaticModel::addEventAndObserver(state, 1, &observers[added]), OBSERVABLE_OK);
 }
