@@ -4,7 +4,6 @@
 #include <thread>
 #include <vector>
 
-#include "ostrel/Assert.h"
 #include "ostrel/Report.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/RecordingPolicy.h"
@@ -102,10 +101,4 @@ TEST_F(ErrorServerTest, ReportsComeFromSeveralThreadsAtOnce)
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(takeReports().size(), 400u);
-}
-
-TEST(AssertDeathTest, StopsTheProcessWithItsTextAndLine)
-{
-    EXPECT_DEATH(OSTREL_ASSERT_AT(false, "rc == 4", 150), "ErrorServerTest.cpp:150: .*Assertion `rc == 4' failed");
-    EXPECT_DEATH(OSTREL_ASSERT(1 + 1 == 3), "Assertion `1 \\+ 1 == 3' failed");
 }

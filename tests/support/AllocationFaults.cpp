@@ -55,9 +55,7 @@ void sweepAllocationFailures(const std::function<bool(AllocationFaults&)>& work)
 unsigned int countAllocations(const std::function<void()>& work)
 {
     AllocationFaults counter(AllocationFaults::FAIL_NONE, 0);
-    counter.arm();
-    work();
-    counter.disarm();
+    counter.during(work);
     return counter.getCount();
 }
 

@@ -25,11 +25,6 @@ Report takeApart(Severity severity, const std::string& message)
     return report;
 }
 
-void install(ErrorPolicy* policy)
-{
-    Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(policy));
-}
-
 } // namespace
 
 void RecordingPolicy::record(Severity severity, const char* message)
@@ -40,14 +35,9 @@ void RecordingPolicy::record(Severity severity, const char* message)
     errno = 0; // as a real policy may leave it
 }
 
-ReportTest::ReportTest()
+void ReportTest::install(ErrorPolicy* policy)
 {
-    install(new RecordingPolicy(_sink));
-}
-
-ReportTest::~ReportTest()
-{
-    install(new ErrorServer::DefaultPolicy);
+    Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(policy));
 }
 
 void ReportTest::expectReport(Severity severity, const char* source, int line, const char* text)

@@ -43,8 +43,8 @@ private:
 class ReportTest : public testing::Test
 {
 protected:
-    ReportTest();
-    ~ReportTest() override;
+    ReportTest() { install(new RecordingPolicy(_sink)); }
+    ~ReportTest() override { install(new Ostrel::ErrorServer::DefaultPolicy); }
     void TearDown() override { expectNoReports(); }
 
     /// Takes the oldest report and compares it. `line` 0 stands for any line.
@@ -54,5 +54,7 @@ protected:
     std::vector<Report> takeReports();
 
 private:
+    static void install(Ostrel::ErrorPolicy* policy);
+
     RecordingPolicy::Sink _sink;
 };
