@@ -6,8 +6,7 @@
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
-class ArrayListTest : public ReportTest
-{};
+using ArrayListTest = ReportTest;
 
 TEST_F(ArrayListTest, RefusedGrowthLeavesListAndElement)
 {
@@ -17,9 +16,7 @@ TEST_F(ArrayListTest, RefusedGrowthLeavesListAndElement)
             list.append(AutoPtr<int>(new int(i)));
         EXPECT_EQ(list.getCapacity(), 16u);
         AutoPtr<int> next(new int(16));
-        faults.arm();
-        const int code = list.append(std::move(next));
-        faults.disarm();
+        const int code = faults.during([&] { return list.append(std::move(next)); });
         EXPECT_EQ(code, next ? 2 : 0); // NOLINT(bugprone-use-after-move): only then was it moved
         EXPECT_EQ(list.getSize(), next ? 16u : 17u);
         EXPECT_EQ(list.getCapacity(), next ? 16u : 24u);
@@ -45,13 +42,12 @@ TEST_F(ArrayListTest, BadIndexIsReportedOnceAndGivesTheLast)
     for (int i = 0; i < 3; ++i)
         list.append(i);
     list[5] = 42;
-    expectFailedCheck(Severity::RECOVERABLE, "ArrayList", 299, "index < _size");
     EXPECT_EQ(list[2], 42);
     list.clear();
     list[0] = 5;
-    expectFailedCheck(Severity::RECOVERABLE, "ArrayList", 299, "index < _size");
     EXPECT_EQ(std::as_const(list)[0], 0);
-    expectFailedCheck(Severity::RECOVERABLE, "ArrayList", 299, "index < _size");
+    for (int reports = 0; reports < 3; ++reports)
+        expectFailedCheck(Severity::RECOVERABLE, "ArrayList", 299, "index < _size");
 }
 
 TEST_F(ArrayListTest, GivenUpSlotsReleaseWhatTheyHeld)
@@ -80,9 +76,9 @@ TEST_F(ArrayListTest, AutoPtrArrayDeletesItsElementsAndReportsMisuse)
     EXPECT_EQ(array[1], nullptr);
     expectFailedCheck(Severity::FATAL, "AutoPtrArray", 72, "_array[i]");
     array.set(2, AutoPtr<int>(new int(3)));
-    expectFailedCheck(Severity::FATAL, "AutoPtrArray", 71, "i < _length");
     EXPECT_EQ(array[2], nullptr);
-    expectFailedCheck(Severity::FATAL, "AutoPtrArray", 71, "i < _length");
+    for (int reports = 0; reports < 2; ++reports)
+        expectFailedCheck(Severity::FATAL, "AutoPtrArray", 71, "i < _length");
 }
 
 TEST_F(ArrayListTest, ArraysBeyondTheAddressSpaceAreRefused)

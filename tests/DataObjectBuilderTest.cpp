@@ -1,5 +1,7 @@
 #include "ostrel/DataObjectBuilder.h"
 
+#include <functional>
+
 #include "tests/support/LogBuilder.h"
 #include "tests/support/RecordingPolicy.h"
 
@@ -7,11 +9,14 @@ using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the w
 
 namespace {
 
-/// Describes itself by no call at all.
-struct Silent : Serializable
+/// Describes itself by the calls it is given.
+struct Describing : Serializable
 {
-    const char* getTypeName() const override { return "Silent"; }
-    void serialize(WeakPtr<StructBuilder>) const override {}
+    explicit Describing(std::function<void(StructBuilder&)> ownCalls) : calls(std::move(ownCalls)) {}
+    const char* getTypeName() const override { return "Describing"; }
+    void serialize(WeakPtr<StructBuilder> builder) const override { calls(*builder); }
+
+    const std::function<void(StructBuilder&)> calls;
 };
 
 } // namespace
@@ -21,10 +26,7 @@ class DataObjectBuilderTest : public ReportTest
 protected:
     void expectTree(const char* tree, const char* error = nullptr)
     {
-        LogBuilder log;
-        if (const DataObject* root = _tree.getRoot().get())
-            root->serialize(log);
-        EXPECT_EQ(log.text, tree);
+        EXPECT_EQ(describe(_tree.getRoot().get()), tree);
         EXPECT_STREQ(_builder.getErrorString(), error);
         EXPECT_EQ(_builder.isOk(), error != nullptr) << "true only with an error";
         _builder.reset();
@@ -41,7 +43,7 @@ TEST_F(DataObjectBuilderTest, CallsBecomeATree)
     _builder.list("list").add(1).add(-2LL).add("y").add(false).add(StructBuilder::NullType()).add("ignored", 3);
     _builder.list().end().map().add("k", StructBuilder::NullType()).end().end().map("map").end().end();
     expectTree("{flag:i1 int:i-1 list:[i1 i-2 s(y) i0 null i3 [] {k:null } ] map:{} text:s(x) wide:i1099511627776 } ");
-    expectTree("");
+    expectTree("nothing");
     _builder.map().end().add("late", 1).end(); // a root takes one end too many
     _builder.end();
     expectEmptyStack();
@@ -59,24 +61,17 @@ TEST_F(DataObjectBuilderTest, TreesAreCopiedButForWhatListsHold)
 
 TEST_F(DataObjectBuilderTest, APendingKeyIsUsedUpByOneCall)
 {
-    struct Nesting : Silent
-    {
-        void serialize(WeakPtr<StructBuilder> builder) const override
-        {
-            builder->map().add("inner", Silent()).end().add(5); // the 5 has no key left
-        }
-    };
-    struct Restarting : Silent
-    {
-        void serialize(WeakPtr<StructBuilder> builder) const override
-        {
-            builder->reset();
-            builder->map("root").add(1); // the key outlives the reset and the call with a key
-        }
-    };
-    _builder.map().add("kept", Restarting());
+    const Describing silent([](StructBuilder&) {});
+    const Describing nesting([&](StructBuilder& builder) {
+        builder.map().add("inner", silent).end().add(5); // the 5 has no key left
+    });
+    const Describing restarting([](StructBuilder& builder) {
+        builder.reset();
+        builder.map("root").add(1); // the key outlives the reset and the call with a key
+    });
+    _builder.map().add("kept", restarting);
     expectTree("{kept:i1 } ");
-    _builder.map().add("used", *DataObject::createInt(1)).add("silent", Silent()).add("outer", Nesting());
+    _builder.map().add("used", *DataObject::createInt(1)).add("silent", silent).add("outer", nesting);
     _builder.add(2).list().end(); // neither has a key: a map refuses them, and what is refused has no end
     expectTree("{outer:{} used:i1 } ", "Invalid end call");
 }
@@ -86,10 +81,10 @@ TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)
     const AutoPtr<DataObject> number = DataObject::createInt(1);
     _builder.add("k", *number);
     expectEmptyStack();
-    expectTree("", "Unable to add serializable without nesting");
+    expectTree("nothing", "Unable to add serializable without nesting");
     _builder.add(*number);
     expectEmptyStack();
-    expectTree("", "Add with no key requires top of stack to be a list.");
+    expectTree("nothing", "Add with no key requires top of stack to be a list.");
     _builder.map().add(*number).list("list").add("k", *number); // the last one counts
     expectTree("{list:[] } ", "Invalid add with key on non-object");
     _builder.add(5).end().end();
@@ -98,11 +93,8 @@ TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)
 
 TEST_F(DataObjectBuilderTest, DoublesAreReportedAndDropped)
 {
-    struct Number : Silent
-    {
-        void serialize(WeakPtr<StructBuilder> builder) const override { builder->add(1.5).add(2); }
-    };
-    _builder.map().add("a", 1.5).add("b", 1.5, 2).add(1.5).add(1.5, 2).add("c", Number());
+    const Describing number([](StructBuilder& builder) { builder.add(1.5).add(2); });
+    _builder.map().add("a", 1.5).add("b", 1.5, 2).add(1.5).add(1.5, 2).add("c", number);
     for (int i = 0; i < 5; ++i)
         expectReport(Severity::FATAL, "DataObjectBuilder", 0, "'Not Implemented'");
     expectTree("{} "); // a double uses the pending key up

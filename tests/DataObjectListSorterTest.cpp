@@ -1,11 +1,13 @@
 #include "ostrel/DataObjectListSorter.h"
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "tests/support/AllocationFaults.h"
+#include "tests/support/LogBuilder.h"
 #include "tests/support/RecordingPolicy.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
@@ -30,24 +32,25 @@ bool isLess(WeakPtr<DataObject> a, WeakPtr<DataObject> b)
 const DataObjectListSorter SORT(isLess);
 
 /// Of lists, so that an exchange has to copy all of one.
-void fill(DataObjectList& list, const Values& values)
+struct ListOfLists : DataObjectList
 {
-    for (int value : values)
-        list.append("[%d]", value);
-}
-
-Values getValues(const DataObject& list)
-{
-    Values values;
-    for (int i = 0; i < list.getNumChildren(); ++i)
-        values.push_back(getValue(list.get(i)));
-    return values;
-}
+    explicit ListOfLists(const Values& values)
+    {
+        for (int value : values)
+            append("[%d]", value);
+    }
+    Values getValues() const
+    {
+        Values values;
+        for (int i = 0; i < getNumChildren(); ++i)
+            values.push_back(getValue(get(i)));
+        return values;
+    }
+};
 
 } // namespace
 
-class DataObjectListSorterTest : public ReportTest
-{};
+using DataObjectListSorterTest = ReportTest;
 
 TEST_F(DataObjectListSorterTest, EveryWayToSortAgreesWithTheStandardOne)
 {
@@ -57,14 +60,13 @@ TEST_F(DataObjectListSorterTest, EveryWayToSortAgreesWithTheStandardOne)
         for (int& value : values)
             value = static_cast<int>(random() % (round % 2 == 0 ? 4 : 100));
         SCOPED_TRACE(testing::PrintToString(values));
-        DataObjectList list;
-        fill(list, values);
+        ListOfLists list(values);
         const int end = list.getNumChildren();
         const int lo = round % 3 == 0 ? 0 : end / 4; // the rest stays as it is
         const int hi = round % 3 == 0 ? end : end - end / 5;
         round % 3 == 0 ? SORT(list) : round % 3 == 1 ? SORT.quickSort(list, lo, hi) : SORT.insertionSort(list, lo, hi);
         std::sort(values.begin() + lo, values.begin() + hi);
-        ASSERT_EQ(getValues(list), values);
+        ASSERT_EQ(list.getValues(), values);
     }
 }
 
@@ -72,21 +74,19 @@ TEST_F(DataObjectListSorterTest, ComparisonsAndClonesAreThoseOfTheMethod)
 {
     // Eight are partitioned: 8 comparisons with i up to the pivot itself and 1 with j. Seven are sorted by selection.
     static const int COUNTS[][3] = {{0, 0, 0}, {1, 0, 0}, {2, 1, 2}, {7, 21, 12}, {8, 9 + 21, 2 + 12}};
-    static const int SORTED[] = {1, 2, 3, 4, 5, 6, 7, 8};
     const unsigned int ALLOCATIONS = countAllocations([] { DataObject::parse("[1]")->clone(); }) / 2; // a child's
     for (const auto& c : COUNTS) {
-        DataObjectList list;
-        fill(list, Values(SORTED, SORTED + c[0]));
+        Values sorted(static_cast<size_t>(c[0]));
+        std::iota(sorted.begin(), sorted.end(), 1);
+        ListOfLists list(sorted);
         comparisons = 0;
-        const unsigned int allocations = countAllocations([&] { SORT(list); });
+        EXPECT_EQ(countAllocations([&] { SORT(list); }), ALLOCATIONS * static_cast<unsigned int>(c[2])) << c[0];
         EXPECT_EQ(comparisons, c[1]) << c[0];
-        EXPECT_EQ(allocations, ALLOCATIONS * static_cast<unsigned int>(c[2])) << c[0];
     }
 
-    DataObjectList list;
-    fill(list, {9, 5, 1, 7, 3, 4, 0});
+    ListOfLists list({9, 5, 1, 7, 3, 4, 0});
     EXPECT_EQ(SORT.partition(list, 1, 5), 3);
-    EXPECT_EQ(getValues(list), (Values{9, 3, 1, 4, 5, 7, 0}));
+    EXPECT_EQ(list.getValues(), (Values{9, 3, 1, 4, 5, 7, 0}));
     EXPECT_EQ(SORT.partition(list, 2, 2) + SORT.partition(list, 3, 2), 2 + 3);
     comparisons = 0;
     EXPECT_EQ(SORT.partition(list, 3, 6), 3);
@@ -96,29 +96,21 @@ TEST_F(DataObjectListSorterTest, ComparisonsAndClonesAreThoseOfTheMethod)
 TEST_F(DataObjectListSorterTest, TiesEndWhereTheMethodPutsThem)
 {
     const auto order = [](bool byInsertion) {
-        DataObjectList list;
-        list.append("[[1, 'a'], [1, 'b'], [0, 'c'], [1, 'd']]");
-        DataObject& children = list.get(0);
-        byInsertion ? SORT.insertionSort(children, 0, 4) : SORT.selectionSort(children, 0, 4);
-        std::string names;
-        for (int i = 0; i < 4; ++i)
-            names += children.get(i).get(1).toString("?");
-        return names;
+        const AutoPtr<DataObject> list = DataObject::parse("[[1, 'a'], [1, 'b'], [0, 'c'], [1, 'd']]");
+        byInsertion ? SORT.insertionSort(*list, 0, 4) : SORT.selectionSort(*list, 0, 4);
+        return describe(list.get());
     };
-    EXPECT_EQ(order(false), "cbad");
-    EXPECT_EQ(order(true), "cdba");
+    EXPECT_EQ(order(false), "[[i0 s(c) ] [i1 s(b) ] [i1 s(a) ] [i1 s(d) ] ] ");
+    EXPECT_EQ(order(true), "[[i0 s(c) ] [i1 s(d) ] [i1 s(b) ] [i1 s(a) ] ] ");
 }
 
 TEST_F(DataObjectListSorterTest, RefusedMemoryLosesNoChildAndANullListIsReportedOnce)
 {
     for (const bool byInsertion : {false, true}) {
         sweepAllocationFailures([=](AllocationFaults& faults) {
-            DataObjectList list;
-            fill(list, {3, 1, 4, 2, 0});
-            faults.arm();
-            byInsertion ? SORT.insertionSort(list, 0, 5) : SORT(list);
-            faults.disarm();
-            Values values = getValues(list);
+            ListOfLists list({3, 1, 4, 2, 0});
+            faults.during([&] { byInsertion ? SORT.insertionSort(list, 0, 5) : SORT(list); });
+            Values values = list.getValues();
             const bool isSorted = std::is_sorted(values.begin(), values.end());
             std::sort(values.begin(), values.end());
             EXPECT_EQ(values, (Values{0, 1, 2, 3, 4}));

@@ -10,9 +10,7 @@
 #define FAILED "Libostrel-HeapStack::validate() failed ! "
 #define OUTSIDE FAILED "ptr=%p outside the HeapStack Pool\n"
 
-using Ostrel::DynamicMemPool;
-using Ostrel::HeapStack;
-using Ostrel::MemPoolBase;
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
 namespace {
 
@@ -51,10 +49,10 @@ TEST(HeapStackTest, LayoutOfTwoBlocksAndFreeingTheOlder)
     EXPECT_EQ(stack.allocate(4), buffer + 38);
     static const unsigned int WORDS[][2] = {{0, 26}, {30, 26}, {34, 4}, {42, 4}, {46, 10}, {60, 10}};
     for (const auto& word : WORDS)
-        EXPECT_EQ(Ostrel::loadU32(buffer + word[0]), word[1]) << "at " << word[0];
+        EXPECT_EQ(loadU32(buffer + word[0]), word[1]) << "at " << word[0];
     stack.free(buffer + 50);
-    EXPECT_EQ(Ostrel::loadU32(buffer), 56u);
-    EXPECT_EQ(Ostrel::loadU32(buffer + 60), 56u);
+    EXPECT_EQ(loadU32(buffer), 56u);
+    EXPECT_EQ(loadU32(buffer + 60), 56u);
 }
 
 TEST(HeapStackTest, BlocksOfAllSizesInBuffersOfAllSizes)
@@ -93,9 +91,9 @@ TEST(HeapStackTest, ValidationSaysWhatIsBroken)
     stack.validate(stack.allocate(3)); // good, but too near the end
     stack.clear();
     stack.validate(stack.allocate(4));
-    Ostrel::storeU32(at(60), 11);
+    storeU32(at(60), 11);
     stack.validate(at(56));
-    Ostrel::storeU32(at(52), 0x7FFFFFFF); // the other size would lie far outside
+    storeU32(at(52), 0x7FFFFFFF); // the other size would lie far outside
     for (const unsigned int offset : {56, 12, 11, 3, 65})
         stack.validate(at(offset));
     char expected[600];

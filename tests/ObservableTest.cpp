@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <functional>
 #include <future>
 #include <stdexcept>
-#include <thread>
+#include <tuple>
 
 #include "tests/support/AllocationFaults.h"
 
@@ -37,11 +36,8 @@ struct Scene
 
     Scene()
     {
-        subject.addObserver(1, &c);
-        subject.addObserver(70000, &a);
-        subject.addObserver(3, &c);
-        subject.addObserver(70000, &b);
-        subject.addObserver(3, &c);
+        for (const auto& [event, observer] : {std::pair(1, &c), {70000, &a}, {3, &c}, {70000, &b}, {3, &c}})
+            subject.addObserver(event, observer);
     }
 
     bool isLockFree()
@@ -59,15 +55,6 @@ struct Scene
     LoggingObserver b{log, 'b'};
     LoggingObserver c{log, 'c'};
 };
-
-/// As a regular expression that matches just this.
-std::string literally(const std::string& text)
-{
-    std::string pattern;
-    for (const char c : text)
-        pattern += isalnum(static_cast<unsigned char>(c)) ? std::string(1, c) : std::string("[") + c + "]";
-    return pattern;
-}
 
 } // namespace
 
@@ -90,28 +77,23 @@ TEST(ObservableTest, CallsEachRegistrationInOrderUnderTheLockUntilOneThrows)
 // Outside the contract, but easily done: such a pass must not call what is no observer of its event.
 TEST(ObservableTest, RegistrationsChangedDuringAPassNeverLeadItAstray)
 {
-    struct Case
-    {
-        Scene::LoggingObserver Scene::*observer;
-        int left;
-        int joined; ///< afterwards, if not 0
-        const char* calls;
-    };
-    const Case cases[] = {
+    // Who leaves which event and joins which, and the calls.
+    const std::tuple<Scene::LoggingObserver Scene::*, int, int, const char*> CASES[] = {
         {&Scene::a, 70000, 0, "a70000 "},
         {&Scene::c, 1, 0, "a70000 b70000 "},
         {&Scene::c, 1, 9, "a70000 b70000 "}, // the place is taken again, behind
         {&Scene::c, 0, 70000, "a70000 b70000 c70000 "},
     };
-    for (const Case& current : cases) {
+    for (const auto& row : CASES) {
         Scene scene;
+        Scene::LoggingObserver& observer = scene.*std::get<0>(row);
         scene.a.reaction = [&] {
-            scene.subject.removeObserver(current.left, &(scene.*current.observer));
-            if (current.joined != 0)
-                scene.subject.addObserver(current.joined, &(scene.*current.observer));
+            scene.subject.removeObserver(std::get<1>(row), &observer);
+            if (std::get<2>(row) != 0)
+                scene.subject.addObserver(std::get<2>(row), &observer);
         };
         EXPECT_EQ(scene.subject.notifyObservers(70000), OBSERVABLE_OK);
-        EXPECT_EQ(scene.log, current.calls);
+        EXPECT_EQ(scene.log, std::get<3>(row));
     }
 }
 
@@ -131,11 +113,10 @@ TEST(ObservableThreadTest, ThreadsAddRemoveAndNotifyUnderOneMutex)
             destroyObserver(observer);
         }
     };
-    std::thread second(work);
-    std::thread third(work);
+    const auto others = {std::async(std::launch::async, work), std::async(std::launch::async, work)};
     work();
-    second.join();
-    third.join();
+    for (const std::future<void>& other : others)
+        other.wait();
     EXPECT_GE(calls, 900);
     EXPECT_EQ(buffer[0] + buffer[1], 4) << "nothing is left in the registry";
     destroyObservable(subject);
@@ -171,19 +152,19 @@ TEST(ObservableCInterfaceDeathTest, NullHandlesAndTooSmallABufferStopWithTheText
     Scene scene;
     const auto subject = reinterpret_cast<ObservablePtr>(&scene.subject); // handles that are only compared
     const auto observer = reinterpret_cast<ObserverPtr>(&scene.a);
-    const auto expectStop = [](const std::function<void()>& call, const std::string& text) {
-        EXPECT_DEATH(call(), "ostrel/Observable/observable_c.cpp:[0-9]+: " + literally(text) + " failed");
+    // A dot stands for each character that has a meaning in a pattern.
+    static const char BOTH[] = ".Ostrel::CObservable..observable && ..Ostrel::CObserver..observer.";
+    static const char ONE[] = ".Ostrel::CObservable..observable";
+    const std::tuple<std::function<void()>, const char*, const char*> CASES[] = {
+        {[&] { addObserver(subject, 1, nullptr); }, "addObserver.ObservablePtr, Event_Type, ObserverPtr.", BOTH},
+        {[&] { removeObserver(nullptr, 1, observer); }, "removeObserver.ObservablePtr, Event_Type, ObserverPtr.", BOTH},
+        {[] { notifyObservers(nullptr, 1); }, "notifyObservers.ObservablePtr, Event_Type.", ONE},
+        {[] { notifyObserversWithParams(nullptr, 1, nullptr); },
+         "notifyObserversWithParams.ObservablePtr, Event_Type, const void..", ONE},
     };
-    const std::string both = ": Assertion `(Ostrel::CObservable*)observable && ((Ostrel::CObserver*)observer)'";
-    const std::string one = ": Assertion `(Ostrel::CObservable*)observable'";
-    expectStop([&] { addObserver(subject, 1, nullptr); },
-               "Observable_ReturnCode addObserver(ObservablePtr, Event_Type, ObserverPtr)" + both);
-    expectStop([&] { removeObserver(nullptr, 1, observer); },
-               "Observable_ReturnCode removeObserver(ObservablePtr, Event_Type, ObserverPtr)" + both);
-    expectStop([] { notifyObservers(nullptr, 1); },
-               "Observable_ReturnCode notifyObservers(ObservablePtr, Event_Type)" + one);
-    expectStop([] { notifyObserversWithParams(nullptr, 1, nullptr); },
-               "Observable_ReturnCode notifyObserversWithParams(ObservablePtr, Event_Type, const void*)" + one);
+    for (const auto& [call, declaration, check] : CASES)
+        EXPECT_DEATH(call(), std::string("ostrel/Observable/observable_c.cpp:[0-9]+: Observable_ReturnCode ") +
+                                 declaration + ": Assertion `" + check + "' failed");
     EXPECT_DEATH(createObservable(nullptr, 11, nullptr),
                  "ostrel/Observable/StaticModel.cpp:.*Assertion `size >= MINIMUM_BUFFER_SIZE' failed");
 }

@@ -4,7 +4,7 @@
 
 #include <atomic>
 #include <climits>
-#include <functional>
+#include <future>
 #include <random>
 #include <thread>
 
@@ -70,21 +70,20 @@ TEST(StaticModelTest, IteratorsWalkInOrderAndStayAtTheEnd)
 TEST(ObserverWordTest, ThreadsAgreeOnTheWordsWhileTheTableGrows)
 {
     std::atomic<int> arrived{0};
-    const auto collect = [&arrived](std::vector<uint32_t>& own) {
+    const auto collect = [&arrived] {
         for (++arrived; arrived < 2;)
             std::this_thread::yield();
+        std::vector<uint32_t> words;
         for (int i = 0; i < 2500; ++i) {
-            own.push_back(observerWord(&observers[i]));
-            ASSERT_EQ(observerFromWord(own.back()), &observers[i]);
+            words.push_back(observerWord(&observers[i]));
+            EXPECT_EQ(observerFromWord(words.back()), &observers[i]);
         }
+        return words;
     };
-    std::vector<uint32_t> words[3];
-    std::thread other(collect, std::ref(words[0]));
-    collect(words[1]);
-    other.join();
-    collect(words[2]);
-    EXPECT_EQ(words[0], words[1]);
-    EXPECT_EQ(words[0], words[2]) << "they are kept";
+    auto other = std::async(std::launch::async, collect);
+    const std::vector<uint32_t> words = collect();
+    EXPECT_EQ(words, other.get());
+    EXPECT_EQ(words, collect()) << "they are kept";
     EXPECT_EQ(observerWord(nullptr), 0u);
     EXPECT_EQ(observerFromWord(0), nullptr);
 }
@@ -96,18 +95,17 @@ TEST(ObserverWordTest, ExhaustedMemoryRefusesTheRegistrationAndChangesNothing)
     CheckedRegistry registry(60000);
     StaticModelState* const state = registry.getState();
     AllocationFaults faults(AllocationFaults::FAIL_ALL_LATER, 0);
-    size_t added = 0;
-    faults.arm();
-    while (added < 5000 && StaticModel::addEventAndObserver(state, 1, &observers[added]) == OBSERVABLE_OK)
+    const auto add = [&](int id, int place) {
+        return faults.during([&] { return StaticModel::addEventAndObserver(state, id, &observers[place]); });
+    };
+    int added = 0;
+    while (added < 5000 && add(1, added) == OBSERVABLE_OK)
         ++added;
-    const int codes[] = {StaticModel::addEventAndObserver(state, 2, &observers[added]),
-                         StaticModel::addObserver(state, 1, &observers[added]),
-                         StaticModel::addObserver(state, 1, &observers[0])};
-    faults.disarm();
-    ASSERT_LT(added, 5000u) << "the table must have grown";
-    EXPECT_EQ(codes[0], OBSERVABLE_INSUFFICIENT_MEMORY);
-    EXPECT_EQ(codes[1], OBSERVABLE_INSUFFICIENT_MEMORY);
-    EXPECT_EQ(codes[2], OBSERVABLE_OK) << "its word is known";
-    EXPECT_EQ(StaticModel::size(state), 8 + 4 * (added + 1));
+    ASSERT_LT(added, 5000) << "the table must have grown";
+    EXPECT_EQ(add(2, added), OBSERVABLE_INSUFFICIENT_MEMORY);
+    EXPECT_EQ(faults.during([&] { return StaticModel::addObserver(state, 1, &observers[added]); }),
+              OBSERVABLE_INSUFFICIENT_MEMORY);
+    EXPECT_EQ(add(1, 0), OBSERVABLE_OK) << "its word is known";
+    EXPECT_EQ(StaticModel::size(state), 8u + 4 * (static_cast<unsigned int>(added) + 1));
     EXPECT_EQ(StaticModel::addEventAndObserver(state, 1, &observers[added]), OBSERVABLE_OK);
 }

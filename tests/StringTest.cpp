@@ -9,6 +9,7 @@
 #include "ostrel/DynamicString.h"
 #include "ostrel/FixedString.h"
 #include "tests/support/AllocationFaults.h"
+#include "tests/support/GuardedBuffer.h"
 #include "tests/support/RecordingPolicy.h"
 
 using namespace Ostrel;
@@ -20,17 +21,11 @@ const auto RC_INVALID_INDEX = ReadableString::RC_INVALID_INDEX;
 const auto RC_NO_SPACE = ReadableString::RC_NO_SPACE;
 
 /// A string whose storage has guard bytes on both sides.
-struct GuardedString
+struct GuardedString : GuardedBuffer
 {
-    explicit GuardedString(unsigned int byteSize, const char* text = "")
-        : bytes(GUARD + std::string(byteSize, '\0') + GUARD), string(&bytes[GUARD.size()], byteSize)
-    {
-        bytes.replace(GUARD.size(), strlen(text), text);
-    }
-    bool isIntact() const { return bytes.find(GUARD) == 0 && bytes.rfind(GUARD) == bytes.size() - GUARD.size(); }
-
-    const std::string GUARD = std::string(16, '\x55');
-    std::string bytes;
+    explicit GuardedString(unsigned int byteSize)
+        : GuardedBuffer(byteSize), string(static_cast<char*>(memset(data(), 0, byteSize)), byteSize)
+    {}
     WritableString string;
 };
 
@@ -85,8 +80,7 @@ struct Model
 
 } // namespace
 
-class StringTest : public ReportTest
-{};
+using StringTest = ReportTest;
 
 TEST_F(StringTest, RandomEditsMatchTheModelInsideTheStorage)
 {
@@ -117,7 +111,7 @@ TEST_F(StringTest, RandomEditsMatchTheModelInsideTheStorage)
             index = random() % 10 == 0 ? UINT_MAX : random() % (text.getLength() + 2);
             count = random() % 10 == 0 ? UINT_MAX : random() % 5;
             const unsigned int edit = random() % 7;
-            ASSERT_TRUE(EDITS[edit]() && text == model.text.c_str() && guarded.isIntact())
+            ASSERT_TRUE(EDITS[edit]() && text == model.text.c_str() && guarded.areGuardsIntact())
                 << "edit " << edit << ", byte size " << model.byteSize << ": " << model.text;
         }
     }
@@ -174,10 +168,11 @@ TEST_F(StringTest, SubstrIntoAStringGoesOnOnlyWhenItFillsTheRoom)
         {"abcd", 0, 4, nullptr, "xyzabcd"},    {"abcd", 0, 5, nullptr, nullptr},
         {"abcd", 1, 4, nullptr, nullptr},      {"abéé", 1, 4, "xyzbé\xC3", "xyzbé\xC3"}};
     for (const auto& [text, pos, length, fixed, grown] : CASES) {
-        GuardedString dest(8, "xyz");
+        GuardedString dest(8);
+        dest.string.assign("xyz");
         EXPECT_EQ(ReadableString(text).substr(&dest.string, pos, length), fixed != nullptr) << pos << " " << length;
         EXPECT_STREQ(dest.string.getData(), fixed == nullptr ? "xyz" : fixed);
-        EXPECT_TRUE(dest.isIntact());
+        EXPECT_TRUE(dest.areGuardsIntact());
         DynamicString growing("xyz", 3);
         EXPECT_EQ(ReadableString(text).substr(&growing, pos, length), grown != nullptr) << pos << " " << length;
         EXPECT_STREQ(growing.getData(), grown == nullptr ? "xyz" : grown);
@@ -234,33 +229,28 @@ TEST_F(StringTest, DynamicSizesAreExact)
     expectDone(text.setByteSize(8), 8, "");
     EXPECT_EQ(memcmp(text.getData(), "\0\0\0\0\0\0\0", 8), 0);
 
-    EXPECT_STREQ(DynamicString("abcdef", 3).getData(), "abc");
     EXPECT_EQ(DynamicString("ab", 9).getByteSize(), 10u);
     EXPECT_EQ(DynamicString(ReadableString(nullptr)).getByteSize(), 1u);
-    text.growAndAssign("abc");
-    DynamicString copy(text);
+    DynamicString copy("abcdef", 3);
+    text = DynamicString(copy);
     copy.erase(0, 1);
-    text = copy;
-    copy.erase(0, 1);
-    EXPECT_STREQ(text.getData(), "bc");
+    EXPECT_STREQ(text.getData(), "abc");
 }
 
 TEST_F(StringTest, OversizeTextsAreReportedAndLeaveAllAsItWas)
 {
-    const auto expectTooLarge = [this](size_t size) {
-        const std::string number = std::to_string(static_cast<ptrdiff_t>(size)); // signed: -1 where size_t has 32 bits
+    const auto expectTooLarge = [this](unsigned int size) {
+        // Signed: -1 where size_t has 32 bits.
+        const std::string number = std::to_string(static_cast<ptrdiff_t>(size_t{size}));
         expectReport(Severity::FATAL, "DynamicString", 0,
                      ("'Requested string is far too large:  " + number + "\n'").c_str());
     };
-    DynamicString text;
-    EXPECT_EQ(text.setByteSize(262144), RC_OK);
-    text.assign("abc");
+    DynamicString text("abc", 262143);
     EXPECT_EQ(text.setByteSize(262145), RC_NO_SPACE);
     expectTooLarge(262145u);
     EXPECT_EQ(text.ensureFreeBytes(UINT_MAX), RC_NO_SPACE); // the sum would wrap to a small one
     expectTooLarge(4294967295u);
     EXPECT_STREQ(text.getData(), "abc");
-
     const std::string large(262144, 'x');
     const DynamicString copy{ReadableString(large.c_str())};
     expectTooLarge(262145u);
@@ -293,10 +283,9 @@ TEST_F(StringTest, ExhaustedMemoryIsACode)
 {
     sweepAllocationFailures([](AllocationFaults& faults) {
         DynamicString text("abc", 3);
-        faults.arm();
-        const int assigned = text.growAndAssign("defgh");
-        const bool done = assigned + text.growAndAppend("ij") + text.insertFormat(1, "%d", 7) == 0;
-        faults.disarm();
+        const int assigned = faults.during([&] { return text.growAndAssign("defgh"); });
+        const bool done =
+            faults.during([&] { return assigned + text.growAndAppend("ij") + text.insertFormat(1, "%d", 7) == 0; });
         EXPECT_EQ(*text.getData(), assigned == 0 ? 'd' : 'a');
         EXPECT_EQ(done, text == "d7efghij") << text.getData();
         return done;

@@ -71,13 +71,9 @@ TEST(StringUtilsTest, OffsetsCountsAndCutsFollowTheLeads)
         EXPECT_EQ(calculateTruncationPoint(text, size + 3), text + size);
     }
     EXPECT_EQ(calculateTruncationPoint(nullptr, 3), nullptr);
-}
-
-TEST(StringUtilsTest, CountsLongTextsByWords)
-{
-    const std::string text = std::string(5000, '\x80') + "é"; // more words than one byte of a word can count
+    const std::string words = std::string(5000, '\x80') + "é"; // more than one byte of a word can count
     for (size_t start = 0; start < 9; ++start)
-        EXPECT_EQ(getUtf8Length(text.c_str() + start), 1u);
+        EXPECT_EQ(getUtf8Length(words.c_str() + start), 1u);
 }
 
 TEST(StringUtilsTest, StepsOverWhatIsNoLead)
@@ -202,10 +198,8 @@ TEST(StringUtilsTest, RepairsInItsTwoWays)
 TEST(StringUtilsTest, PrintsOneGroupACharacter)
 {
     testing::internal::CaptureStdout();
-    const unsigned char bytes[] = {0xA9, 'a', 0xC3, 0xA9, '\n'};
-    printUtf8Bytes(bytes, 5);
-    fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "a9 61 c3a9 0a");
+    printUtf8Bytes(Exact("\xA9 é\n").getBytes(), 5);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "a9 20 c3a9 0a");
 }
 
 TEST(StringUtilsTest, FoldsByTheTable)
@@ -233,10 +227,9 @@ TEST(StringUtilsTest, FindsWithoutCase)
 TEST(StringUtilsTest, ComparesWithoutCase)
 {
     const std::tuple<const char*, const char*, int> CASES[] = {
-        {nullptr, nullptr, 0}, {nullptr, "", -1}, {"", "", 0},          {"ABC", "abc", 0},
-        {"abc", "abd", -1},    {"ab", "abc", -1}, {"[", "{", -1},       {"@", "`", -1},
-        {"Z", "[", 1},         {"Été", "éTÉ", 0}, {"ſ", "S", 0},        {"abcdefgh\x80", "abcdefgh", 0},
-        {"\xFF", "😀", 1},      {"z", "é", -1},    {"a\xE2", "a\xE2", 0}};
+        {nullptr, nullptr, 0}, {nullptr, "", -1}, {"ABC", "abc", 0}, {"[", "{", -1},
+        {"@", "`", -1},        {"Z", "[", 1},     {"ſ", "S", 0},     {"abcdefgh\x80", "abcdefgh", 0},
+        {"\xFF", "😀", 1},      {"z", "é", -1},    {"Été", "éTÉ", 0}, {"a\xE2", "a\xE2", 0}};
     for (const auto& [a, b, expected] : CASES) {
         EXPECT_EQ(stringCompareInsensitive(a, b), expected) << a << " " << b;
         EXPECT_EQ(stringCompareInsensitive(b, a), -expected) << b << " " << a;

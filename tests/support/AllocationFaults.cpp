@@ -4,20 +4,11 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
 #include <new>
-
-extern "C" {
-void* __real_malloc(size_t size);
-void* __real_realloc(void* block, size_t size);
-char* __real_strdup(const char* text);
-void __real_free(void* block);
-}
 
 namespace {
 
 std::atomic<long> liveBlocks{0};
-thread_local AllocationFaults* armed = nullptr;
 
 void* count(void* block)
 {
@@ -26,53 +17,7 @@ void* count(void* block)
     return block;
 }
 
-void* allocate(size_t size)
-{
-    return AllocationFaults::shouldFail() ? nullptr : count(__real_malloc(size == 0 ? 1 : size));
-}
-
-void* allocateOrThrow(size_t size)
-{
-    void* block = allocate(size);
-    if (block == nullptr)
-        throw std::bad_alloc();
-    return block;
-}
-
-void release(void* block)
-{
-    if (block == nullptr)
-        return;
-    --liveBlocks;
-    __real_free(block);
-}
-
 } // namespace
-
-AllocationFaults::~AllocationFaults()
-{
-    disarm();
-}
-
-void AllocationFaults::arm()
-{
-    armed = this;
-}
-
-void AllocationFaults::disarm()
-{
-    armed = nullptr;
-}
-
-AllocationFaults::Pause::Pause() : _armed(armed)
-{
-    armed = nullptr;
-}
-
-AllocationFaults::Pause::~Pause()
-{
-    armed = _armed;
-}
 
 long AllocationFaults::getLiveBlocks()
 {
@@ -81,11 +26,11 @@ long AllocationFaults::getLiveBlocks()
 
 bool AllocationFaults::shouldFail()
 {
-    if (armed == nullptr)
+    if (current == nullptr)
         return false;
-    const unsigned int number = armed->_count++;
-    return armed->_mode != FAIL_NONE &&
-           (number == armed->_index || (armed->_mode == FAIL_ALL_LATER && number > armed->_index));
+    const unsigned int number = current->_count++;
+    return current->_mode != FAIL_NONE &&
+           (number == current->_index || (current->_mode == FAIL_ALL_LATER && number > current->_index));
 }
 
 void sweepAllocationFailures(const std::function<bool(AllocationFaults&)>& work)
@@ -110,67 +55,20 @@ void sweepAllocationFailures(const std::function<bool(AllocationFaults&)>& work)
 unsigned int countAllocations(const std::function<void()>& work)
 {
     AllocationFaults counter(AllocationFaults::FAIL_NONE, 0);
-    counter.arm();
-    work();
-    counter.disarm();
+    counter.during(work);
     return counter.getCount();
-}
-
-void* operator new(size_t size)
-{
-    return allocateOrThrow(size);
-}
-
-void* operator new[](size_t size)
-{
-    return allocateOrThrow(size);
-}
-
-void* operator new(size_t size, const std::nothrow_t&) noexcept
-{
-    return allocate(size);
-}
-
-void* operator new[](size_t size, const std::nothrow_t&) noexcept
-{
-    return allocate(size);
-}
-
-void operator delete(void* block) noexcept
-{
-    release(block);
-}
-
-void operator delete[](void* block) noexcept
-{
-    release(block);
-}
-
-void operator delete(void* block, size_t) noexcept
-{
-    release(block);
-}
-
-void operator delete[](void* block, size_t) noexcept
-{
-    release(block);
-}
-
-void operator delete(void* block, const std::nothrow_t&) noexcept
-{
-    release(block);
-}
-
-void operator delete[](void* block, const std::nothrow_t&) noexcept
-{
-    release(block);
 }
 
 // The linker sends the calls of the C allocation functions here (-Wl,--wrap), those of the library's objects above all.
 extern "C" {
+void* __real_malloc(size_t size);
+void* __real_realloc(void* block, size_t size);
+char* __real_strdup(const char* text);
+void __real_free(void* block);
+
 void* __wrap_malloc(size_t size)
 {
-    return allocate(size);
+    return AllocationFaults::shouldFail() ? nullptr : count(__real_malloc(size == 0 ? 1 : size));
 }
 
 void* __wrap_realloc(void* block, size_t size)
@@ -192,6 +90,35 @@ char* __wrap_strdup(const char* text)
 
 void __wrap_free(void* block)
 {
-    release(block);
+    if (block != nullptr)
+        --liveBlocks;
+    __real_free(block);
 }
 }
+
+// All forms, plain and for arrays, as the sanitizers bring their own of each.
+#define REPLACE_OPERATORS(KIND)                                                                                        \
+    void* operator new KIND(size_t size)                                                                               \
+    {                                                                                                                  \
+        void* const block = malloc(size);                                                                              \
+        return block != nullptr ? block : throw std::bad_alloc();                                                      \
+    }                                                                                                                  \
+    void* operator new KIND(size_t size, const std::nothrow_t&) noexcept                                               \
+    {                                                                                                                  \
+        return malloc(size);                                                                                           \
+    }                                                                                                                  \
+    void operator delete KIND(void* block) noexcept                                                                    \
+    {                                                                                                                  \
+        free(block);                                                                                                   \
+    }                                                                                                                  \
+    void operator delete KIND(void* block, size_t) noexcept                                                            \
+    {                                                                                                                  \
+        free(block);                                                                                                   \
+    }                                                                                                                  \
+    void operator delete KIND(void* block, const std::nothrow_t&) noexcept                                             \
+    {                                                                                                                  \
+        free(block);                                                                                                   \
+    }
+
+REPLACE_OPERATORS()
+REPLACE_OPERATORS([])

@@ -6,10 +6,7 @@
 /// `strdup` as the library's objects call them; all of them count here.
 ///
 ///     sweepAllocationFailures([](AllocationFaults& faults) {
-///         faults.arm();
-///         const int code = list.append(1);
-///         faults.disarm();
-///         return code == 0;
+///         return faults.during([&] { return list.append(1); }) == 0;
 ///     });
 ///
 /// Keep the armed stretch to the one call: assertions allocate too. Ordinary (throwing) `operator new` throws when
@@ -24,10 +21,22 @@ public:
     };
 
     AllocationFaults(Mode mode, unsigned int index) : _mode(mode), _index(index) {}
-    ~AllocationFaults();
+    ~AllocationFaults() { disarm(); }
 
-    void arm();
-    void disarm();
+    void arm() { current = this; }
+    void disarm() { current = nullptr; }
+
+    /// The result of `stretch`, called armed.
+    template <class Stretch>
+    auto during(const Stretch& stretch)
+    {
+        const struct Armed
+        {
+            ~Armed() { current = nullptr; }
+        } armed;
+        arm();
+        return stretch();
+    }
 
     /// Allocations made, or refused, while armed.
     unsigned int getCount() const { return _count; }
@@ -39,17 +48,18 @@ public:
     class Pause
     {
     public:
-        Pause();
-        ~Pause();
+        Pause() { current = nullptr; }
+        ~Pause() { current = _armed; }
 
     private:
-        AllocationFaults* _armed;
+        AllocationFaults* _armed = current;
     };
 
     /// Called by the replaced functions.
     static bool shouldFail();
 
 private:
+    inline static thread_local AllocationFaults* current = nullptr;
     Mode _mode;
     unsigned int _index;
     unsigned int _count = 0;

@@ -68,3 +68,12 @@ private:
 
     std::string _open;
 };
+
+/// What a value says of itself.
+inline std::string describe(const Ostrel::Serializable* value)
+{
+    LogBuilder builder;
+    if (value != nullptr)
+        value->serialize(builder);
+    return value == nullptr ? "nothing" : builder.text;
+}

@@ -5,10 +5,7 @@
 
 #include "tests/support/AllocationFaults.h"
 
-using Ostrel::ErrorPolicy;
-using Ostrel::ErrorServer;
-using Ostrel::Severity;
-using Ostrel::Singleton;
+using namespace Ostrel;
 
 namespace {
 
@@ -28,27 +25,7 @@ Report takeApart(Severity severity, const std::string& message)
     return report;
 }
 
-void install(ErrorPolicy* policy)
-{
-    Singleton<ErrorServer>::getInstance()->setPolicy(Ostrel::AutoPtr<ErrorPolicy>(policy));
-}
-
 } // namespace
-
-void RecordingPolicy::fatal(const char* message)
-{
-    record(Severity::FATAL, message);
-}
-
-void RecordingPolicy::recoverable(const char* message)
-{
-    record(Severity::RECOVERABLE, message);
-}
-
-void RecordingPolicy::trivial(const char* message)
-{
-    record(Severity::TRIVIAL, message);
-}
 
 void RecordingPolicy::record(Severity severity, const char* message)
 {
@@ -58,19 +35,9 @@ void RecordingPolicy::record(Severity severity, const char* message)
     errno = 0; // as a real policy may leave it
 }
 
-ReportTest::ReportTest()
+void ReportTest::install(ErrorPolicy* policy)
 {
-    install(new RecordingPolicy(_sink));
-}
-
-ReportTest::~ReportTest()
-{
-    install(new ErrorServer::DefaultPolicy);
-}
-
-void ReportTest::TearDown()
-{
-    expectNoReports();
+    Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(policy));
 }
 
 void ReportTest::expectReport(Severity severity, const char* source, int line, const char* text)

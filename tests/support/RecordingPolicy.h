@@ -29,9 +29,9 @@ public:
     };
 
     explicit RecordingPolicy(Sink& sink) : _sink(sink) {}
-    void fatal(const char* message) override;
-    void recoverable(const char* message) override;
-    void trivial(const char* message) override;
+    void fatal(const char* message) override { record(Ostrel::Severity::FATAL, message); }
+    void recoverable(const char* message) override { record(Ostrel::Severity::RECOVERABLE, message); }
+    void trivial(const char* message) override { record(Ostrel::Severity::TRIVIAL, message); }
 
 private:
     void record(Ostrel::Severity severity, const char* message);
@@ -43,9 +43,9 @@ private:
 class ReportTest : public testing::Test
 {
 protected:
-    ReportTest();
-    ~ReportTest() override;
-    void TearDown() override;
+    ReportTest() { install(new RecordingPolicy(_sink)); }
+    ~ReportTest() override { install(new Ostrel::ErrorServer::DefaultPolicy); }
+    void TearDown() override { expectNoReports(); }
 
     /// Takes the oldest report and compares it. `line` 0 stands for any line.
     void expectReport(Ostrel::Severity severity, const char* source, int line, const char* text);
@@ -54,5 +54,7 @@ protected:
     std::vector<Report> takeReports();
 
 private:
+    static void install(Ostrel::ErrorPolicy* policy);
+
     RecordingPolicy::Sink _sink;
 };

@@ -48,11 +48,10 @@ private:
         using Ostrel::StaticModel;
         if (operation == ADD_EVENT || operation == REMOVE_EVENT)
             return (operation == ADD_EVENT ? StaticModel::addEvent : StaticModel::removeEvent)(_state.get(), id);
-        const auto change = operation == ADD_OBSERVER      ? StaticModel::addObserver
-                            : operation == ADD_BOTH        ? StaticModel::addEventAndObserver
-                            : operation == REMOVE_OBSERVER ? StaticModel::removeObserver
-                                                           : StaticModel::removeEventAndObserver;
-        return change(_state.get(), id, observer);
+        const decltype(&StaticModel::addObserver) changes[] = {
+            StaticModel::addObserver, StaticModel::addEventAndObserver, StaticModel::removeObserver,
+            StaticModel::removeEventAndObserver};
+        return changes[operation - ADD_OBSERVER](_state.get(), id, observer);
     }
 
     int change(Operation operation, int id, Ostrel::Observer* observer)
