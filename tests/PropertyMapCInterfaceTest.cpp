@@ -3,16 +3,14 @@
 #include "ostrel/property_map.h"
 
 extern "C" {
-int callInsertsAndGets();
-int callSetsAndRemovals();
-int callExchange();
+int getAndSetByFunctions();
+int exchangeByFunctions();
 }
 
 TEST(PropertyMapCInterfaceTest, CallsFromCReachTheirOperations)
 {
-    EXPECT_EQ(callInsertsAndGets(), 0) << "line of property_map_calls.c";
-    EXPECT_EQ(callSetsAndRemovals(), 0) << "line of property_map_calls.c";
-    EXPECT_EQ(callExchange(), 0) << "line of property_map_calls.c";
+    EXPECT_EQ(getAndSetByFunctions(), 0) << "line of property_map_calls.c";
+    EXPECT_EQ(exchangeByFunctions(), 0) << "line of property_map_calls.c";
 }
 
 TEST(PropertyMapCInterfaceDeathTest, NullHandlesStopWithTheDeclaration)

@@ -1,32 +1,29 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <tuple>
 
 #include "ostrel/DynamicPropertyMap.h"
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/GuardedBuffer.h"
 #include "tests/support/PropertyMapSample.h"
 
+using namespace std::string_literals;
+
 namespace {
 
-using Bytes = std::vector<unsigned char>;
-
-const unsigned int FORM_LENGTH = sizeof(PropertyMapSample::FORM);
-
-Bytes sampleForm()
-{
-    return Bytes(PropertyMapSample::FORM, PropertyMapSample::FORM + FORM_LENGTH);
-}
+const std::string FORM(reinterpret_cast<const char*>(PropertyMapSample::FORM), sizeof(PropertyMapSample::FORM));
 
 /// Reads `form` into a map of `size` bytes with guards and gives what `initialize` returned.
-class Reading
+struct Reading
 {
-public:
-    Reading(const Bytes& form, unsigned int size) : buffer(size), map(buffer.data(), size), _form(form)
+    Reading(const std::string& form, unsigned int size) : buffer(size), map(buffer.data(), size)
     {
         map.insert(77, true);
-        const unsigned char* cursor = _form.data();
-        code = map.initialize(&cursor);
-        consumed = cursor - _form.data();
+        const unsigned char* const start = reinterpret_cast<const unsigned char*>(form.data());
+        const unsigned char* cursor = start;
+        EXPECT_EQ(countAllocations([&] { code = map.initialize(&cursor); }), 0u);
+        consumed = cursor - start;
         EXPECT_TRUE(buffer.areGuardsIntact());
     }
 
@@ -34,124 +31,84 @@ public:
     PropertyMap map;
     PropertyMap_ReturnCode code;
     long consumed;
-
-private:
-    Bytes _form;
 };
 
-} // namespace
-
-TEST(PropertyMapFormTest, BytesAreTheSameOnEveryHost)
+void expectForm(const PropertyMap& map)
 {
-    const PropertyMapSample sample;
-    ASSERT_EQ(sample.map.externalize(nullptr, 0), FORM_LENGTH);
-    for (unsigned int size = 0; size <= FORM_LENGTH + 1; ++size) {
+    ASSERT_EQ(map.externalize(nullptr, 0), FORM.size());
+    for (unsigned int size = 0; size <= FORM.size() + 1; ++size) {
         SCOPED_TRACE(size);
         GuardedBuffer dest(size);
-        const Bytes before = dest.copy();
-        ASSERT_EQ(sample.map.externalize(dest.data(), size), size < FORM_LENGTH ? 0 : FORM_LENGTH);
+        unsigned int length = 1;
+        ASSERT_EQ(countAllocations([&] { length = map.externalize(dest.data(), size); }), 0u);
+        ASSERT_EQ(length, size < FORM.size() ? 0 : FORM.size());
         ASSERT_TRUE(dest.areGuardsIntact());
-        if (size < FORM_LENGTH)
-            continue;
-        Bytes written = dest.copy();
-        if (size > FORM_LENGTH) {
-            EXPECT_EQ(written.back(), GuardedBuffer::FILL);
+        if (size >= FORM.size()) {
+            EXPECT_EQ(dest.copy(), FORM + std::string(size - FORM.size(), GuardedBuffer::FILL));
         }
-        written.resize(FORM_LENGTH);
-        EXPECT_EQ(written, sampleForm());
     }
 }
 
-TEST(PropertyMapFormTest, ReadBackFillsExactlyTheSizeAskedFor)
+} // namespace
+
+TEST(PropertyMapFormTest, BytesAreTheSameOnEveryHostAndFillExactlyTheSizeAskedFor)
 {
+    expectForm(PropertyMapSample().map);
     const unsigned int size = PropertyMap::externalizedSize(PropertyMapSample::FORM);
-    Reading exact(sampleForm(), size);
+    Reading exact(FORM, size);
     EXPECT_EQ(exact.code, PM_RC_OK);
-    EXPECT_EQ(exact.consumed, static_cast<long>(FORM_LENGTH));
+    EXPECT_EQ(exact.consumed, static_cast<long>(FORM.size()));
     EXPECT_EQ(exact.map.getUnusedSpace(), 0u);
     EXPECT_TRUE(PropertyMap::isWellFormed(exact.buffer.data(), size));
-    unsigned char again[FORM_LENGTH];
-    EXPECT_EQ(exact.map.externalize(again, sizeof(again)), FORM_LENGTH);
-    EXPECT_EQ(Bytes(again, again + FORM_LENGTH), sampleForm());
+    expectForm(exact.map);
 
     // Values are laid out in record order.
     unsigned int end = 8;
-    for (PropertyMap::Iterator i = exact.map.begin(); i != exact.map.end(); ++i) {
-        const PropertyMap::KeyValuePair* entry = exact.map.getKeyTableEntry() + exact.map.findKey(i.getKey());
-        if (!PropertyMap::isOffsetStored(entry))
-            continue;
-        EXPECT_EQ(PropertyMap::getValueOffset(entry), end);
-        end += exact.map.getValueSize(i.getType(), end);
+    const PropertyMap::KeyValuePair* entry = exact.map.getKeyTableEntry();
+    for (unsigned int i = 0; i < exact.map.getNumEntries(); ++i, ++entry) {
+        if (PropertyMap::isOffsetStored(entry)) {
+            EXPECT_EQ(PropertyMap::getValueOffset(entry), end);
+            end += exact.map.getValueSize(PropertyMap::getValueType(entry), end);
+        }
     }
 
-    Reading less(sampleForm(), size - 1);
+    Reading less(FORM, size - 1);
     EXPECT_EQ(less.code, PM_RC_BUFFER_TOO_SMALL);
     EXPECT_EQ(less.consumed, 4);
     EXPECT_EQ(less.map.getNumEntries(), 0u);
 }
 
-TEST(PropertyMapFormTest, NotANumberComesBackBitForBit)
-{
-    const uint64_t bits = 0x7FF8000000000123u;
-    const uint32_t half = 0xFFC00045u;
-    double number;
-    float single;
-    memcpy(&number, &bits, sizeof(number));
-    memcpy(&single, &half, sizeof(single));
-    unsigned char bytes[60];
-    unsigned char form[60];
-    PropertyMap map(bytes, sizeof(bytes));
-    map.insert(1, number);
-    map.insert(-2, single);
-    ASSERT_NE(map.externalize(form, sizeof(form)), 0u);
-    const unsigned char* cursor = form;
-    ASSERT_EQ(map.initialize(&cursor), PM_RC_OK);
-    map.get(1, &number);
-    map.get(-2, &single);
-    EXPECT_EQ(memcmp(&number, &bits, sizeof(number)), 0);
-    EXPECT_EQ(memcmp(&single, &half, sizeof(single)), 0);
-}
-
 TEST(PropertyMapFormTest, BrokenFormsStopWhereTheyBreak)
 {
-    using namespace std::string_literals;
-    struct Case
-    {
-        const char* name;
-        std::string records; // behind a size word of 64
-        PropertyMap_ReturnCode code;
-        long consumed;
-        const char* keys; // of the map afterwards
-        bool isWellFormed;
-    };
-    static const Case CASES[] = {
+    // What stands behind a size word of 64; code and length of the reading, and the keys that are there then.
+    static const std::tuple<const char*, std::string, PropertyMap_ReturnCode, long, const char*> CASES[] = {
         // clang-format off
-        {"unordered", "\1\0\0\0\x9\0\0\0\1" "\x80\0\0\0\2" "\0\0\0\0\xC" "\x8"s, PM_RC_OK, 24, "2 9 12 ", false},
-        {"duplicate", "\x80\0\0\0\2" "\0\0\0\0\2" "\x8"s, PM_RC_KEY_EXISTS, 14, "2 ", false},
-        {"late duplicate", "\x80\0\0\0\2" "\0\0\0\0\4" "\x80\0\0\0\2" "\x8"s, PM_RC_KEY_EXISTS, 19, "2 4 ", false},
-        {"type 7", "\x80\0\0\0\2" "\7\0\0\0\4" "\x8"s, PM_RC_TYPE_MISMATCH, 14, "", false},
-        {"type 0x81", "\x81\0\0\0\2" "\x8"s, PM_RC_TYPE_MISMATCH, 9, "", false},
-        {"huge length", "\0\0\0\0\1" "\5\0\0\0\2\xFF\xFF\xFF\xF8" "\x8"s, PM_RC_NO_SPACE, 18, "1 ", false},
-        {"huge nested size", "\6\0\0\0\2\xFF\xFF\xFF\xFC\x8" "\x8"s, PM_RC_NO_SPACE, 9, "", false},
-        {"nested type", "\6\0\0\0\2\0\0\0\x10" "\x9\0\0\0\1" "\x8\x8"s, PM_RC_TYPE_MISMATCH, 18, "2 ", false},
-        {"nested duplicate", "\6\0\0\0\2\0\0\0\x18" "\0\0\0\0\1" "\0\0\0\0\1" "\x8\x8"s, PM_RC_KEY_EXISTS, 23, "2 ", false},
-        {"nested map too small", "\6\0\0\0\2\0\0\0\x8" "\0\0\0\0\1" "\x8\x8"s, PM_RC_NO_SPACE, 18, "2 ", false},
-        {"good", "\6\0\0\0\2\0\0\0\x10" "\0\0\0\0\1" "\x8" "\4\0\0\0\3x\0" "\x8"s, PM_RC_OK, 27, "2 3 ", true},
+        {"unordered", "\1\0\0\0\x9\0\0\0\1" "\x80\0\0\0\2" "\0\0\0\0\xC" "\x8"s, PM_RC_OK, 24, "2 9 12 "},
+        {"duplicate", "\x80\0\0\0\2" "\0\0\0\0\2" "\x8"s, PM_RC_KEY_EXISTS, 14, "2 "},
+        {"late duplicate", "\x80\0\0\0\2" "\0\0\0\0\4" "\x80\0\0\0\2" "\x8"s, PM_RC_KEY_EXISTS, 19, "2 4 "},
+        {"type 7", "\x80\0\0\0\2" "\7\0\0\0\4" "\x8"s, PM_RC_TYPE_MISMATCH, 14, ""},
+        {"type 0x81", "\x81\0\0\0\2" "\x8"s, PM_RC_TYPE_MISMATCH, 9, ""},
+        {"huge length", "\0\0\0\0\1" "\5\0\0\0\2\xFF\xFF\xFF\xF8" "\x8"s, PM_RC_NO_SPACE, 18, "1 "},
+        {"huge nested size", "\6\0\0\0\2\xFF\xFF\xFF\xFC\x8" "\x8"s, PM_RC_NO_SPACE, 9, ""},
+        {"nested type", "\6\0\0\0\2\0\0\0\x10" "\x9\0\0\0\1" "\x8\x8"s, PM_RC_TYPE_MISMATCH, 18, "2 "},
+        {"nested duplicate", "\6\0\0\0\2\0\0\0\x18" "\0\0\0\0\1" "\0\0\0\0\1" "\x8\x8"s, PM_RC_KEY_EXISTS, 23, "2 "},
+        {"nested map too small", "\6\0\0\0\2\0\0\0\x8" "\0\0\0\0\1" "\x8\x8"s, PM_RC_NO_SPACE, 18, "2 "},
+        {"good", "\6\0\0\0\2\0\0\0\x10" "\0\0\0\0\1" "\x8" "\4\0\0\0\3x\0" "\x8"s, PM_RC_OK, 27, "2 3 "},
         // clang-format on
     };
-    for (const Case& c : CASES) {
-        SCOPED_TRACE(c.name);
-        Bytes form = {0, 0, 0, 64};
-        form.insert(form.end(), c.records.begin(), c.records.end());
-        Reading reading(form, 64);
-        EXPECT_EQ(reading.code, c.code);
-        EXPECT_EQ(reading.consumed, c.consumed);
+    for (const auto& [name, records, code, consumed, expectedKeys] : CASES) {
+        SCOPED_TRACE(name);
+        const std::string form = "\0\0\0\x40"s + records;
+        const Reading reading(form, 64);
+        EXPECT_EQ(reading.code, code);
+        EXPECT_EQ(reading.consumed, consumed);
         std::string keys;
         for (PropertyMap::Iterator i = reading.map.begin(); i != reading.map.end(); ++i)
             keys += std::to_string(i.getKey()) + " ";
-        EXPECT_EQ(keys, c.keys);
-        EXPECT_EQ(PropertyMap::isWellFormedExternalized(form.data(), static_cast<unsigned int>(form.size()), nullptr),
-                  c.isWellFormed);
+        EXPECT_EQ(keys, expectedKeys);
+        EXPECT_EQ(PropertyMap::isWellFormedExternalized(reinterpret_cast<const unsigned char*>(form.data()),
+                                                        static_cast<unsigned int>(form.size()), nullptr),
+                  name == "good"s);
     }
 }
 

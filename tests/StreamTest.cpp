@@ -35,7 +35,8 @@ using Sizes = std::vector<unsigned int>;
 
 const unsigned int UNLIMITED = FileInputStream::UNLIMITED;
 
-/// The texts of reads of these sizes, each with a comma behind it; "failed" for one that gives -1.
+/// The texts of reads of these sizes, each with a comma behind it; "failed" for one that gives -1. Behind them a
+/// mark and the stream's error, if it has one.
 std::string readTexts(InputStream& in, const Sizes& sizes)
 {
     std::string texts;
@@ -44,7 +45,8 @@ std::string readTexts(InputStream& in, const Sizes& sizes)
         const int count = in.read(buffer, size);
         texts += (count < 0 ? "failed" : std::string(buffer, buffer + count)) + ",";
     }
-    return texts;
+    const char* const error = in.getErrorString();
+    return error == nullptr ? texts : texts + "!" + error;
 }
 
 int write(OutputStream& out, const char* text)
@@ -58,7 +60,6 @@ TEST(ByteArrayInputStreamTest, DeliversTheDataOnceAndWithoutTheTerminator)
 {
     ByteArrayInputStream text("abc");
     EXPECT_EQ(readTexts(text, {0, 2, 2, 2}), ",ab,c,,");
-    EXPECT_EQ(text.getErrorString(), nullptr);
     ByteArrayInputStream binary(reinterpret_cast<const unsigned char*>("a\0b"), 3);
     EXPECT_EQ(readTexts(binary, {UINT_MAX}), std::string("a\0b,", 4));
     ByteArrayInputStream noData(nullptr, 7);
@@ -126,14 +127,16 @@ public:
         const char result = *_script == '\0' ? '0' : *_script++;
         for (int i = 0; i < std::min(result - '0', 4); ++i)
             buffer[i] = _next++;
+        _error = result == '-' ? "broken" : nullptr;
         return result == '-' ? -1 : result - '0';
     }
 
-    const char* getErrorString() const override { return "the source's"; }
+    const char* getErrorString() const override { return _error; }
 
 private:
     const char* _script;
     std::string& _log;
+    const char* _error = nullptr;
     unsigned char _next = 'a';
 };
 
@@ -177,9 +180,7 @@ TEST_F(BufferedOutputStreamTest, MissingTargetIsReportedOnceACall)
     write(out, "abc");
     EXPECT_EQ(write(out, "de"), 2); // what is held, and the data
     expectOneReport();
-    EXPECT_EQ(out.flush(), 0);         // what was held is dropped
-    EXPECT_EQ(write(out, "defgh"), 5); // the data alone
-    expectOneReport();
+    EXPECT_EQ(out.flush(), 0); // what was held is dropped
     write(out, "i");
     EXPECT_EQ(out.flush(), 0);
     expectOneReport();
@@ -193,7 +194,6 @@ TEST(BufferedInputStreamTest, RefillsAsTheSourceDelivers)
         std::string log;
         ScriptedSource source(script, log);
         BufferedInputStream<4> in(&source);
-        EXPECT_STREQ(in.getErrorString(), "the source's");
         for (const unsigned int size : sizes)
             log += readTexts(in, {size});
         return log;
@@ -201,13 +201,12 @@ TEST(BufferedInputStreamTest, RefillsAsTheSourceDelivers)
     EXPECT_EQ(play("44", {0, 1, 1, 2, 0, 1}), ",*a,b,cd,,*e,");
     EXPECT_EQ(play("124", {5, 2, 1}), "***abcde,fg,*,");
     EXPECT_EQ(play("302", {4, 4}), "**abc,**de,") << "a pause ends a call, not the stream";
-    EXPECT_EQ(play("3-2-", {4, 2, 1}), "**failed,*de,*failed,") << "a failure swallows the count";
-    EXPECT_EQ(play("3-", {2, 1, 1}), "*ab,c,*failed,");
+    EXPECT_EQ(play("3-2-", {4, 2, 1}), "**failed,!broken*de,*failed,!broken") << "a failure swallows the count";
+    EXPECT_EQ(play("3-", {2, 1, 1}), "*ab,c,*failed,!broken");
     EXPECT_EQ(play("9", {4, 1}), "*abcd,*,") << "a source that claims too much";
 
     BufferedInputStream<65536> none(nullptr);
     EXPECT_EQ(readTexts(none, {0, 1}), ",failed,");
-    EXPECT_EQ(none.getErrorString(), nullptr);
 }
 
 namespace {
@@ -269,8 +268,8 @@ protected:
     static inline volatile sig_atomic_t target;
 };
 
-const char* const ANY_FD_ERROR = "FdInputStream::getErrorString cannot format this error.";
-const char* const ANY_FILE_ERROR = "FileInputStream::getErrorString cannot format this error.";
+const std::string FD_ERROR = "!FdInputStream::getErrorString cannot format this error.";
+const std::string FILE_ERROR = "!FileInputStream::getErrorString cannot format this error.";
 
 } // namespace
 
@@ -289,7 +288,6 @@ TEST_P(FdInputStreamTest, TimeOutStartsAgainWithEachWaitAndDeliversThePart)
         send("d");
     });
     EXPECT_GE(getDurationMs([&] { EXPECT_EQ(readTexts(in, {10}), "abcd,"); }), 1200);
-    EXPECT_EQ(in.getErrorString(), nullptr);
     sender.join();
 }
 
@@ -298,10 +296,8 @@ TEST_P(FdInputStreamTest, WithoutTimeOutANonBlockingDescriptorIsPolled)
     FdInputStream in(reader);
     in.setTimeOut(0);
     interrupt(ITIMER_PROF); // comes only while the call works, which is: polls
-    EXPECT_EQ(readTexts(in, {2}), "ab,");
-    EXPECT_STREQ(in.getErrorString(), ANY_FD_ERROR) << "the refused reads are still remembered";
-    EXPECT_EQ(readTexts(in, {1}), "c,");
-    EXPECT_EQ(in.getErrorString(), nullptr) << "each read starts without an error";
+    EXPECT_EQ(readTexts(in, {2}), "ab," + FD_ERROR) << "the refused reads are still remembered";
+    EXPECT_EQ(readTexts(in, {1}), "c,") << "each read starts without an error";
 }
 
 TEST_P(FdInputStreamTest, InterruptedReadGoesOnUntilAllIsThereAndInterruptedWaitEndsTheCall)
@@ -311,10 +307,8 @@ TEST_P(FdInputStreamTest, InterruptedReadGoesOnUntilAllIsThereAndInterruptedWait
     interrupt(ITIMER_REAL);
     errno = EIO; // somebody else's
     EXPECT_EQ(readTexts(in, {5}), "xyzab,");
-    EXPECT_EQ(in.getErrorString(), nullptr);
     in.setTimeOut(60);
-    EXPECT_EQ(readTexts(in, {10}), "c,");
-    EXPECT_STREQ(in.getErrorString(), ANY_FD_ERROR);
+    EXPECT_EQ(readTexts(in, {10}), "c," + FD_ERROR);
     send("de");
     close(writer);
     EXPECT_EQ(readTexts(in, {3, 3}), "de,,");
@@ -324,17 +318,16 @@ TEST_P(FdInputStreamTest, UnusableDescriptors)
 {
     FdInputStream none(-1, true);
     none.setTimeOut(1);
-    EXPECT_EQ(readTexts(none, {1}), "failed,");
-    EXPECT_STREQ(none.getErrorString(), "File not found");
+    EXPECT_EQ(readTexts(none, {1}), "failed,!File not found");
 
     FdInputStream closed(reader);
     close(reader);
     closed.setTimeOut(0);
     EXPECT_TRUE(closed.isBlocking()) << "a mode that could not be set is not remembered";
-    EXPECT_EQ(readTexts(closed, {0}), ",") << "nothing remains to be read, so the failure is not tried again";
+    EXPECT_EQ(readTexts(closed, {0}), "," + FD_ERROR)
+        << "nothing remains to be read, so the failure is not tried again";
     closed.setTimeOut(60);
-    EXPECT_EQ(readTexts(closed, {1}), ",");
-    EXPECT_STREQ(closed.getErrorString(), ANY_FD_ERROR);
+    EXPECT_EQ(readTexts(closed, {1}), "," + FD_ERROR);
 }
 
 TEST_P(FdInputStreamTest, TimeOutDecidesTheModeAndOwnershipTheClosing)
@@ -360,7 +353,6 @@ TEST_P(FileInputStreamTest, WithoutTimeOutAnIdlePipeLooksLikeTheEnd)
     EXPECT_EQ(readTexts(in, {1, 1}), "a,,") << "the descriptor decides, not what the file has buffered";
     close(writer);
     EXPECT_EQ(readTexts(in, {2, 4, 1}), "bc,def,,");
-    EXPECT_EQ(in.getErrorString(), nullptr);
 }
 
 TEST_P(FileInputStreamTest, EmptyHandedReadsAreRepeatedUntilTheTimeOutOfTheWholeCall)
@@ -376,7 +368,6 @@ TEST_P(FileInputStreamTest, EmptyHandedReadsAreRepeatedUntilTheTimeOutOfTheWhole
         }
     });
     EXPECT_GE(getDurationMs([&] { EXPECT_LT(readTexts(in, {60}).size(), 60U); }), 950);
-    EXPECT_EQ(in.getErrorString(), nullptr) << "the file's error was a passing one";
     done = true;
     sender.join();
 }
@@ -390,7 +381,6 @@ TEST_P(FileInputStreamTest, InterruptedWaitsAreRepeated)
     close(timer);
     interrupt(ITIMER_REAL);
     EXPECT_EQ(readTexts(in, {8}).size(), 8U + 1);
-    EXPECT_EQ(in.getErrorString(), nullptr);
 }
 
 TEST(FileStreamTest, BudgetLimitsAllReadsTogether)
@@ -414,20 +404,17 @@ TEST(FileStreamTest, UnusableFiles)
 {
     FileInputStream noInput(nullptr, true, 0);
     noInput.setNonBlocking();
-    EXPECT_EQ(readTexts(noInput, {1}), "failed,") << "even with nothing left of the budget";
-    EXPECT_STREQ(noInput.getErrorString(), "File not found");
+    EXPECT_EQ(readTexts(noInput, {1}), "failed,!File not found") << "even with nothing left of the budget";
     FileOutputStream noOutput(nullptr, true);
     EXPECT_EQ(write(noOutput, "a"), -1);
     EXPECT_EQ(noOutput.flush(), 0);
     EXPECT_STREQ(noOutput.getErrorString(), "File not found");
 
     FileInputStream directory(fopen("/", "r"), true);
-    EXPECT_EQ(readTexts(directory, {3, 3}), ",,");
-    EXPECT_STREQ(directory.getErrorString(), ANY_FILE_ERROR);
+    EXPECT_EQ(readTexts(directory, {3, 3}), ",," + FILE_ERROR);
     char text[] = "abc";
     FileInputStream memory(fmemopen(text, 3, "r"), true); // has no descriptor to wait for
     EXPECT_EQ(readTexts(memory, {3, 3}), ",,");
-    EXPECT_EQ(memory.getErrorString(), nullptr);
 
     FileOutputStream full(fopen("/dev/full", "w"), true);
     EXPECT_EQ(write(full, "a"), 1);

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <cstring>
-#include <vector>
+#include <string>
 
 /// Bytes at an odd address with guards on both sides.
 class GuardedBuffer
@@ -13,30 +12,20 @@ public:
         _first = GUARD + 1 - (reinterpret_cast<size_t>(_bytes.data()) + GUARD) % 2;
     }
 
-    unsigned char* data() { return _bytes.data() + _first; }
+    unsigned char* data() { return reinterpret_cast<unsigned char*>(_bytes.data()) + _first; }
     unsigned int size() const { return _size; }
-
+    std::string copy() const { return _bytes.substr(_first, _size); }
     bool areGuardsIntact() const
     {
-        for (size_t i = 0; i < _bytes.size(); ++i) {
-            if ((i < _first || i >= _first + _size) && _bytes[i] != FILL)
-                return false;
-        }
-        return true;
+        return _bytes == std::string(_first, FILL) + copy() + std::string(_bytes.size() - _first - _size, FILL);
     }
 
-    std::vector<unsigned char> copy() const
-    {
-        return std::vector<unsigned char>(_bytes.begin() + static_cast<long>(_first),
-                                          _bytes.begin() + static_cast<long>(_first + _size));
-    }
-
-    static constexpr unsigned char FILL = 0xA5;
+    static constexpr char FILL = '\xA5';
 
 private:
     static constexpr size_t GUARD = 16;
 
     unsigned int _size;
     size_t _first;
-    std::vector<unsigned char> _bytes;
+    std::string _bytes;
 };

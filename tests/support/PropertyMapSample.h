@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstring>
-
 #include "ostrel/PropertyMap.h"
+#include "ostrel/Unaligned.h"
 
-/// A map with every type, negative and long keys, and maps in maps; and its externalized form, the same on every host.
+/// A map with every type, numbers that are none, negative and long keys, and maps in maps; and its externalized form,
+/// the same on every host.
 class PropertyMapSample
 {
 public:
@@ -20,8 +20,8 @@ public:
         map.insert(7, outer);
         map.insert(6, reinterpret_cast<const unsigned char*>("\xFF\x01"), 2);
         map.insert(5, "hi");
-        map.insert(4, -1.5);
-        map.insert(3, 1.0f);
+        map.insert(4, Ostrel::loadWord<double>(&DOUBLE_BITS));
+        map.insert(3, Ostrel::loadWord<float>(&FLOAT_BITS));
         map.insert(0x01000000, 0x01020304);
         map.insert(2, false);
         map.insert(-2147483647 - 1, true);
@@ -34,8 +34,8 @@ public:
         0x80, 0x80, 0, 0, 0,                                        // true
         0x01, 0, 0, 0, 1, 0, 0, 1, 2,                               // 258
         0x00, 0, 0, 0, 2,                                           // false
-        0x02, 0, 0, 0, 3, 0x3F, 0x80, 0, 0,                         // 1.0f
-        0x03, 0, 0, 0, 4, 0xBF, 0xF8, 0, 0, 0, 0, 0, 0,             // -1.5
+        0x02, 0, 0, 0, 3, 0xFF, 0xC0, 0, 0x45,                      // no number
+        0x03, 0, 0, 0, 4, 0x7F, 0xF8, 0, 0, 0, 0, 1, 0x23,          // no number
         0x04, 0, 0, 0, 5, 'h', 'i', 0,                              // text
         0x05, 0, 0, 0, 6, 0, 0, 0, 2, 0xFF, 0x01,                   // binary data
         0x06, 0, 0, 0, 7, 0, 0, 0, 48,                              // a map
@@ -49,5 +49,9 @@ public:
     PropertyMap map;
 
 private:
+    // Bits that only a copy keeps.
+    static constexpr uint32_t FLOAT_BITS = 0xFFC00045;
+    static constexpr uint64_t DOUBLE_BITS = 0x7FF8000000000123;
+
     unsigned char _buffer[500];
 };
