@@ -92,23 +92,27 @@ TEST_F(SAXParserTest, PiecesGiveTheEventsOfTheWhole)
 
 TEST_F(SAXParserTest, ParseExceptionOfTheHandlerStopsTheDocumentOthersWaitForTheNextFailure)
 {
-    const std::string caught = "caught in ostrel/SAXParser.cpp:createException}";
     const std::pair<std::function<void()>, std::string> CASES[] = {
-        {[] { throw std::runtime_error("boom"); }, "{Unexpected exception boom' " + caught},
-        {[] { throw 7; }, "{Unexpected exception " + caught},
-        {[] { throw ParseException("enough"); }, "{enough}"},
+        {[] { throw std::runtime_error("boom"); }, "{Unexpected exception boom' caught in "},
+        {[] { throw 7; }, "{Unexpected exception caught in "},
+        {[] { throw ParseException("enough"); }, "{enough"},
     };
     for (const auto& c : CASES) {
         for (const char event : {'s', 'e', 't'}) {
+            const bool stops = c.second == "{enough";
             std::tie(log.failing, log.fail) = std::tie(event, c.first);
             const std::string first = run(parser, "<a b='c'>text</a> ", 17); // in two pieces
-            EXPECT_EQ(first == "<a b=c>text</a>.", c.second != "{enough}") << event;
-            EXPECT_EQ(first.find("{enough}{enough}.[SAXParser:173 'expat error '") != std::string::npos,
-                      c.second == "{enough}");
+            EXPECT_EQ(first == "<a b=c>text</a>.", !stops) << event;
+            EXPECT_EQ(first.find("{enough}{enough}.[SAXParser:173 'expat error '") != std::string::npos, stops);
             log.failing = 0;
             EXPECT_EQ(run(parser, "<good/>"), "<good></good>.");
-            EXPECT_EQ(run(parser, "<a></b>"),
-                      "<a>" + c.second + ".[SAXParser:173 'expat error 'mismatched tag' on line 1']");
+            const std::string later =
+                run(parser, "<a></b>"); // the source's path may have a folder of the build before it
+            EXPECT_EQ(later.find("<a>" + c.second), 0U) << later;
+            EXPECT_NE(later.find((stops ? "{enough" : "ostrel/SAXParser.cpp:createException") +
+                                 std::string("}.[SAXParser:173 'expat error 'mismatched tag' on line 1']")),
+                      std::string::npos)
+                << later;
         }
     }
 }
