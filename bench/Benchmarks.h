@@ -39,4 +39,5 @@ void registerMemoryBenchmarks();
 void registerObservableBenchmarks();
 void registerPropertyMapBenchmarks();
 void registerTextBenchmarks();
+void registerXmlBenchmarks();
 void registerXmlParseBenchmarks();

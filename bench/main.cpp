@@ -18,6 +18,7 @@ int main(int argc, char** argv)
     registerObservableBenchmarks();
     registerPropertyMapBenchmarks();
     registerTextBenchmarks();
+    registerXmlBenchmarks();
     registerXmlParseBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -2,17 +2,20 @@
 
 #include <cstdio>
 
+#include "ostrel/EscapedPiece.h"
 #include "ostrel/IntegerPiece.h"
-#include "json/EscapedPiece.h"
 
 using Ostrel::BytesPiece;
 using Ostrel::CharacterPiece;
 using Ostrel::IntegerPiece;
 using Ostrel::LiteralPiece;
+using Ostrel::signOf;
 
 namespace json {
 
 namespace {
+
+using EscapedPiece = Ostrel::EscapedPiece<Ostrel::JSON_ESCAPES>;
 
 const unsigned char MOST_DIGITS = 16;
 const unsigned int FORMATTED_SIZE = 400; // any double with all its digits
@@ -25,11 +28,6 @@ constexpr LiteralPiece ARRAY_START("[");
 CharacterPiece commaIf(bool present)
 {
     return CharacterPiece(',', present);
-}
-
-CharacterPiece minusIf(bool present)
-{
-    return CharacterPiece('-', present);
 }
 
 /// What `vsnprintf` makes of a format that has been measured before.
@@ -96,12 +94,8 @@ JsonGen& JsonGen::nullTerminate()
 
 JsonGen& JsonGen::startCollection(const char* key, Status type)
 {
-    if (!checkCollection(key))
+    if (!checkCollection(key, type))
         return *this;
-    if (type != STARTING_OBJECT && type != STARTING_ARRAY) {
-        openLevel(INTERNAL_ERROR);
-        return *this;
-    }
     const CharacterPiece comma = commaIf(place() == PLACE_NEXT);
     const LiteralPiece<2>& bracket = type == STARTING_OBJECT ? OBJECT_START : ARRAY_START;
     if (key == nullptr) {
@@ -144,7 +138,7 @@ JsonGen& JsonGen::add(const char* value)
 
 JsonGen& JsonGen::add(long long value)
 {
-    return writeValue(minusIf(value < 0), IntegerPiece(value));
+    return writeValue(signOf(value), IntegerPiece(value));
 }
 
 JsonGen& JsonGen::add(int value)
@@ -178,7 +172,7 @@ JsonGen& JsonGen::add(const char* key, const char* value)
 
 JsonGen& JsonGen::add(const char* key, long long value)
 {
-    return writeMember(key, END_OF_KEY, minusIf(value < 0), IntegerPiece(value));
+    return writeMember(key, END_OF_KEY, signOf(value), IntegerPiece(value));
 }
 
 JsonGen& JsonGen::add(const char* key, int value)
@@ -232,7 +226,7 @@ JsonGen& JsonGen::appendEscapedStringToBuffer(const char* text)
 
 JsonGen& JsonGen::appendIntegerToBuffer(long long value)
 {
-    write(minusIf(value < 0), IntegerPiece(value));
+    write(signOf(value), IntegerPiece(value));
     return *this;
 }
 

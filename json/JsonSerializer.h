@@ -3,12 +3,12 @@
 #include "ostrel/AutoPtr.h"
 #include "ostrel/CreateMixins.h"
 #include "ostrel/Export.h"
-#include "ostrel/Serializer.h"
+#include "ostrel/TextSerializer.h"
 #include "json/JsonGen.h"
 
 namespace json {
 
-/// Turns the calls of a `StructBuilder` into compact JSON (RFC 8259).
+/// Turns the calls of a `StructBuilder` into compact JSON (RFC 8259). The calls are those of `TextSerializer`.
 ///
 /// To write JSON without anything that describes itself use `JsonGen`.
 ///
@@ -18,66 +18,24 @@ namespace json {
 ///     if (serializer.isOk())
 ///         puts(serializer.getData());
 ///
-/// `add(key, serializable)` keeps its key for the next keyless call, whoever makes it. A keyed call while a key is
-/// still pending is a misuse: it writes nothing and is reported as recoverable; a serializable is then written all the
-/// same, under the older key. Only `map(key)` and `end()` do not look at the pending key.
-///
-/// Units:     `getDataLength` is bytes, without the terminator.
-/// Ownership: the text belongs to the serializer and lives until its next operation; a pending key is borrowed until
-///            a keyless call takes it.
-/// Errors:    see `isOk` and `getErrorString`; an object that found no memory for its generator is not OK and ignores
-///            all calls.
+/// Units:     integers keep their 64 bits; `getDataLength` is bytes, without the terminator.
+/// Ownership: as `TextSerializer`: the text lives until the serializer's next operation.
+/// Errors:    as `TextSerializer`: ask `isOk` and `getErrorString` at the end; misuse is reported as recoverable.
 /// Threads:   one serializer belongs to one thread at a time.
-class OSTREL_EXPORT JsonSerializer : public Ostrel::Serializer,
+class OSTREL_EXPORT JsonSerializer : public Ostrel::TextSerializer<JsonGen>,
                                      public Ostrel::CreateMixins<JsonSerializer, Ostrel::AutoPtr<Ostrel::Serializer>>
 {
 public:
     JsonSerializer();
     ~JsonSerializer() override;
 
-    /// The last misuse; without one, null while `isOk()` and else the generator's status.
-    const char* getErrorString() const override;
-    void reset() override; ///< Of the text only: a misuse and a pending key outlive it.
-    bool isOk() const override;
-
-    StructBuilder& map(const char* key) override;
-    StructBuilder& map() override;
-    StructBuilder& list(const char* key) override;
-    StructBuilder& list() override;
-    StructBuilder& end() override;
-
-    StructBuilder& add(const char* key, const Ostrel::Serializable& value) override;
-    StructBuilder& add(const Ostrel::Serializable& value) override;
+    using TextSerializer::add;
     StructBuilder& add(const char* key, int value) override;
     StructBuilder& add(const char* key, long long value) override;
     StructBuilder& add(int value) override;
     StructBuilder& add(long long value) override;
-    StructBuilder& add(const char* key, double value) override;
-    StructBuilder& add(const char* key, double value, unsigned char digits) override;
-    StructBuilder& add(double value) override; ///< 6 digits behind the point, as in the keyed form without digits.
-    StructBuilder& add(double value, unsigned char digits) override;
-    StructBuilder& add(const char* key, const char* value) override; ///< Null is written as "(null)".
-    StructBuilder& add(const char* value) override;                  ///< Null is ignored; a pending key stays.
-    StructBuilder& add(const char* key, bool value) override;
-    StructBuilder& add(bool value) override;
-    StructBuilder& add(const char* key, NullType value) override;
-    StructBuilder& add(NullType value) override;
-
-    const char* getData() const override; ///< Not terminated before `nullTerminateData()`; null before the first byte.
-    unsigned int getDataLength() const override;
-    void nullTerminateData();
-
-private:
-    const char* takePendingKey();
-    bool refuseKeyed(int line, const char* text);
-    template <class... Value>
-    StructBuilder& addKeyed(int line, const char* misuse, const char* key, Value... value);
-    template <class... Value>
-    StructBuilder& addKeyless(Value... value);
-
-    Ostrel::AutoPtr<JsonGen> _generator; ///< Null when memory was exhausted.
-    const char* _pendingKey;
-    const char* _errorText;
 };
 
 } // namespace json
+
+extern template class Ostrel::TextSerializer<json::JsonGen>;

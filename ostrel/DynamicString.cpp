@@ -98,7 +98,15 @@ DynamicString::ReturnCode DynamicString::ensureFreeBytes(unsigned int count)
 
 DynamicString::ReturnCode DynamicString::growAndAppend(const ReadableString& source)
 {
-    ensureFreeBytes(source.getByteLength()); // without it, what fits is appended
+    // Texts that come in many pieces are measured once for each, not once for each step of the general case.
+    const unsigned int length = source.getByteLength();
+    const unsigned int byteLength = getByteLength();
+    if (uint64_t(byteLength) + length < _byteSize) {
+        if (length > 0)
+            memmove(getStorage() + byteLength, source.getData(), length + 1);
+        return RC_OK;
+    }
+    ensureFreeBytes(length); // without it, what fits is appended
     return append(source);
 }
 

@@ -2,7 +2,15 @@
 
 #include <cstdint>
 
+#include "ostrel/TextGenerator.h"
+
 namespace Ostrel {
+
+/// What stands in front of an integer's digits.
+inline CharacterPiece signOf(long long value)
+{
+    return CharacterPiece('-', value < 0);
+}
 
 /// The digits of an integer's magnitude as a piece of text for `TextGenerator::write`. Not exported.
 class IntegerPiece

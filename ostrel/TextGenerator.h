@@ -9,8 +9,9 @@ namespace Ostrel {
 
 /// What the generators of structured text have in common: one growing buffer and a status per open level.
 ///
-/// Not used by itself: see `json::JsonGen`. The order of the calls is checked by a small state machine; a caller who
-/// forgets a key, goes on after the end or nests too deeply finds a status that says so instead of broken text.
+/// Not used by itself: see `json::JsonGen` and `xml::XmlGen`. The order of the calls is checked by a small state
+/// machine; a caller who forgets a key, goes on after the end or nests too deeply finds a status that says so instead
+/// of broken text.
 ///
 /// Units:     lengths and sizes are bytes.
 /// Ownership: the text belongs to the generator and lives until its next operation.
@@ -103,15 +104,21 @@ protected:
     /// False, with the status set where it has none of the errors yet, unless more may follow.
     bool checkOpen() { return getStatus() < DONE || refuse(); }
 
-    /// The same for a collection: keys are given in objects only, and not too many levels are open.
-    bool checkCollection(const char* key)
+    /// The same for a collection: keys are given in objects only, not too many levels are open, and `type` is
+    /// STARTING_OBJECT or STARTING_ARRAY; any other opens a level that is in error.
+    bool checkCollection(const char* key, Status type)
     {
         if (!checkOpen())
             return false;
         if (key != nullptr && !isInObject())
             return refuse(UNEXPECTED_KEY_VALUE);
         // Too deep: takes the place of the innermost level's status, so that nothing closes any more.
-        return _depth < MAXIMUM_DEPTH || refuse(MAXIMUM_DEPTH_EXCEEDED);
+        if (_depth == MAXIMUM_DEPTH)
+            return refuse(MAXIMUM_DEPTH_EXCEEDED);
+        if (type == STARTING_OBJECT || type == STARTING_ARRAY)
+            return true;
+        openLevel(INTERNAL_ERROR);
+        return false;
     }
 
     void openLevel(Status status)
@@ -222,7 +229,9 @@ private:
 class CharacterPiece
 {
 public:
-    explicit CharacterPiece(char character, bool present = true) : _size(present ? 1 : 0), _character(character) {}
+    explicit constexpr CharacterPiece(char character, bool present = true)
+        : _size(present ? 1 : 0), _character(character)
+    {}
     uint64_t getSize() const { return _size; }
 
     char* writeTo(char* to) const
@@ -241,14 +250,14 @@ private:
 class BytesPiece
 {
 public:
-    BytesPiece(const char* bytes, unsigned int size) : _bytes(bytes), _size(size) {}
+    BytesPiece(const char* bytes, size_t size) : _bytes(bytes), _size(size) {}
     uint64_t getSize() const { return _size; }
 
     char* writeTo(char* to) const { return copyBytes(to, _bytes, _size); }
 
 private:
     const char* _bytes;
-    unsigned int _size;
+    size_t _size;
 };
 
 } // namespace Ostrel

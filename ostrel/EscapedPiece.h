@@ -1,0 +1,92 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "ostrel/TextGenerator.h"
+
+namespace Ostrel {
+
+/// What goes out as a backslash and a letter. Always the double quote, the backslash, backspace, tab, line feed, form
+/// feed and carriage return. Bytes of 128 and above never do, so UTF-8 passes unchanged.
+enum EscapeRule {
+    JSON_ESCAPES, ///< The slash too. Other control characters, 127 among them, are left out.
+    XML_ESCAPES   ///< Nothing else: other control characters are copied.
+};
+
+/// By byte COPIED, DROPPED or the character that follows the backslash. Fixed, since `iscntrl` would follow the locale.
+/// The terminator is not COPIED, so that a search ends there.
+class EscapeTable
+{
+public:
+    enum : unsigned char { COPIED = 0, DROPPED = 1 };
+
+    explicit constexpr EscapeTable(EscapeRule rule)
+    {
+        if (rule == JSON_ESCAPES) {
+            for (int control = 0; control < 32; ++control)
+                _entries[control] = DROPPED;
+            _entries[127] = DROPPED;
+            _entries[static_cast<int>('/')] = '/';
+        }
+        _entries[0] = DROPPED;
+        _entries[static_cast<int>('\b')] = 'b';
+        _entries[static_cast<int>('\t')] = 't';
+        _entries[static_cast<int>('\n')] = 'n';
+        _entries[static_cast<int>('\f')] = 'f';
+        _entries[static_cast<int>('\r')] = 'r';
+        _entries[static_cast<int>('"')] = '"';
+        _entries[static_cast<int>('\\')] = '\\';
+    }
+
+    constexpr unsigned char operator[](char byte) const { return _entries[static_cast<unsigned char>(byte)]; }
+
+private:
+    unsigned char _entries[256] = {};
+};
+
+template <EscapeRule RULE>
+inline constexpr EscapeTable ESCAPES(RULE);
+
+/// A piece of text for `TextGenerator::write`, escaped. Not exported.
+///
+/// Characters that are left out are counted all the same: the piece ends in as many blanks.
+///
+/// Ownership: the text is borrowed. Null stands for "(null)".
+template <EscapeRule RULE>
+class EscapedPiece
+{
+public:
+    explicit EscapedPiece(const char* text) : _text(text == nullptr ? "(null)" : text)
+    {
+        // Most keys and many values are plain and end before a call of `strlen` would pay.
+        unsigned int size = 0;
+        while (size < SHORT_SIZE && ESCAPES<RULE>[_text[size]] == EscapeTable::COPIED)
+            ++size;
+        _size = size;
+        _isPlain = _text[size] == '\0';
+        if (!_isPlain)
+            measure();
+    }
+
+    uint64_t getSize() const { return _size; }
+    char* writeTo(char* to) const
+    {
+        return _isPlain ? copyBytes(to, _text, static_cast<size_t>(_size)) : writeEscaped(to);
+    }
+
+private:
+    static const unsigned int SHORT_SIZE = 12;
+
+    void measure(); ///< The first `_size` bytes are known to be plain.
+    char* writeEscaped(char* to) const;
+
+    const char* _text;
+    uint64_t _size;
+    bool _isPlain; ///< Goes out as it is.
+};
+
+extern template class EscapedPiece<JSON_ESCAPES>;
+extern template class EscapedPiece<XML_ESCAPES>;
+
+} // namespace Ostrel

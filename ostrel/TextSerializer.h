@@ -1,0 +1,97 @@
+#pragma once
+
+#include "ostrel/AutoPtr.h"
+#include "ostrel/Export.h"
+#include "ostrel/Serializer.h"
+
+namespace Ostrel {
+
+/// Where a serializer reports its misuses. Log collectors match on file and line.
+struct MisuseSites
+{
+    const char* file;
+    int list;
+    int serializable;
+    int integer;
+    int real;
+    int realWithDigits;
+    int text;
+    int boolean;
+    int null;
+};
+
+/// What the serializers have in common: the calls of a `StructBuilder` drive a generator of structured text.
+///
+/// Not used by itself: see `json::JsonSerializer` and `xml::XmlSerializer`.
+///
+/// `add(key, serializable)` keeps its key for the next keyless call, whoever makes it. A keyed call while a key is
+/// still pending is a misuse: it writes nothing and is reported as recoverable; a serializable is then written all the
+/// same, under the older key. Only `map(key)` and `end()` do not look at the pending key.
+///
+/// Units:     `getDataLength` is bytes, without the terminator.
+/// Ownership: the text belongs to the serializer and lives until its next operation; a pending key is borrowed until
+///            a keyless call takes it.
+/// Errors:    see `isOk` and `getErrorString`; an object that found no memory for its generator is not OK and ignores
+///            all calls.
+/// Threads:   one serializer belongs to one thread at a time.
+template <class Generator>
+class OSTREL_EXPORT TextSerializer : public Serializer
+{
+public:
+    ~TextSerializer() override;
+
+    /// The last misuse; without one, null while `isOk()` and else the generator's status.
+    const char* getErrorString() const override;
+    void reset() override; ///< Of the text only: a misuse and a pending key outlive it.
+    bool isOk() const override;
+
+    StructBuilder& map(const char* key) override;
+    StructBuilder& map() override;
+    StructBuilder& list(const char* key) override;
+    StructBuilder& list() override;
+    StructBuilder& end() override;
+
+    using StructBuilder::add;
+    StructBuilder& add(const char* key, const Serializable& value) override;
+    StructBuilder& add(const Serializable& value) override;
+    StructBuilder& add(const char* key, int value) override;
+    StructBuilder& add(int value) override;
+    StructBuilder& add(const char* key, double value) override;
+    StructBuilder& add(const char* key, double value, unsigned char digits) override;
+    StructBuilder& add(double value) override; ///< 6 digits behind the point, as in the keyed form without digits.
+    StructBuilder& add(double value, unsigned char digits) override;
+    StructBuilder& add(const char* key, const char* value) override; ///< Null is written as "(null)".
+    StructBuilder& add(const char* value) override;                  ///< Null is ignored; a pending key stays.
+    StructBuilder& add(const char* key, bool value) override;
+    StructBuilder& add(bool value) override;
+    StructBuilder& add(const char* key, NullType value) override;
+    StructBuilder& add(NullType value) override;
+
+    const char* getData() const override; ///< Not terminated before `nullTerminateData()`; null before the first byte.
+    unsigned int getDataLength() const override;
+    void nullTerminateData();
+
+protected:
+    explicit TextSerializer(const MisuseSites& sites);
+
+    // Integers of any width that the generator takes.
+    template <class Integer>
+    StructBuilder& addInteger(const char* key, Integer value);
+    template <class Integer>
+    StructBuilder& addInteger(Integer value);
+
+private:
+    const char* takePendingKey();
+    bool refuseKeyed(int line, const char* text);
+    template <class... Value>
+    StructBuilder& addKeyed(int line, const char* misuse, const char* key, Value... value);
+    template <class... Value>
+    StructBuilder& addKeyless(Value... value);
+
+    AutoPtr<Generator> _generator; ///< Null when memory was exhausted.
+    const char* _pendingKey;
+    const char* _errorText;
+    const MisuseSites& _sites;
+};
+
+} // namespace Ostrel

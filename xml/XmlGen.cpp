@@ -1,0 +1,181 @@
+#include "xml/XmlGen.h"
+
+#include "ostrel/EscapedPiece.h"
+#include "ostrel/IntegerPiece.h"
+
+using Ostrel::BytesPiece;
+using Ostrel::CharacterPiece;
+using Ostrel::IntegerPiece;
+using Ostrel::LiteralPiece;
+using Ostrel::signOf;
+
+namespace xml {
+
+namespace {
+
+using EscapedPiece = Ostrel::EscapedPiece<Ostrel::XML_ESCAPES>;
+
+constexpr LiteralPiece DECLARATION("<?xml version='1.0' encoding='UTF-8'?>");
+constexpr CharacterPiece TAG('<');
+constexpr CharacterPiece SLASH('/');
+constexpr CharacterPiece END_OF_TAG('>');
+constexpr CharacterPiece END_OF_DOCUMENT('\0');
+
+/// A name as it is, or nothing for null.
+BytesPiece rawPiece(const char* name)
+{
+    return BytesPiece(name, name == nullptr ? 0 : strlen(name));
+}
+
+} // namespace
+
+template <class... Pieces>
+XmlGen& XmlGen::writeValue(const Pieces&... pieces)
+{
+    if (placeValue() == PLACE_REFUSED)
+        return *this;
+    // One above the names in use: that of the last collection closed here.
+    const BytesPiece name = rawPiece(_names[_nameDepth]);
+    write(TAG, name, END_OF_TAG, pieces..., TAG, SLASH, name, END_OF_TAG);
+    complete();
+    return *this;
+}
+
+template <class... Pieces>
+XmlGen& XmlGen::writeMember(const char* key, const Pieces&... pieces)
+{
+    if (placeMember() == PLACE_REFUSED)
+        return *this;
+    const EscapedPiece name(key);
+    write(TAG, name, END_OF_TAG, pieces..., TAG, SLASH, name, END_OF_TAG);
+    return *this; // not complete: members stand in objects, never at document level
+}
+
+XmlGen& XmlGen::reset()
+{
+    restart();
+    _nameDepth = 0;
+    return *this;
+}
+
+XmlGen& XmlGen::nullTerminate()
+{
+    terminate();
+    return *this;
+}
+
+XmlGen& XmlGen::startCollection(const char* key, Status type)
+{
+    if (!checkCollection(key, type))
+        return *this;
+    place(); // for the status
+    if (getStatus() == INITIALIZED) {
+        write(DECLARATION);
+    } else if (key != nullptr) {
+        openElement(key, type);
+    } else if (isInObject()) {
+        setStatus(EXPECTED_KEY_VALUE);
+        return *this;
+    } else if (_nameDepth > 0) {
+        openElement(_names[_nameDepth - 1], type);
+    }
+    openLevel(type);
+    return *this;
+}
+
+void XmlGen::openElement(const char* name, Status type)
+{
+    if (type == STARTING_OBJECT)
+        write(TAG, EscapedPiece(name), END_OF_TAG);
+    _names[_nameDepth++] = name;
+}
+
+XmlGen& XmlGen::end()
+{
+    if (!checkOpen())
+        return *this;
+    if (getStatus() == INITIALIZED) {
+        setStatus(UNEXPECTED_END); // an empty document ends as done all the same, by what follows
+    } else {
+        closeElement();
+        closeLevel(); // also when memory ran out for the tag: the enclosing level goes on
+    }
+    complete();
+    return *this;
+}
+
+void XmlGen::closeElement()
+{
+    if (_nameDepth == 0) {
+        write(END_OF_DOCUMENT); // readers of `getData()` see the document end there
+        return;
+    }
+    --_nameDepth;
+    // Not escaped, unlike in the opening tag, and readers know it so.
+    if (isInObject())
+        write(TAG, SLASH, rawPiece(_names[_nameDepth]), END_OF_TAG);
+}
+
+XmlGen& XmlGen::add(NullType)
+{
+    return writeValue(LiteralPiece("Null"));
+}
+
+XmlGen& XmlGen::add(bool value)
+{
+    return value ? writeValue(LiteralPiece("true")) : writeValue(LiteralPiece("false"));
+}
+
+XmlGen& XmlGen::add(const char* value)
+{
+    return writeValue(EscapedPiece(value));
+}
+
+XmlGen& XmlGen::add(int value)
+{
+    return writeValue(signOf(value), IntegerPiece(value));
+}
+
+XmlGen& XmlGen::add(double, unsigned char)
+{
+    return *this;
+}
+
+XmlGen& XmlGen::add(const char* key, NullType)
+{
+    return writeMember(key, LiteralPiece("Null"));
+}
+
+XmlGen& XmlGen::add(const char* key, bool value)
+{
+    return value ? writeMember(key, LiteralPiece("true")) : writeMember(key, LiteralPiece("false"));
+}
+
+XmlGen& XmlGen::add(const char* key, const char* value)
+{
+    return writeMember(key, EscapedPiece(value));
+}
+
+XmlGen& XmlGen::add(const char* key, int value)
+{
+    return writeMember(key, signOf(value), IntegerPiece(value));
+}
+
+XmlGen& XmlGen::add(const char*, double, unsigned char)
+{
+    return *this;
+}
+
+XmlGen& XmlGen::appendEscapedStringToBuffer(const char* text)
+{
+    write(EscapedPiece(text));
+    return *this;
+}
+
+XmlGen& XmlGen::appendIntegerToBuffer(int value)
+{
+    write(signOf(value), IntegerPiece(value));
+    return *this;
+}
+
+} // namespace xml

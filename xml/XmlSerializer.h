@@ -1,0 +1,37 @@
+#pragma once
+
+#include "ostrel/AutoPtr.h"
+#include "ostrel/CreateMixins.h"
+#include "ostrel/Export.h"
+#include "ostrel/TextSerializer.h"
+#include "xml/XmlGen.h"
+
+namespace xml {
+
+/// Turns the calls of a `StructBuilder` into XML 1.0. The calls are those of `TextSerializer`, the text and its limits
+/// those of `XmlGen`.
+///
+/// To write XML without anything that describes itself use `XmlGen`.
+///
+///     xml::XmlSerializer serializer;
+///     tree.serialize(serializer);
+///     if (serializer.isOk())
+///         puts(serializer.getData()); // the end of the outermost map has written a NUL
+///
+/// Doubles are accepted and write nothing.
+///
+/// Units:     integers keep their low 32 bits; `getDataLength` is bytes and counts the NUL that ends the document.
+/// Ownership: as `TextSerializer`; the keys of maps and lists are borrowed for the life of the serializer.
+/// Errors:    as `TextSerializer`: ask `isOk` and `getErrorString` at the end; misuse is reported as recoverable.
+/// Threads:   one serializer belongs to one thread at a time.
+class OSTREL_EXPORT XmlSerializer : public Ostrel::TextSerializer<XmlGen>,
+                                    public Ostrel::CreateMixins<XmlSerializer, Ostrel::AutoPtr<Ostrel::Serializer>>
+{
+public:
+    XmlSerializer();
+    ~XmlSerializer() override;
+};
+
+} // namespace xml
+
+extern template class Ostrel::TextSerializer<xml::XmlGen>;
