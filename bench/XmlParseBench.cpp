@@ -1,14 +1,22 @@
-// XML to events with strings and attribute maps, beside the bare callbacks of expat and libxml2 that only count.
+// XML to events with strings and attribute maps, beside the bare callbacks of expat and libxml2 that only count; XML to
+// a tree and back to nothing.
 #include <expat.h>
 
 #include <cstdlib>
 #include <random>
 
 #include "bench/Benchmarks.h"
+#include "ostrel/DataObjectSaxHandler.h"
 #include "ostrel/SAXParser.h"
 
 #ifdef HAVE_LIBXML2
 #include <libxml/parser.h>
+#endif
+#ifdef HAVE_PUGIXML
+#include <pugixml.hpp>
+#endif
+#ifdef HAVE_TINYXML2
+#include <tinyxml2.h>
 #endif
 
 namespace {
@@ -84,21 +92,25 @@ void countText(void* count, const char*, int length)
     *static_cast<size_t*>(count) += static_cast<size_t>(length);
 }
 
+void countByExpat(XML_Parser parser, size_t& count)
+{
+    const std::string& text = getInventory();
+    XML_SetUserData(parser, &count);
+    XML_SetElementHandler(parser, countStart, countEnd);
+    XML_SetCharacterDataHandler(parser, countText);
+    if (XML_Parse(parser, text.data(), static_cast<int>(text.size()), 0) != XML_STATUS_OK ||
+        XML_Parse(parser, nullptr, 0, 1) != XML_STATUS_OK)
+        abort();
+    XML_ParserReset(parser, nullptr);
+}
+
 /// The floor: what expat itself takes, used in the same way.
 void parseExpat(benchmark::State& state)
 {
-    const std::string& text = getInventory();
     size_t count = 0;
     XML_Parser parser = XML_ParserCreate(nullptr);
-    for (auto _ : state) {
-        XML_SetUserData(parser, &count);
-        XML_SetElementHandler(parser, countStart, countEnd);
-        XML_SetCharacterDataHandler(parser, countText);
-        if (XML_Parse(parser, text.data(), static_cast<int>(text.size()), 0) != XML_STATUS_OK ||
-            XML_Parse(parser, nullptr, 0, 1) != XML_STATUS_OK)
-            abort();
-        XML_ParserReset(parser, nullptr);
-    }
+    for (auto _ : state)
+        countByExpat(parser, count);
     XML_ParserFree(parser);
     benchmark::DoNotOptimize(count);
 }
@@ -126,6 +138,44 @@ void parseLibxml2(benchmark::State& state)
 }
 #endif
 
+/// Ours keeps the last of the elements that share a name, the others keep all; everyone builds and frees each.
+void buildOurs(benchmark::State& state)
+{
+    const std::string& text = getInventory();
+    for (auto _ : state) {
+        Ostrel::DataObjectSaxHandler handler;
+        Ostrel::SAXParser parser(handler);
+        parser.startDocument();
+        parser.parse(text.data(), static_cast<unsigned int>(text.size()));
+        parser.endDocument();
+        benchmark::DoNotOptimize(handler.getRoot().get());
+    }
+}
+
+#ifdef HAVE_PUGIXML
+void buildPugixml(benchmark::State& state)
+{
+    const std::string& text = getInventory();
+    for (auto _ : state) {
+        pugi::xml_document document;
+        if (!document.load_buffer(text.data(), text.size()))
+            abort();
+        benchmark::DoNotOptimize(document.first_child());
+    }
+}
+#endif
+
+#ifdef HAVE_TINYXML2
+void buildTinyxml2()
+{
+    const std::string& text = getInventory();
+    tinyxml2::XMLDocument document;
+    if (document.Parse(text.data(), text.size()) != tinyxml2::XML_SUCCESS)
+        abort();
+    benchmark::DoNotOptimize(document.RootElement());
+}
+#endif
+
 } // namespace
 
 void registerXmlParseBenchmarks()
@@ -136,5 +186,28 @@ void registerXmlParseBenchmarks()
     addBenchmark(work, input, "expat", parseExpat);
 #ifdef HAVE_LIBXML2
     addBenchmark(work, input, "libxml2", parseLibxml2);
+#endif
+
+    const std::string treeWork = "XML to tree and free";
+    addBenchmark(treeWork, input, "ostrel", buildOurs);
+    addBenchmark(treeWork, input, "expat, no tree", parseExpat);
+#ifdef HAVE_PUGIXML
+    addBenchmark(treeWork, input, "pugixml", buildPugixml);
+#endif
+#ifdef HAVE_TINYXML2
+    addBenchmark(treeWork, input, "tinyxml2", [](benchmark::State& state) {
+        for (auto _ : state)
+            buildTinyxml2();
+    });
+    // Expat is given to us, so the goal is about what we add to it: no more than tinyxml2 takes for everything.
+    addBenchmark(treeWork, input, "expat and tinyxml2", [](benchmark::State& state) {
+        size_t count = 0;
+        XML_Parser parser = XML_ParserCreate(nullptr);
+        for (auto _ : state) {
+            countByExpat(parser, count);
+            buildTinyxml2();
+        }
+        XML_ParserFree(parser);
+    });
 #endif
 }

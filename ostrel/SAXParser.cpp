@@ -4,10 +4,11 @@
 #include <expat.h>
 
 #include <cstdio>
+#include <cstring>
 #include <new>
-#include <utility>
 
 #include "ostrel/Report.h"
+#include "ostrel/XmlEventTexts.h"
 
 namespace Ostrel {
 
@@ -39,20 +40,27 @@ XMLParser::~XMLParser() = default;
 SAXHandler::~SAXHandler() = default;
 
 SAXParser::SAXParser(const SharedPtr<SAXHandler>& handler)
-    : m_expatParser(XML_ParserCreate(nullptr)), _handler(handler), _calledHandler(handler)
+    : m_expatParser(nullptr), _handler(handler), _calledHandler(handler), _texts(new (std::nothrow) XmlEventTexts)
 {
-    initExpatParser();
+    createExpatParser();
 }
 
 SAXParser::SAXParser(const WeakPtr<SAXHandler>& handler)
-    : m_expatParser(XML_ParserCreate(nullptr)), _calledHandler(handler)
+    : m_expatParser(nullptr), _calledHandler(handler), _texts(new (std::nothrow) XmlEventTexts)
 {
-    initExpatParser();
+    createExpatParser();
 }
 
 SAXParser::~SAXParser()
 {
     XML_ParserFree(m_expatParser);
+}
+
+void SAXParser::createExpatParser()
+{
+    if (_texts)
+        m_expatParser = XML_ParserCreate(nullptr);
+    initExpatParser();
 }
 
 void SAXParser::initExpatParser()
@@ -162,27 +170,6 @@ XMLParser::ParseException SAXParser::createException(const std::exception* excep
     return ParseException(message.append("caught in ").append(__FILE__).append(":").append(__func__));
 }
 
-/// `attributes` holds names and values in turn and ends with a null.
-void SAXParser::collectAttributes(const char* const* attributes)
-{
-    while (!_attributes.empty())
-        _spareAttributes.push_back(_attributes.extract(_attributes.begin()));
-    for (; *attributes != nullptr; attributes += 2) {
-        if (_spareAttributes.empty()) {
-            _attributes.emplace_hint(_attributes.end(), attributes[0], attributes[1]);
-            continue;
-        }
-        Attributes::node_type& spare = _spareAttributes.back();
-        spare.key() = attributes[0];
-        spare.mapped() = attributes[1];
-        const size_t count = _attributes.size();
-        _attributes.insert(_attributes.end(), std::move(spare));
-        // Of a repeated name the first value stays, and the node stays spare.
-        if (_attributes.size() > count)
-            _spareAttributes.pop_back();
-    }
-}
-
 } // namespace Ostrel
 
 using Ostrel::SAXHandler;
@@ -192,26 +179,21 @@ void XMLCALL SAXParser_startElement(void* userData, const char* name, const char
 {
     SAXParser& parser = *static_cast<SAXParser*>(userData);
     parser.guard([&](SAXHandler& handler) {
-        parser.collectAttributes(attributes);
-        parser._text = name;
-        handler.startElement(parser._text, parser._attributes);
+        const size_t length = strlen(name);
+        handler.startElement(parser._texts->setText(name, length),
+                             parser._texts->setAttributes(name, length, attributes));
     });
 }
 
 void XMLCALL SAXParser_endElement(void* userData, const char* name)
 {
     SAXParser& parser = *static_cast<SAXParser*>(userData);
-    parser.guard([&](SAXHandler& handler) {
-        parser._text = name;
-        handler.endElement(parser._text);
-    });
+    parser.guard([&](SAXHandler& handler) { handler.endElement(parser._texts->setText(name, strlen(name))); });
 }
 
 void XMLCALL SAXParser_charData(void* userData, const char* text, int length)
 {
     SAXParser& parser = *static_cast<SAXParser*>(userData);
-    parser.guard([&](SAXHandler& handler) {
-        parser._text.assign(text, static_cast<size_t>(length));
-        handler.charData(parser._text);
-    });
+    parser.guard(
+        [&](SAXHandler& handler) { handler.charData(parser._texts->setText(text, static_cast<size_t>(length))); });
 }

@@ -3,8 +3,8 @@
 #include <exception>
 #include <map>
 #include <string>
-#include <vector>
 
+#include "ostrel/AutoPtr.h"
 #include "ostrel/Export.h"
 #include "ostrel/SharedPtr.h"
 #include "ostrel/WeakPtr.h"
@@ -19,6 +19,8 @@ void SAXParser_charData(void* userData, const char* text, int length);
 }
 
 namespace Ostrel {
+
+class XmlEventTexts;
 
 /// Receives the text of XML documents (XML 1.0) in pieces of any size.
 ///
@@ -83,12 +85,12 @@ public:
 ///
 /// A `ParseException` that the handler throws stops the document: `parse` throws one with the same message, now and
 /// in each call up to `endDocument`. Anything else that it throws is kept while parsing goes on, and thrown as a
-/// `ParseException` by the first call that fails afterwards. It is kept across documents, until another takes its
+/// `ParseException` by the first `parse` that fails afterwards. It is kept across documents, until another takes its
 /// place.
 ///
 /// Units:     lengths are bytes.
 /// Ownership: a handler given as `SharedPtr` is shared; one given as `WeakPtr` stays the caller's and outlives the
-///            parser.
+///            parser. Room that texts and attributes took is kept for later ones until the parser dies.
 /// Errors:    a malformed document is a recoverable report or an exception of `parse`, as the handler's `parseError`
 ///            tells; in `endDocument` it is always a report. A missing handler is a fatal report "m_ptr" at each call
 ///            that it misses, and counts as one that wants reports. Lack of memory for expat is a malformed document.
@@ -115,8 +117,7 @@ private:
     friend void ::SAXParser_endElement(void* userData, const char* name);
     friend void ::SAXParser_charData(void* userData, const char* text, int length);
 
-    typedef std::map<std::string, std::string> Attributes;
-
+    void createExpatParser();
     void initExpatParser();
     bool parsePiece(const char* data, unsigned int length, bool isFinal);
     void handleParseFailure();
@@ -128,17 +129,12 @@ private:
     template <class Create>
     void keepException(Create create);
     static ParseException createException(const std::exception* exception);
-    void collectAttributes(const char* const* attributes);
 
     XML_ParserStruct* m_expatParser; ///< Null when memory was exhausted.
     SharedPtr<SAXHandler> _handler;  ///< Empty when the handler is the caller's.
     WeakPtr<SAXHandler> _calledHandler;
     SharedPtr<ParseException> _pendingException;
-
-    // Used again from event to event, so that most of them allocate nothing.
-    std::string _text;
-    Attributes _attributes;
-    std::vector<Attributes::node_type> _spareAttributes;
+    AutoPtr<XmlEventTexts> _texts;
 };
 
 } // namespace Ostrel

@@ -80,10 +80,12 @@ TEST_F(SAXParserTest, PiecesGiveTheEventsOfTheWhole)
 {
     const char* const document =
         "<r z='1' a='&lt;2'>t\xC3\xA9xt<i k='1' l='2'/><i k='' l='3'/><i l='4'/><i/><i m='5' k='6'>"
-        "&amp;<![CDATA[<x>]]>\r\n</i>\xF0\x9F\x98\x80</r>\n";
+        "&amp;<![CDATA[<x>]]>\r\n</i>\xF0\x9F\x98\x80<j long='17 bytes or more.'>17 bytes or more.</j></r>\n";
     for (const size_t pieceSize : {1000, 1, 2, 3, 7})
-        EXPECT_EQ(run(parser, document, pieceSize), "<r a=<2 z=1>t\xC3\xA9xt<i k=1 l=2></i><i k= l=3></i><i "
-                                                    "l=4></i><i></i><i k=6 m=5>&<x>\n</i>\xF0\x9F\x98\x80</r>.");
+        EXPECT_EQ(
+            run(parser, document, pieceSize),
+            "<r a=<2 z=1>t\xC3\xA9xt<i k=1 l=2></i><i k= l=3></i><i "
+            "l=4></i><i></i><i k=6 m=5>&<x>\n</i>\xF0\x9F\x98\x80<j long=17 bytes or more.>17 bytes or more.</j></r>.");
     const char* attributes[] = {"b", "1", "a", "2", "b", "3", nullptr};
     SAXParser_startElement(&parser, "e", attributes);
     SAXParser_startElement(&parser, "e", attributes);
@@ -198,28 +200,21 @@ TEST_F(XmlFeederTest, FileIsReadInBlocksOf1024)
 
 TEST_F(XmlFeederTest, EveryByteOfAStreamArrivesOnceAndAFailureIsTold)
 {
-    const struct Case
-    {
-        std::vector<unsigned int> pieces;
-        int resultAtEnd, errors;
-        size_t throwAt;
-        int result;
-        const char* calls;
-    } CASES[] = {
+    const std::tuple<std::vector<unsigned int>, int, int, size_t, int, const char*> CASES[] = {
         {{9999}, 0, 0, 9999, 0, "start 4096 4096 1 end"},   {{4095, 1, 5000}, 0, 0, 9999, 0, "start 4095 1 4096 1 end"},
         {{9999}, -1, 0, 9999, -1, "start 4096 4096 1 end"}, {{9999}, 0, 1, 9999, 0, "start 4096 4096 1 end"},
         {{9999}, 0, 2, 9999, -1, "start 4096 4096 1 end"},  {{9999}, 0, 0, 8192, 1, "start 4096 4096"}};
-    for (const Case& c : CASES) {
-        log->throwAt = c.throwAt;
-        ErrorStream stream(text, c.pieces, c.resultAtEnd);
-        stream.errors = c.errors;
-        int result = 1;
+    for (const auto& [pieces, resultAtEnd, errors, throwAt, result, calls] : CASES) {
+        log->throwAt = throwAt;
+        ErrorStream stream(text, pieces, resultAtEnd);
+        stream.errors = errors;
+        int outcome = 1;
         try {
-            result = XmlStreamFilter(stream, parser).start();
+            outcome = XmlStreamFilter(stream, parser).start();
         } catch (const ParseException&) {
         }
-        EXPECT_EQ(result, c.result);
-        EXPECT_EQ(log->calls + log->text + stream.getRest(), c.calls + text);
+        EXPECT_EQ(outcome, result);
+        EXPECT_EQ(log->calls + log->text + stream.getRest(), calls + text);
     }
     EXPECT_EQ(XmlStreamFilter(nullptr, parser).start(), -1);
     EXPECT_EQ(XmlStreamFilter(std::make_unique<PieceStream>(text), nullptr).start(), -1);

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Ostrel {
+
+/// The strings and maps in which handlers receive the events of a document.
+///
+/// They are used again from event to event: documents repeat their elements, so that most events copy some bytes over
+/// those of an earlier one, and nothing else.
+///
+/// Units:     lengths are bytes.
+/// Ownership: a text lives until the next one, attributes until the next ones.
+/// Errors:    `bad_alloc` passes; the next event is not affected.
+/// Threads:   belongs to one parser.
+class XmlEventTexts
+{
+public:
+    typedef std::map<std::string, std::string> Attributes;
+
+    XmlEventTexts();
+    XmlEventTexts(const XmlEventTexts&) = delete;
+    XmlEventTexts& operator=(const XmlEventTexts&) = delete;
+
+    const std::string& setText(const char* text, size_t length);
+
+    /// `attributes` holds names and values in turn and ends with a null. Of a repeated name the first value stays.
+    /// The element's name only tells where attributes of the same names are likely to be found.
+    const Attributes& setAttributes(const char* element, size_t length, const char* const* attributes);
+
+private:
+    enum { SETS = 16, SHORT_TEXTS = 16 };
+
+    struct AttributeSet
+    {
+        bool assignInPlace(const char* const* attributes);
+
+        Attributes map;
+        std::vector<Attributes::value_type*> order; ///< The attributes as they stand in the document.
+    };
+
+    void assign(AttributeSet& set, const char* const* attributes);
+    Attributes::iterator insert(Attributes& map, const char* name, const char* value);
+
+    const Attributes _noAttributes;
+    AttributeSet _sets[SETS];
+    std::vector<Attributes::node_type> _spareAttributes;
+    std::string _shortTexts[SHORT_TEXTS]; ///< Each as long as its index.
+    std::string _longText;
+};
+
+} // namespace Ostrel
