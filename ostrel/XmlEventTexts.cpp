@@ -1,72 +1,34 @@
 #include "ostrel/XmlEventTexts.h"
 
+#include <algorithm>
 #include <cstring>
-#include <utility>
 
 namespace Ostrel {
 
 namespace {
 
-template <size_t WORD>
-inline void copyEnds(char* to, const char* from, size_t length)
+/// Most texts are as long as the one before in their place. Its bytes are then replaced and its length stays.
+const std::string& assignText(std::string& string, const char* text, size_t length)
 {
-    char first[WORD];
-    char last[WORD];
-    memcpy(first, from, WORD);
-    memcpy(last, from + length - WORD, WORD);
-    memcpy(to, first, WORD);
-    memcpy(to + length - WORD, last, WORD);
+    if (string.size() != length)
+        return string.assign(text, length);
+    memcpy(&string[0], text, length);
+    return string;
 }
 
-/// Most texts have up to 16 bytes: two words that may overlap then take the place of a call. Together with the strings
-/// that keep their length, this halves what the library takes beside expat.
-inline void copy(char* to, const char* from, size_t length)
+/// Few elements of a document share a value, not even those with a common prefix. An empty name has a byte, too.
+size_t hash(const char* name, size_t length)
 {
-    if (length > 16)
-        memcpy(to, from, length);
-    else if (length >= 8)
-        copyEnds<8>(to, from, length);
-    else if (length >= 4)
-        copyEnds<4>(to, from, length);
-    else if (length >= 2)
-        copyEnds<2>(to, from, length);
-    else if (length == 1)
-        *to = *from;
-}
-
-inline void assignText(std::string& string, const char* text)
-{
-    const size_t length = strlen(text);
-    if (string.size() == length)
-        copy(&string[0], text, length);
-    else
-        string.assign(text, length);
-}
-
-/// Few elements of a document share a value, not even those with a common prefix.
-inline size_t hash(const char* name, size_t length)
-{
-    const size_t first = static_cast<unsigned char>(name[0]);
-    const size_t last = length == 0 ? 0 : static_cast<unsigned char>(name[length - 1]);
-    return length + first * 3 + last * 5;
+    return length * 5 + static_cast<unsigned char>(name[0]) + static_cast<unsigned char>(name[length / 2]);
 }
 
 } // namespace
 
-XmlEventTexts::XmlEventTexts() : _noAttributes()
-{
-    for (size_t length = 0; length < SHORT_TEXTS; ++length)
-        _shortTexts[length].resize(length);
-}
+XmlEventTexts::XmlEventTexts() : _noAttributes() {}
 
 const std::string& XmlEventTexts::setText(const char* text, size_t length)
 {
-    if (length >= SHORT_TEXTS)
-        return _longText.assign(text, length);
-
-    std::string& string = _shortTexts[length];
-    copy(&string[0], text, length);
-    return string;
+    return assignText(_texts[std::min(length, size_t{LONG_TEXT})], text, length);
 }
 
 const XmlEventTexts::Attributes& XmlEventTexts::setAttributes(const char* element, size_t length,
@@ -77,7 +39,7 @@ const XmlEventTexts::Attributes& XmlEventTexts::setAttributes(const char* elemen
 
     AttributeSet& set = _sets[hash(element, length) % SETS];
     if (!set.assignInPlace(attributes))
-        assign(set, attributes);
+        set.assign(attributes);
     return set.map;
 }
 
@@ -87,40 +49,22 @@ bool XmlEventTexts::AttributeSet::assignInPlace(const char* const* attributes)
     for (Attributes::value_type* attribute : order) {
         if (attributes[0] == nullptr || strcmp(attributes[0], attribute->first.c_str()) != 0)
             return false;
-        assignText(attribute->second, attributes[1]);
+        assignText(attribute->second, attributes[1], strlen(attributes[1]));
         attributes += 2;
     }
     // An assignment that ran out of memory may have left more in the map.
     return *attributes == nullptr && order.size() == map.size();
 }
 
-void XmlEventTexts::assign(AttributeSet& set, const char* const* attributes)
+void XmlEventTexts::AttributeSet::assign(const char* const* attributes)
 {
-    set.order.clear();
-    while (!set.map.empty())
-        _spareAttributes.push_back(set.map.extract(set.map.begin()));
+    order.clear();
+    map.clear();
     for (; *attributes != nullptr; attributes += 2) {
-        const size_t count = set.map.size();
-        const Attributes::iterator place = insert(set.map, attributes[0], attributes[1]);
-        if (set.map.size() > count)
-            set.order.push_back(&*place);
+        const auto [place, isNew] = map.emplace(attributes[0], attributes[1]);
+        if (isNew)
+            order.push_back(&*place);
     }
-}
-
-XmlEventTexts::Attributes::iterator XmlEventTexts::insert(Attributes& map, const char* name, const char* value)
-{
-    if (_spareAttributes.empty())
-        return map.emplace_hint(map.end(), name, value);
-
-    Attributes::node_type& spare = _spareAttributes.back();
-    spare.key() = name;
-    spare.mapped() = value;
-    const size_t count = map.size();
-    const Attributes::iterator place = map.insert(map.end(), std::move(spare));
-    // The node of a repeated name stays spare.
-    if (map.size() > count)
-        _spareAttributes.pop_back();
-    return place;
 }
 
 } // namespace Ostrel

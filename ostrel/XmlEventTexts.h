@@ -32,24 +32,23 @@ public:
     const Attributes& setAttributes(const char* element, size_t length, const char* const* attributes);
 
 private:
-    enum { SETS = 16, SHORT_TEXTS = 16 };
+    enum {
+        SETS = 16,
+        LONG_TEXT = 16 ///< The index of the string for texts of this length and more.
+    };
 
     struct AttributeSet
     {
         bool assignInPlace(const char* const* attributes);
+        void assign(const char* const* attributes);
 
         Attributes map;
         std::vector<Attributes::value_type*> order; ///< The attributes as they stand in the document.
     };
 
-    void assign(AttributeSet& set, const char* const* attributes);
-    Attributes::iterator insert(Attributes& map, const char* name, const char* value);
-
     const Attributes _noAttributes;
     AttributeSet _sets[SETS];
-    std::vector<Attributes::node_type> _spareAttributes;
-    std::string _shortTexts[SHORT_TEXTS]; ///< Each as long as its index.
-    std::string _longText;
+    std::string _texts[LONG_TEXT + 1]; ///< One for each short length, where no length ever changes.
 };
 
 } // namespace Ostrel
