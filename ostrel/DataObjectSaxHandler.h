@@ -37,7 +37,8 @@ namespace Ostrel {
 /// Ownership: the handler shares the tree with those who took `getRoot()`; they leave it unchanged until `finished`.
 /// Errors:    recoverable reports for elements that are too deep and end tags without an element; a malformed document
 ///            is reported by the parser. The collected text is a `DynamicString`, with its limit and reports. Without
-///            memory an entry is missing; what would go into a missing element is reported (fatal "m_ptr") and dropped.
+///            memory an entry is missing; of a missing element the text is dropped, and its child elements are each
+///            reported (fatal "m_ptr") and dropped.
 /// Threads:   one handler serves one parser at a time.
 class OSTREL_EXPORT DataObjectSaxHandler : public SAXHandler
 {

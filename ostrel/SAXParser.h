@@ -59,7 +59,7 @@ public:
 /// All texts are UTF-8, whatever the document's encoding was. What a call throws does not reach the parser's caller
 /// directly: see `SAXParser`.
 ///
-/// Ownership: all arguments live until the call returns.
+/// Ownership: all arguments live until the call returns; the parser that makes it is neither fed nor destroyed in it.
 /// Threads:   called on the thread that feeds the parser.
 class OSTREL_EXPORT SAXHandler
 {
@@ -83,10 +83,11 @@ public:
 ///     parser.parse(text, length);
 ///     parser.endDocument();
 ///
-/// A `ParseException` that the handler throws stops the document: `parse` throws one with the same message, now and
-/// in each call up to `endDocument`. Anything else that it throws is kept while parsing goes on, and thrown as a
-/// `ParseException` by the first `parse` that fails afterwards. It is kept across documents, until another takes its
-/// place.
+/// A `ParseException` that an event throws stops the document: `parse` throws one with the same message, now and in
+/// each call up to `endDocument`. Anything else that an event throws is kept while parsing goes on. Whichever came last
+/// stays, across documents too, and is what every later `parse` that fails throws, before `parseError` is asked. What
+/// `parseError` and `finished` throw passes through; the parser is then not ready for the next document until
+/// `endDocument` comes to its end.
 ///
 /// Units:     lengths are bytes.
 /// Ownership: a handler given as `SharedPtr` is shared; one given as `WeakPtr` stays the caller's and outlives the
