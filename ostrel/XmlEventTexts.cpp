@@ -52,7 +52,7 @@ bool XmlEventTexts::AttributeSet::assignInPlace(const char* const* attributes)
         assignText(attribute->second, attributes[1], strlen(attributes[1]));
         attributes += 2;
     }
-    // An assignment that ran out of memory may have left more in the map.
+    // They differ after a repeated name, and where memory ran out between the two.
     return *attributes == nullptr && order.size() == map.size();
 }
 
@@ -60,11 +60,8 @@ void XmlEventTexts::AttributeSet::assign(const char* const* attributes)
 {
     order.clear();
     map.clear();
-    for (; *attributes != nullptr; attributes += 2) {
-        const auto [place, isNew] = map.emplace(attributes[0], attributes[1]);
-        if (isNew)
-            order.push_back(&*place);
-    }
+    for (; *attributes != nullptr; attributes += 2)
+        order.push_back(&*map.emplace(attributes[0], attributes[1]).first);
 }
 
 } // namespace Ostrel
