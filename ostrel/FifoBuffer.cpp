@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <sched.h>
 
 namespace Ostrel {
 
@@ -14,6 +13,11 @@ void deleteArray(unsigned char* storage)
 {
     delete[] storage;
 }
+
+// So many turns cost about what falling asleep and being woken cost, so waiting awake is never much dearer than
+// sleeping at once. Where the two sides run on different processors, a sleep leaves the other side waiting for longer
+// than a few turns: then it sleeps too, and each piece goes on costing two sleeps.
+const unsigned int TURNS_BEFORE_SLEEP = 64;
 
 unsigned int distance(const unsigned char* from, const unsigned char* to)
 {
@@ -55,17 +59,22 @@ void FifoBuffer::_construct(unsigned char* storage, unsigned int size, void (*de
 
 void FifoBuffer::write(unsigned char* data, unsigned int length)
 {
-    const NestedScopeLock guard(_mutex);
-    bool hasYielded = false;
+    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
+    writeLocked(data, length);
+}
+
+void FifoBuffer::writeLocked(unsigned char* data, unsigned int length)
+{
+    unsigned int turns = 0;
     while (length > 0) {
         if (_size - _dataInBuffer > 0) {
             const unsigned int count = std::min(length, getFreeRun());
             put(data, count);
             data += count;
             length -= count;
-            hasYielded = false;
+            turns = 0;
         } else {
-            waitForChange(hasYielded);
+            waitForChange(turns);
         }
         _changed.broadcast(); // after each step, so that a waiting reader gets the first run at once
     }
@@ -75,24 +84,25 @@ bool FifoBuffer::writeAllTogether(unsigned char* data, unsigned int length)
 {
     if (length > _size)
         return false;
-    const NestedScopeLock guard(_mutex);
+    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
+    unsigned int turns = 0;
     while (_size - _dataInBuffer < length)
-        _changed.wait(_mutex);
-    write(data, length); // has room for all, and so never waits
+        waitForChange(turns);
+    writeLocked(data, length); // has room for all, and so never waits
     return true;
 }
 
 int FifoBuffer::read(unsigned char*& data)
 {
-    const NestedScopeLock guard(_mutex);
-    bool hasYielded = false;
+    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
+    unsigned int turns = 0;
     for (;;) {
         if (_dataInBuffer > 0) {
             if (_released)
                 break;
             releaseLent(); // only now: what is lent counts as data, and the rest may be nothing
         } else if (_moreDataToRead) {
-            waitForChange(hasYielded);
+            waitForChange(turns);
         } else {
             data = nullptr;
             clear();
@@ -131,23 +141,16 @@ void FifoBuffer::printPointers()
     printf("_moreDataToRead = %d\n", static_cast<int>(_moreDataToRead));
 }
 
-/// Gives up the processor once before it sleeps: what the other side does meanwhile costs neither of them a wake-up,
-/// and small pieces come to be passed on in bulk.
-void FifoBuffer::waitForChange(bool& hasYielded)
+/// Gives up the processor some turns before it sleeps: what the other side does meanwhile costs neither of them a
+/// wake-up, and small pieces come to be passed on in bulk.
+void FifoBuffer::waitForChange(unsigned int& turns)
 {
-    if (hasYielded)
+    if (turns == TURNS_BEFORE_SLEEP) {
         _changed.wait(_mutex);
-    else
-        yield();
-    hasYielded = true;
-}
-
-/// Apart from the wait: when a thread is cancelled there, the address sanitizer takes what lies on the stack of a frame
-/// without clean-up for still guarded.
-void FifoBuffer::yield()
-{
-    const NestedScopeUnlock unlocked(_mutex);
-    sched_yield();
+    } else {
+        _mutex.yield();
+        ++turns;
+    }
 }
 
 /// Bytes that can be written in one run, given that the ring is not full.

@@ -51,12 +51,12 @@ public:
 
 private:
     void _construct(unsigned char* storage, unsigned int size, void (*deleter)(unsigned char*));
+    void writeLocked(unsigned char* data, unsigned int length);
     unsigned int getFreeRun() const;
     unsigned int getDataRun() const;
     void put(const unsigned char* data, unsigned int count);
     void releaseLent();
-    void waitForChange(bool& hasYielded);
-    void yield();
+    void waitForChange(unsigned int& turns);
 
     unsigned char* _buffer;
     void (*_deleter)(unsigned char*);

@@ -1,5 +1,6 @@
 #include "ostrel/Mutex.h"
 
+#include <sched.h>
 #include <time.h>
 
 #include "ostrel/Assert.h"
@@ -11,6 +12,8 @@ namespace {
 enum {
     LINE_NOT_HELD = 102 // crash logs are matched on file and line, so the number outlives edits
 };
+
+const unsigned int TURNS_BEFORE_SLEEP = 16;
 
 void initializeMutex(pthread_mutex_t* mutex, int pthreadType)
 {
@@ -57,6 +60,26 @@ CheckedMutex::CheckedMutex() // NOLINT(cppcoreguidelines-pro-type-member-init)
 CheckedMutex::~CheckedMutex()
 {
     pthread_mutex_destroy(&_mutex);
+}
+
+/// Gives up the processor some turns before it sleeps: where the holder needs it for a moment only, a sleep would take
+/// longer than the wait, and cost the holder a wake-up. The caller must not hold it.
+void CheckedMutex::lockPatiently()
+{
+    for (unsigned int turn = 0; turn < TURNS_BEFORE_SLEEP; ++turn) {
+        if (pthread_mutex_trylock(&_mutex) == 0)
+            return;
+        sched_yield();
+    }
+    pthread_mutex_lock(&_mutex);
+}
+
+/// Lets another thread have the processor and the mutex, which the caller holds.
+void CheckedMutex::yield()
+{
+    pthread_mutex_unlock(&_mutex);
+    sched_yield();
+    lockPatiently();
 }
 
 NestedScopeLock::NestedScopeLock(CheckedMutex& mutex, unsigned int intervalMs, unsigned int attempts) : _locked(nullptr)
