@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <time.h>
 
 namespace Ostrel {
 
@@ -18,6 +19,18 @@ void deleteArray(unsigned char* storage)
 // sleeping at once. Where the two sides run on different processors, a sleep leaves the other side waiting for longer
 // than a few turns: then it sleeps too, and each piece goes on costing two sleeps.
 const unsigned int TURNS_BEFORE_SLEEP = 64;
+
+// A thread that gives up its turn while others compute all the time gets the next one milliseconds later; one that is
+// woken from a sleep gets it soon. So once a turn was long, this many waits sleep at once.
+const unsigned int SLEEPS_AFTER_LONG_TURN = 1024;
+const long LONG_TURN = 200000; // nanoseconds
+
+long long readClock()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000000000LL + now.tv_nsec;
+}
 
 unsigned int distance(const unsigned char* from, const unsigned char* to)
 {
@@ -55,6 +68,7 @@ void FifoBuffer::_construct(unsigned char* storage, unsigned int size, void (*de
     _lentLength = 0;
     _moreDataToRead = true;
     _released = true;
+    _sleepsToCome = 0;
 }
 
 void FifoBuffer::write(unsigned char* data, unsigned int length)
@@ -145,12 +159,23 @@ void FifoBuffer::printPointers()
 /// wake-up, and small pieces come to be passed on in bulk.
 void FifoBuffer::waitForChange(unsigned int& turns)
 {
-    if (turns == TURNS_BEFORE_SLEEP) {
+    if (_sleepsToCome > 0) {
+        --_sleepsToCome;
+        _changed.wait(_mutex);
+    } else if (turns == TURNS_BEFORE_SLEEP) {
         _changed.wait(_mutex);
     } else {
-        _mutex.yield();
+        giveUpTurn();
         ++turns;
     }
+}
+
+void FifoBuffer::giveUpTurn()
+{
+    const long long start = readClock();
+    _mutex.yield();
+    if (readClock() - start > LONG_TURN)
+        _sleepsToCome = SLEEPS_AFTER_LONG_TURN;
 }
 
 /// Bytes that can be written in one run, given that the ring is not full.

@@ -57,6 +57,7 @@ private:
     void put(const unsigned char* data, unsigned int count);
     void releaseLent();
     void waitForChange(unsigned int& turns);
+    void giveUpTurn();
 
     unsigned char* _buffer;
     void (*_deleter)(unsigned char*);
@@ -70,6 +71,7 @@ private:
     bool _released; ///< Nothing is lent.
     Conditional _changed;
     CheckedMutex _mutex;
+    unsigned int _sleepsToCome; ///< Waits that are not to stay awake.
 };
 
 } // namespace Ostrel
