@@ -73,36 +73,14 @@ void FifoBuffer::_construct(unsigned char* storage, unsigned int size, void (*de
 
 void FifoBuffer::write(unsigned char* data, unsigned int length)
 {
-    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
-    writeLocked(data, length);
-}
-
-void FifoBuffer::writeLocked(unsigned char* data, unsigned int length)
-{
-    unsigned int turns = 0;
-    while (length > 0) {
-        if (_size - _dataInBuffer > 0) {
-            const unsigned int count = std::min(length, getFreeRun());
-            put(data, count);
-            data += count;
-            length -= count;
-            turns = 0;
-        } else {
-            waitForChange(turns);
-        }
-        _changed.broadcast(); // after each step, so that a waiting reader gets the first run at once
-    }
+    writeInSteps(data, length, 1);
 }
 
 bool FifoBuffer::writeAllTogether(unsigned char* data, unsigned int length)
 {
     if (length > _size)
         return false;
-    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
-    unsigned int turns = 0;
-    while (_size - _dataInBuffer < length)
-        waitForChange(turns);
-    writeLocked(data, length); // has room for all, and so never waits
+    writeInSteps(data, length, length);
     return true;
 }
 
@@ -155,19 +133,39 @@ void FifoBuffer::printPointers()
     printf("_moreDataToRead = %d\n", static_cast<int>(_moreDataToRead));
 }
 
+/// The first step waits until `needed` bytes are free. The guard is in this frame because the address sanitizer takes
+/// the stack of a frame without clean-up for still guarded when a thread is cancelled below it.
+void FifoBuffer::writeInSteps(const unsigned char* data, unsigned int length, unsigned int needed)
+{
+    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
+    unsigned int turns = 0;
+    while (length > 0) {
+        if (_size - _dataInBuffer >= needed) {
+            const unsigned int count = std::min(length, getFreeRun());
+            put(data, count);
+            data += count;
+            length -= count;
+            needed = 1;
+            turns = 0;
+        } else {
+            waitForChange(turns);
+        }
+        _changed.broadcast(); // after each step, so that a waiting reader gets the first run at once
+    }
+}
+
 /// Gives up the processor some turns before it sleeps: what the other side does meanwhile costs neither of them a
 /// wake-up, and small pieces come to be passed on in bulk.
 void FifoBuffer::waitForChange(unsigned int& turns)
 {
-    if (_sleepsToCome > 0) {
-        --_sleepsToCome;
-        _changed.wait(_mutex);
-    } else if (turns == TURNS_BEFORE_SLEEP) {
-        _changed.wait(_mutex);
-    } else {
+    if (_sleepsToCome == 0 && turns < TURNS_BEFORE_SLEEP) {
         giveUpTurn();
         ++turns;
+        return;
     }
+    if (_sleepsToCome > 0)
+        --_sleepsToCome;
+    _changed.wait(_mutex);
 }
 
 void FifoBuffer::giveUpTurn()

@@ -51,7 +51,7 @@ public:
 
 private:
     void _construct(unsigned char* storage, unsigned int size, void (*deleter)(unsigned char*));
-    void writeLocked(unsigned char* data, unsigned int length);
+    void writeInSteps(const unsigned char* data, unsigned int length, unsigned int needed);
     unsigned int getFreeRun() const;
     unsigned int getDataRun() const;
     void put(const unsigned char* data, unsigned int count);
