@@ -10,11 +10,11 @@ void print(const Ostrel::Serializable& object)
 {
     xml::XmlSerializer serializer;
     object.serialize(serializer);
+    serializer.nullTerminateData(); // behind the NUL that ends the document and counts
     if (!serializer.isOk()) {
         printf("%s\n", serializer.getErrorString());
         return;
     }
-    // The last byte of the text is a NUL, so it can be printed as it is.
     printf("%s (%u bytes)\n", serializer.getData(), serializer.getDataLength());
 }
 

@@ -1,8 +1,8 @@
 // A sequence of operations decoded from the input, the whole buffer checked after each.
 #include <cstdint>
 
-#include "fuzz/PropertyMapModel.h"
 #include "fuzz/PropertyMapUse.h"
+#include "tests/support/PropertyMapModel.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <sched.h>
+#include <time.h>
 
 namespace Ostrel {
 
@@ -13,6 +13,23 @@ namespace {
 void deleteArray(unsigned char* storage)
 {
     delete[] storage;
+}
+
+// So many turns cost about what falling asleep and being woken cost, so waiting awake is never much dearer than
+// sleeping at once. Where the two sides run on different processors, a sleep leaves the other side waiting for longer
+// than a few turns: then it sleeps too, and each piece goes on costing two sleeps.
+const unsigned int TURNS_BEFORE_SLEEP = 64;
+
+// A thread that gives up its turn while others compute all the time gets the next one milliseconds later; one that is
+// woken from a sleep gets it soon. So once a turn was long, this many waits sleep at once.
+const unsigned int SLEEPS_AFTER_LONG_TURN = 1024;
+const long LONG_TURN = 200000; // nanoseconds
+
+long long readClock()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000000000LL + now.tv_nsec;
 }
 
 unsigned int distance(const unsigned char* from, const unsigned char* to)
@@ -51,48 +68,33 @@ void FifoBuffer::_construct(unsigned char* storage, unsigned int size, void (*de
     _lentLength = 0;
     _moreDataToRead = true;
     _released = true;
+    _sleepsToCome = 0;
 }
 
 void FifoBuffer::write(unsigned char* data, unsigned int length)
 {
-    const NestedScopeLock guard(_mutex);
-    bool hasYielded = false;
-    while (length > 0) {
-        if (_size - _dataInBuffer > 0) {
-            const unsigned int count = std::min(length, getFreeRun());
-            put(data, count);
-            data += count;
-            length -= count;
-            hasYielded = false;
-        } else {
-            waitForChange(hasYielded);
-        }
-        _changed.broadcast(); // after each step, so that a waiting reader gets the first run at once
-    }
+    writeInSteps(data, length, 1);
 }
 
 bool FifoBuffer::writeAllTogether(unsigned char* data, unsigned int length)
 {
     if (length > _size)
         return false;
-    const NestedScopeLock guard(_mutex);
-    while (_size - _dataInBuffer < length)
-        _changed.wait(_mutex);
-    write(data, length); // has room for all, and so never waits
+    writeInSteps(data, length, length);
     return true;
 }
 
 int FifoBuffer::read(unsigned char*& data)
 {
-    const NestedScopeLock guard(_mutex);
-    bool hasYielded = false;
+    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
+    unsigned int turns = 0;
     for (;;) {
         if (_dataInBuffer > 0) {
             if (_released)
                 break;
             releaseLent(); // only now: what is lent counts as data, and the rest may be nothing
         } else if (_moreDataToRead) {
-            waitForChange(hasYielded);
+            waitForChange(turns);
         } else {
             data = nullptr;
             clear();
@@ -131,23 +133,47 @@ void FifoBuffer::printPointers()
     printf("_moreDataToRead = %d\n", static_cast<int>(_moreDataToRead));
 }
 
-/// Gives up the processor once before it sleeps: what the other side does meanwhile costs neither of them a wake-up,
-/// and small pieces come to be passed on in bulk.
-void FifoBuffer::waitForChange(bool& hasYielded)
+/// The first step waits until `needed` bytes are free. The guard is in this frame because the address sanitizer takes
+/// the stack of a frame without clean-up for still guarded when a thread is cancelled below it.
+void FifoBuffer::writeInSteps(const unsigned char* data, unsigned int length, unsigned int needed)
 {
-    if (hasYielded)
-        _changed.wait(_mutex);
-    else
-        yield();
-    hasYielded = true;
+    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
+    unsigned int turns = 0;
+    while (length > 0) {
+        if (_size - _dataInBuffer >= needed) {
+            const unsigned int count = std::min(length, getFreeRun());
+            put(data, count);
+            data += count;
+            length -= count;
+            needed = 1;
+            turns = 0;
+        } else {
+            waitForChange(turns);
+        }
+        _changed.broadcast(); // after each step, so that a waiting reader gets the first run at once
+    }
 }
 
-/// Apart from the wait: when a thread is cancelled there, the address sanitizer takes what lies on the stack of a frame
-/// without clean-up for still guarded.
-void FifoBuffer::yield()
+/// Gives up the processor some turns before it sleeps: what the other side does meanwhile costs neither of them a
+/// wake-up, and small pieces come to be passed on in bulk.
+void FifoBuffer::waitForChange(unsigned int& turns)
 {
-    const NestedScopeUnlock unlocked(_mutex);
-    sched_yield();
+    if (_sleepsToCome == 0 && turns < TURNS_BEFORE_SLEEP) {
+        giveUpTurn();
+        ++turns;
+        return;
+    }
+    if (_sleepsToCome > 0)
+        --_sleepsToCome;
+    _changed.wait(_mutex);
+}
+
+void FifoBuffer::giveUpTurn()
+{
+    const long long start = readClock();
+    _mutex.yield();
+    if (readClock() - start > LONG_TURN)
+        _sleepsToCome = SLEEPS_AFTER_LONG_TURN;
 }
 
 /// Bytes that can be written in one run, given that the ring is not full.

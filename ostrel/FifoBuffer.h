@@ -51,12 +51,13 @@ public:
 
 private:
     void _construct(unsigned char* storage, unsigned int size, void (*deleter)(unsigned char*));
+    void writeInSteps(const unsigned char* data, unsigned int length, unsigned int needed);
     unsigned int getFreeRun() const;
     unsigned int getDataRun() const;
     void put(const unsigned char* data, unsigned int count);
     void releaseLent();
-    void waitForChange(bool& hasYielded);
-    void yield();
+    void waitForChange(unsigned int& turns);
+    void giveUpTurn();
 
     unsigned char* _buffer;
     void (*_deleter)(unsigned char*);
@@ -70,6 +71,7 @@ private:
     bool _released; ///< Nothing is lent.
     Conditional _changed;
     CheckedMutex _mutex;
+    unsigned int _sleepsToCome; ///< Waits that are not to stay awake.
 };
 
 } // namespace Ostrel

@@ -58,8 +58,12 @@ public:
 
 private:
     friend class Conditional;
+    friend class FifoBuffer;
     friend class NestedScopeLock;
     friend class NestedScopeUnlock;
+
+    void lockPatiently();
+    void yield();
 
     pthread_mutex_t _mutex;
 };
@@ -95,7 +99,13 @@ public:
     NestedScopeLock& operator=(const NestedScopeLock&) = delete;
 
 private:
+    friend class FifoBuffer;
     friend class LockProbe; ///< Lets tests see which guard locked.
+
+    enum Patience { PATIENT };
+
+    /// Not for nested scopes.
+    NestedScopeLock(CheckedMutex& mutex, Patience) : _locked(&mutex) { mutex.lockPatiently(); }
 
     CheckedMutex* _locked; ///< Null when this guard did not lock it.
 };

@@ -6,19 +6,7 @@
 
 namespace Ostrel {
 
-/// Where a serializer reports its misuses. Log collectors match on file and line.
-struct MisuseSites
-{
-    const char* file;
-    int list;
-    int serializable;
-    int integer;
-    int real;
-    int realWithDigits;
-    int text;
-    int boolean;
-    int null;
-};
+struct MisuseSites;
 
 /// What the serializers have in common: the calls of a `StructBuilder` drive a generator of structured text.
 ///

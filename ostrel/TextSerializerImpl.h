@@ -10,6 +10,20 @@
 
 namespace Ostrel {
 
+/// Where a serializer reports its misuses. Log collectors match on file and line.
+struct MisuseSites
+{
+    const char* file;
+    int list;
+    int serializable;
+    int integer;
+    int real;
+    int realWithDigits;
+    int text;
+    int boolean;
+    int null;
+};
+
 const unsigned char DEFAULT_DIGITS = 6;
 
 template <class Generator>

@@ -41,6 +41,11 @@ AutoPtr<DataObject> makeTree()
 class DataObjectTest : public ReportTest
 {
 protected:
+    DataObjectTest()
+    {
+        SCOPED_TRACE(""); // the test runner keeps the memory of its first one
+        _before = AllocationFaults::getLiveBlocks();
+    }
     void TearDown() override
     {
         ReportTest::TearDown();
@@ -54,7 +59,7 @@ protected:
     void expectNullReport() { expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr"); }
 
 private:
-    const long _before = AllocationFaults::getLiveBlocks();
+    long _before;
 };
 
 TEST_F(DataObjectTest, TextsConvertToNumbersAndBooleans)

@@ -92,29 +92,32 @@ TEST(FifoBufferTest, CancelledThreadsLeaveItUsable)
     EXPECT_EQ(read(fifo), "end");
 }
 
-TEST(FifoBufferTest, BytesArriveInOrder)
+class FifoBufferSizeTest : public testing::TestWithParam<unsigned int>
+{};
+
+TEST_P(FifoBufferSizeTest, BytesArriveInOrder)
 {
-    for (const unsigned int size : {1, 2, 7, 64}) {
-        // 1 MB through the greatest; through the smallest each byte is a change of threads.
-        std::string sent(size << 14, '\0'), received;
-        std::mt19937 random(size);
-        for (char& c : sent)
-            c = static_cast<char>(random());
-        FifoBuffer fifo(size);
-        std::thread producer([&] {
-            std::string piece;
-            for (size_t position = 0; position < sent.size(); position += piece.size()) {
-                piece = sent.substr(position, random() % (3 * size) + 1);
-                if (random() % 2 == 0 || !writeAllTogether(fifo, piece))
-                    write(fifo, piece);
-            }
-            fifo.closeWrite();
-        });
-        unsigned char* data;
-        for (int count; (count = fifo.read(data)) != -1; received.append(data, data + count))
-            if (count % 4 == 1)
-                std::this_thread::yield(); // what is lent does not change meanwhile
-        producer.join();
-        EXPECT_TRUE(received == sent) << "through " << size;
-    }
+    const unsigned int size = GetParam();
+    std::string sent(1 << 20, '\0'), received;
+    std::mt19937 random(size);
+    for (char& c : sent)
+        c = static_cast<char>(random());
+    FifoBuffer fifo(size);
+    std::thread producer([&] {
+        std::string piece;
+        for (size_t position = 0; position < sent.size(); position += piece.size()) {
+            piece = sent.substr(position, random() % (3 * size) + 1);
+            if (random() % 2 == 0 || !writeAllTogether(fifo, piece))
+                write(fifo, piece);
+        }
+        fifo.closeWrite();
+    });
+    unsigned char* data;
+    for (int count; (count = fifo.read(data)) != -1; received.append(data, data + count))
+        if (count % 4 == 1)
+            std::this_thread::yield(); // what is lent does not change meanwhile
+    producer.join();
+    EXPECT_TRUE(received == sent);
 }
+
+INSTANTIATE_TEST_SUITE_P(Sizes, FifoBufferSizeTest, testing::Values(1, 2, 7, 64));

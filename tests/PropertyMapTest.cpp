@@ -5,8 +5,8 @@
 #include <random>
 #include <string>
 
-#include "fuzz/PropertyMapModel.h"
 #include "tests/support/AllocationFaults.h"
+#include "tests/support/PropertyMapModel.h"
 
 using namespace std::string_literals;
 

@@ -71,7 +71,7 @@ TEST(XmlGenTest, CallsGiveTheirTextAndStatus)
          [](XmlGen& g) { g.object(nullptr).object("a\"b").add("c\\", "\n").end(); },
          "<a\\\"b><c\\\\>\\n</c\\\\></a\"b>", "Insided object"},
         {"doubles do nothing",
-         [](XmlGen& g) { g.object(nullptr).add("d", 1.5, 2).add(1.5, 2).array("l").add(1.5, 2).end(); }, "",
+         [](XmlGen& g) { g.object(nullptr).add(1.5, 2).array("l").add(1.5, 2).add("d", 1.5, 2).end(); }, "",
          "Insided object"},
         {"a document of one scalar has no declaration", [](XmlGen& g) { g.add(5); }, "without declaration: <>5</>",
          "Done"},
@@ -84,9 +84,9 @@ TEST(XmlGenTest, CallsGiveTheirTextAndStatus)
         {"collection without key", [](XmlGen& g) { g.object(nullptr).array(nullptr).end(); }, "", "Expected key/value"},
         {"member in an array", [](XmlGen& g) { g.array(nullptr).add("k", 1).end(); }, "", "Unexpected key/value"},
         {"keyed collection in an array", [](XmlGen& g) { g.array(nullptr).array("k"); }, "", "Unexpected key/value"},
+        {"end at the start", [](XmlGen& g) { g.end().appendIntegerToBuffer(-9); }, "without declaration: -9", "Done"},
         {"value after done", [](XmlGen& g) { g.object(nullptr).end().add(1); }, "$", "Unexpected data after done"},
-        {"collection after done", [](XmlGen& g) { g.array(nullptr).end().array("k"); }, "$",
-         "Unexpected data after done"},
+        {"list after done", [](XmlGen& g) { g.array(nullptr).end().array("k"); }, "$", "Unexpected data after done"},
         {"end after done", [](XmlGen& g) { g.array(nullptr).end().end().end(); }, "$", "Unexpected data after done"},
     };
     for (const auto& [name, calls, text, status] : CASES) {
@@ -137,15 +137,15 @@ TEST(XmlGenTest, EveryByteIsCopiedOrEscapedWhereverItStands)
     }
 }
 
-TEST(XmlGenFaultTest, WhatFitsIsWrittenAndTheLevelKeepsTheError)
+TEST(XmlGenFaultTest, WhatFitsIsWrittenAndOnlyTheEnclosingLevelKeepsTheError)
 {
     XmlGen gen;
-    gen.object(nullptr).add("abcd", 12345); // 56 bytes of 64
+    gen.object(nullptr).add("a", "0123456789"); // 55 bytes of 64
     AllocationFaults faults(AllocationFaults::FAIL_ALL_LATER, 0);
     faults.arm();
-    gen.add("k", 7).add("l", "");
+    gen.object("0123456789").end().add("l", "").end();
     faults.disarm();
-    EXPECT_EQ(bodyOf(gen), "<abcd>12345</abcd><k>7</k") << "all but the last byte";
-    EXPECT_STREQ(gen.end().getStatusString(), "Out of memory");
+    EXPECT_EQ(bodyOf(gen), "<a>0123456789</a><></>") << "all but the name";
+    EXPECT_STREQ(gen.getStatusString(), "Out of memory");
     EXPECT_EQ(gen.getDepth(), 1u);
 }

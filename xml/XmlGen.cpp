@@ -1,5 +1,7 @@
 #include "xml/XmlGen.h"
 
+#include <cstring>
+
 #include "ostrel/EscapedPiece.h"
 #include "ostrel/IntegerPiece.h"
 

@@ -15,13 +15,14 @@ namespace xml {
 ///
 ///     xml::XmlGen gen;
 ///     gen.object(nullptr).add("name", "pump").array("log").object(nullptr).add("speed", 12).end().end().end();
-///     if (gen.isOk())
+///     if (gen.nullTerminate().isOk()) // memory may have run out for the NUL at the end
 ///         puts(gen.getData()); // <?xml ...?><name>pump</name><log><speed>12</speed></log>
 ///
 /// What it does not do, and its readers know:
 /// - The text is escaped by backslashes as JSON is, but for the slash; there are no character references, so `<`, `>`
 ///   and `&` come out as they are. The closing tag of an object has its key unescaped.
 /// - Doubles are left out.
+/// - A scalar that is the whole document has no declaration and no NUL byte.
 /// - A scalar inside an array takes the key of the collection that was closed last at its place, even of one before
 ///   `reset()`; where there was none the element has no name. A collection in an outermost array has no element, but
 ///   its end writes a NUL byte.

@@ -15,8 +15,9 @@ namespace xml {
 ///
 ///     xml::XmlSerializer serializer;
 ///     tree.serialize(serializer);
+///     serializer.nullTerminateData(); // not every text ends in a NUL: a scalar's, or where memory ran out
 ///     if (serializer.isOk())
-///         puts(serializer.getData()); // the end of the outermost map has written a NUL
+///         puts(serializer.getData());
 ///
 /// Doubles are accepted and write nothing.
 ///
