@@ -3,10 +3,11 @@
 
 #include "ostrel/ByteArrayInputStream.h"
 #include "ostrel/DataObjectHandler.h"
+#include "ostrel/DataObjectSaxHandler.h"
+#include "tests/support/RecordingPolicy.h"
+#include "xml/XmlSerializer.h"
 #include "json/JsonDeserializer.h"
 #include "json/JsonSerializer.h"
-
-#include "tests/support/RecordingPolicy.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of what they do together
 
@@ -85,4 +86,17 @@ TEST_F(RoundTripTest, TreesComeBackFromTheirText)
         const std::string text = write(root);
         ASSERT_TRUE(write(*read(text)) == text) << text.substr(0, 10000);
     }
+}
+
+TEST_F(RoundTripTest, XmlGivesMapsAndTextsBack)
+{
+    xml::XmlSerializer serializer;
+    DataObject::parse("{'settings': {'host': 'gateway', 'log': {'file': 'a.log', 'level': 3}}}")->serialize(serializer);
+    ASSERT_TRUE(serializer.isOk());
+    DataObjectSaxHandler handler;
+    SAXParser parser(handler);
+    parser.parse(serializer.getData(), serializer.getDataLength() - 1); // without the NUL, which is no XML
+    parser.endDocument();
+    EXPECT_EQ(write(*handler.getRoot()), "{\"settings\":{\"host\":{\"cdata\":\"gateway\"},\"log\":{\"file\":"
+                                         "{\"cdata\":\"a.log\"},\"level\":{\"cdata\":\"3\"}}}}");
 }
