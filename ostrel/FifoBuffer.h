@@ -20,7 +20,8 @@ namespace Ostrel {
 /// Ownership: data is copied in; the storage is freed with the deleter it came with, or stays the caller's.
 /// Errors:    none are reported. Without memory for a storage of its own the ring has size 0.
 /// Threads:   one writes and one reads at the same time. Both block, as cancellation points; a cancelled thread leaves
-///            the ring unlocked, and what it had written in. `clear` and `printPointers` are for quiet times.
+///            the ring unlocked, and what it had written in. A side that waits gives up its turn some times before
+///            it sleeps, unless turns have come back late. `clear` and `printPointers` are for quiet times.
 class OSTREL_EXPORT FifoBuffer
 {
 public:
