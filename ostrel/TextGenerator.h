@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "ostrel/CopyBytes.h"
 #include "ostrel/Export.h"
 
 namespace Ostrel {
@@ -182,30 +183,6 @@ private:
     unsigned int _capacity = 0;
     char* _buffer = nullptr;
 };
-
-/// Copies without a call where the text is short, as most keys and values are. Returns the end.
-inline char* copyBytes(char* to, const char* from, size_t size)
-{
-    char* const end = to + size;
-    if (size > 32) {
-        memcpy(to, from, size);
-    } else if (size >= 16) {
-        // The two halves overlap, here and below.
-        memcpy(to, from, 16);
-        memcpy(end - 16, from + size - 16, 16);
-    } else if (size >= 8) {
-        memcpy(to, from, 8);
-        memcpy(end - 8, from + size - 8, 8);
-    } else if (size >= 4) {
-        memcpy(to, from, 4);
-        memcpy(end - 4, from + size - 4, 4);
-    } else if (size > 0) {
-        to[0] = from[0];
-        to[size / 2] = from[size / 2];
-        end[-1] = from[size - 1];
-    }
-    return end;
-}
 
 /// A piece of constant text.
 template <unsigned int SIZE>

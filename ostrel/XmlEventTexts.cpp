@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ostrel/CopyBytes.h"
+
 namespace Ostrel {
 
 namespace {
@@ -12,7 +14,7 @@ const std::string& assignText(std::string& string, const char* text, size_t leng
 {
     if (string.size() != length)
         return string.assign(text, length);
-    memcpy(&string[0], text, length);
+    copyBytes(&string[0], text, length);
     return string;
 }
 
