@@ -27,6 +27,8 @@ class XmlEventTexts;
 /// A document is `startDocument`, any number of `parse` calls, `endDocument`; then the next one may follow. Where a
 /// piece ends does not matter, not even inside a character.
 ///
+/// Units:     lengths are bytes.
+/// Ownership: the text stays the caller's.
 /// Errors:    `parse` may throw `ParseException`; see the class that implements it.
 /// Threads:   one parser belongs to one thread at a time.
 class OSTREL_EXPORT XMLParser
@@ -56,10 +58,9 @@ public:
 
 /// Receives the events of a document. Derive from it; `DataObjectSaxHandler` builds a tree.
 ///
-/// All texts are UTF-8, whatever the document's encoding was. What a call throws does not reach the parser's caller
-/// directly: see `SAXParser`.
-///
+/// Units:     texts are UTF-8, whatever the document's encoding was.
 /// Ownership: all arguments live until the call returns; the parser that makes it is neither fed nor destroyed in it.
+/// Errors:    what a call throws does not reach the parser's caller directly: see `SAXParser`.
 /// Threads:   called on the thread that feeds the parser.
 class OSTREL_EXPORT SAXHandler
 {
