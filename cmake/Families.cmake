@@ -2,12 +2,13 @@
 # above it. What is compiled, installed and tested comes from these lists, and CheckFamilies.cmake holds the includes
 # and the pages to them. A new class goes into the highest family that has all it needs above it.
 
-# HEADERS are installed, INTERNAL ones are not; TESTS stand in tests/.
+# HEADERS are installed, and GENERATED ones too, which the build makes from NAME.in; INTERNAL ones are not. TESTS stand
+# in tests/.
 function(ostrel_family name)
-  cmake_parse_arguments(PARSE_ARGV 1 family "" "TITLE" "HEADERS;INTERNAL;SOURCES;TESTS")
+  cmake_parse_arguments(PARSE_ARGV 1 family "" "TITLE" "HEADERS;GENERATED;INTERNAL;SOURCES;TESTS")
   set(OSTREL_FAMILIES ${OSTREL_FAMILIES} ${name} PARENT_SCOPE)
   set(OSTREL_${name}_TITLE ${family_TITLE} PARENT_SCOPE)
-  foreach(kind HEADERS INTERNAL SOURCES TESTS)
+  foreach(kind HEADERS GENERATED INTERNAL SOURCES TESTS)
     set(OSTREL_${name}_${kind} ${family_${kind}} PARENT_SCOPE)
     set(OSTREL_ALL_${kind} ${OSTREL_ALL_${kind}} ${family_${kind}} PARENT_SCOPE)
   endforeach()
@@ -22,6 +23,9 @@ ostrel_family(Base TITLE "Base"
     ostrel/Export.h
     ostrel/Mutex.h
     ostrel/Unaligned.h
+  GENERATED
+    ostrel/Config.h
+    ostrel/Version.h
   INTERNAL
     ostrel/CancellationPause.h
     ostrel/DescriptorWait.h
@@ -30,6 +34,7 @@ ostrel_family(Base TITLE "Base"
     ostrel/Assert.cpp
     ostrel/DescriptorWait.cpp
     ostrel/Mutex.cpp
+    ostrel/Version.cpp
   TESTS
     MutexTest.cpp
 )

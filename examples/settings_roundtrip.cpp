@@ -2,19 +2,23 @@
 //
 //     settings_roundtrip          uses examples/data/settings.json and shows every text
 //     settings_roundtrip FILE     takes any document, and shows sizes and times instead
+//     settings_roundtrip -        the same with what is read from standard input
 //
-// Ends with status 1 and a message when the file is missing or is no JSON document.
+// Ends with status 1 and a message when the file is missing, is no JSON document, or holds what a tree cannot keep.
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <sys/stat.h>
 
 #include "ostrel/DataObject.h"
 #include "ostrel/DataObjectHandler.h"
 #include "ostrel/FileInputStream.h"
 #include "json/JsonDeserializer.h"
 #include "json/JsonSerializer.h"
+
+#include "FirstReport.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): an example reads better without prefixes
 
@@ -84,11 +88,27 @@ void changeAny(DataObject& root)
         root.append(DataObject::createInt(1));
 }
 
+/// Null, with `errno`, for what cannot be read as a file.
+FILE* openFile(const char* path)
+{
+    FILE* const file = strcmp(path, "-") == 0 ? stdin : fopen(path, "r");
+    struct stat status;
+    if (file == nullptr || fstat(fileno(file), &status) != 0 || !S_ISDIR(status.st_mode))
+        return file;
+    fclose(file);
+    errno = EISDIR;
+    return nullptr;
+}
+
 int roundTrip(const char* path, bool showTexts)
 {
-    FILE* file = fopen(path, "r");
+    FILE* file = openFile(path);
     if (file == nullptr)
         return fail(path, strerror(errno));
+
+    // A text above the limit, for instance, is left out of the tree, and only a report tells.
+    static std::string report;
+    Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(new FirstReport(report)));
 
     FileInputStream stream(file, true, UNLIMITED, TIME_OUT_SECONDS);
     DataObjectHandler handler;
@@ -100,6 +120,8 @@ int roundTrip(const char* path, bool showTexts)
     const SharedPtr<DataObject> root = handler.getRoot();
     if (!root)
         return fail(path, "not enough memory");
+    if (!report.empty())
+        return fail(path, report.c_str());
 
     if (showTexts) {
         printf("Input, %s:\n\n", path);
@@ -122,7 +144,8 @@ int roundTrip(const char* path, bool showTexts)
         printf("\nResult:\n\n%s\n", serializer.getData());
         return 0;
     }
-    printf("read     %ld bytes of JSON\n", ftell(file));
+    if (file != stdin)
+        printf("read     %ld bytes of JSON\n", ftell(file));
     printf("parsed   %u nodes in %.2f ms\n", countNodes(*root), parseTime);
     printf("written  %u bytes in %.2f ms\n", serializer.getDataLength(), writeTime);
     return 0;
@@ -132,6 +155,10 @@ int roundTrip(const char* path, bool showTexts)
 
 int main(int argc, char** argv)
 {
+    if (argc > 2 || (argc == 2 && argv[1][0] == '-' && argv[1][1] != '\0')) {
+        fputs("usage: settings_roundtrip [FILE]\n", stderr);
+        return 2;
+    }
     const bool hasFile = argc > 1;
     return roundTrip(hasFile ? argv[1] : DEFAULT_FILE, !hasFile);
 }

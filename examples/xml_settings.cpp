@@ -15,29 +15,11 @@
 #include "ostrel/XMLFileProcessor.h"
 #include "json/JsonSerializer.h"
 
+#include "FirstReport.h"
+
 using namespace Ostrel; // NOLINT(google-build-using-namespace): an example reads better without prefixes
 
 namespace {
-
-/// Keeps the first report. Whatever it tells, the tree does not hold what the file says.
-class FirstReport : public ErrorPolicy
-{
-public:
-    explicit FirstReport(std::string& message) : _message(message) {}
-    void fatal(const char* message) override { keep(message); }
-    void recoverable(const char* message) override { keep(message); }
-    void trivial(const char*) override {}
-
-private:
-    void keep(const char* message)
-    {
-        const char* const text = strstr(message, " - "); // behind the place in the library's source
-        if (_message.empty())
-            _message = text == nullptr ? message : text + strlen(" - ");
-    }
-
-    std::string& _message;
-};
 
 int fail(const char* path, const char* reason)
 {

@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <time.h>
 
+#include "ostrel/Config.h"
 #include "ostrel/Export.h"
 #include "ostrel/Mutex.h"
 

@@ -2,6 +2,7 @@
 
 #include <sys/time.h>
 
+#include "ostrel/Config.h"
 #include "ostrel/Export.h"
 #include "ostrel/Mutex.h"
 

@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <sys/select.h>
 
+#include "ostrel/Config.h"
 #include "ostrel/Export.h"
 
 struct pollfd;
