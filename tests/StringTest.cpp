@@ -20,6 +20,9 @@ const auto RC_OK = ReadableString::RC_OK;
 const auto RC_INVALID_INDEX = ReadableString::RC_INVALID_INDEX;
 const auto RC_NO_SPACE = ReadableString::RC_NO_SPACE;
 
+// Through any other class, owners would come to share a storage and free it twice.
+static_assert(!std::is_assignable_v<ReadableString&, ReadableString> && std::is_copy_assignable_v<DynamicString>, "");
+
 /// A string whose storage has guard bytes on both sides.
 struct GuardedString : GuardedBuffer
 {
