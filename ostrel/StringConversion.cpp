@@ -224,7 +224,7 @@ unsigned int ensureStrictlyValidUtf8String(const unsigned char* src, unsigned ch
             continue;
         }
         if (length <= LONGEST_VALID_SEQUENCE) {
-            memcpy(dest, src, static_cast<size_t>(length));
+            memmove(dest, src, static_cast<size_t>(length)); // in place the two overlap behind a gap
             dest += length;
         }
         src += length;
