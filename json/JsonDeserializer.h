@@ -13,6 +13,8 @@ namespace json {
 /// the matching end comes back to the one that handed it out. From inside an event a handler may also `parse` another
 /// stream: its events go to the handler of the inner call, and the outer document then goes on.
 ///
+///     Ostrel::ByteArrayInputStream stream("{\"port\": 8080}");
+///     Ostrel::DataObjectHandler handler;
 ///     json::JsonDeserializer deserializer;
 ///     if (deserializer.parse(stream, handler) != 0)
 ///         puts(deserializer.getErrorString());

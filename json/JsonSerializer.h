@@ -12,8 +12,9 @@ namespace json {
 ///
 /// To write JSON without anything that describes itself use `JsonGen`.
 ///
+///     Ostrel::AutoPtr<Ostrel::DataObject> tree = Ostrel::DataObject::parse("{'speed': 12}");
 ///     json::JsonSerializer serializer;
-///     tree.serialize(serializer);
+///     tree->serialize(serializer);
 ///     serializer.nullTerminateData();
 ///     if (serializer.isOk())
 ///         puts(serializer.getData());

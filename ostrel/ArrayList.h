@@ -21,9 +21,10 @@ public:
 
 /// What all array lists have in common; take one by reference where the kind of storage does not matter.
 ///
+///     AutoPtr<DataObject> child = DataObject::parse("[1, 2]");
 ///     DynamicArrayList<DataObject*, 8> children;
-///     if (children.append(child) != 0)
-///         delete child;
+///     if (children.append(child.get()) == 0)
+///         child.release();
 ///
 /// Elements lie contiguously. Pointers and references to them live until the next change of the list.
 ///

@@ -10,8 +10,12 @@ namespace Ostrel {
 
 /// A condition variable whose time-outs are relative and do not follow changes of the wall clock.
 ///
-///     while (!ready)
-///         changed.wait(mutex);
+///     void waitUntilReady(CheckedMutex& mutex, Conditional& changed, const bool& ready)
+///     {
+///         NestedScopeLock guard(mutex);
+///         while (!ready)
+///             changed.wait(mutex);
+///     }
 ///
 /// Units:     seconds and nanoseconds.
 /// Ownership: not copyable; must not be destroyed while waited on.

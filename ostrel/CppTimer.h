@@ -9,6 +9,7 @@ namespace Ostrel {
 
 /// A sleep that other threads can end early or start anew.
 ///
+///     Timer timer;
 ///     timer.waitSeconds(10); // one thread
 ///     timer.reset();         // another: the 10 seconds start again
 ///     timer.stop();          // the wait ends now

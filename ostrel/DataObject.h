@@ -18,12 +18,15 @@ namespace Ostrel {
 /// A read never fails. A query on the wrong kind answers with the caller's default `d`, and a lookup that misses gives
 /// a shared `InvalidDataObject`, so a chain of lookups is always safe:
 ///
-///     int port = root.get("servers").get(0).get("port").toInt(80);
+///     int getPort(const DataObject& root)
+///     {
+///         return root.get("servers").get(0).get("port").toInt(80);
+///     }
 ///
 /// Parsers build trees (`DataObjectHandler`), and so does a format, which lists a tree's values in the manner of
 /// printf:
 ///
-///     AutoPtr<DataObject> request = DataObject::parse("{'name': %s, 'ids': [1, 2, %d]}", name, id);
+///     AutoPtr<DataObject> request = DataObject::parse("{'name': %s, 'ids': [1, 2, %d]}", "pump", 3);
 ///
 /// `docs/format-strings.md` explains the format language. A tree writes itself into any `StructBuilder` with
 /// `serialize`.
@@ -40,8 +43,11 @@ class OSTREL_EXPORT DataObject : public Serializable
 public:
     /// Walks the children of a container. The base one is empty; it is what scalars give.
     ///
-    ///     for (AutoPtr<DataObject::DataObjectIterator> it = node.iterator(); it->hasCurrent(); it->next())
-    ///         printf("%s\n", it->key());
+    ///     void printKeys(const DataObject& node)
+    ///     {
+    ///         for (AutoPtr<DataObject::DataObjectIterator> it = node.iterator(); it->hasCurrent(); it->next())
+    ///             printf("%s\n", it->key());
+    ///     }
     ///
     /// The container must outlive it. A change of the container may skip or repeat a child, but never dangles.
     class OSTREL_EXPORT DataObjectIterator

@@ -11,9 +11,12 @@ namespace Ostrel {
 /// Turns the calls of a `StructBuilder` into a `DataObject` tree, so that anything serializable becomes one. To copy a
 /// tree use `DataObject::clone`.
 ///
-///     DataObjectBuilder builder;
-///     point.serialize(builder);
-///     use(*builder.getRoot());
+///     SharedPtr<DataObject> buildTree(const Serializable& point)
+///     {
+///         DataObjectBuilder builder;
+///         point.serialize(builder);
+///         return builder.getRoot();
+///     }
 ///
 /// Not everything that a serializer accepts is kept: doubles are refused, and so is a serializable that is added to a
 /// list, whatever it is. Lists of scalars are made with `list()` and `add(value)`. A root collection stays open after

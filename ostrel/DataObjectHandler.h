@@ -11,9 +11,11 @@ namespace Ostrel {
 
 /// Grows a `DataObject` tree from the events of a deserializer.
 ///
+///     ByteArrayInputStream stream("{\"port\": 8080}");
 ///     DataObjectHandler handler;
+///     json::JsonDeserializer deserializer;
 ///     if (deserializer.parse(stream, handler) == 0)
-///         use(*handler.getRoot());
+///         printf("%d\n", handler.getRoot()->get("port").toInt(80));
 ///
 /// Integers become integer nodes, booleans 1 or 0. There is no floating-point node: a double is cut to a 32-bit
 /// integer, saturating, with 0 for a NaN. At most 14 collections can be open below the root collection.

@@ -11,8 +11,11 @@
 ///         return a->toInt64(0) < b->toInt64(0);
 ///     }
 ///
-///     DataObjectListSorter sort(comesFirst);
-///     sort(list);
+///     void sortNumbers(Ostrel::DataObjectList& list)
+///     {
+///         DataObjectListSorter sort(comesFirst);
+///         sort(list);
+///     }
 ///
 /// A quicksort with the last child of a range as its pivot: not stable, and quadratic on a list that is sorted already.
 /// Children change places by deep copies, so a list of large subtrees is sorted slowly.

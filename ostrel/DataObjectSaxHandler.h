@@ -14,10 +14,11 @@ namespace Ostrel {
 
 /// Grows a `DataObject` tree from the events of an XML document. For JSON use `DataObjectHandler`.
 ///
+///     const char text[] = "<settings><server><port>8080</port></server></settings>";
 ///     DataObjectSaxHandler handler;
 ///     SAXParser parser(handler);
 ///     parser.startDocument();
-///     parser.parse(text, length);
+///     parser.parse(text, strlen(text));
 ///     parser.endDocument();
 ///     int port = handler.getRoot()->get("settings").get("server").get("port").convertToInt(80);
 ///

@@ -9,6 +9,7 @@ namespace Ostrel {
 
 /// Reads a document from a stream and tells a handler what is in it.
 ///
+///     ByteArrayInputStream stream("{\"port\": 8080}");
 ///     DataObjectHandler handler;
 ///     json::JsonDeserializer deserializer;
 ///     if (deserializer.parse(stream, handler) != 0)

@@ -150,10 +150,13 @@ private:
 
 /// A lookup table that owns its entries. It grows by 8 at a time: for a few hundred keys, not for many thousands.
 ///
+///     AutoPtr<DataObject> child = DataObject::parse("[1, 2]");
 ///     DynamicLookupTable<DataObject*, const char*> members;
 ///     DataObject* replaced;
-///     if (members.set("color", child, &replaced) == 0)
+///     if (members.set("color", child.get(), &replaced) == 0) {
+///         child.release();
 ///         delete replaced;
+///     }
 ///     delete members.remove("COLOR");
 ///
 /// Units:     sizes and indexes count entries; they are kept in the order of the keys.

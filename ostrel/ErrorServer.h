@@ -30,6 +30,10 @@ enum class Severity { FATAL, RECOVERABLE, TRIVIAL };
 
 /// The process-wide place to which the library reports every failure.
 ///
+///     struct LoggingPolicy : ErrorServer::DefaultPolicy
+///     {
+///         void fatal(const char* message) override { fprintf(stderr, "%s\n", message); }
+///     };
 ///     Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(new LoggingPolicy));
 ///
 /// Until a policy is installed, reports are dropped. A report never stops anything by itself, not even a fatal one:

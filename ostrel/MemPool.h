@@ -50,7 +50,7 @@ protected:
 ///
 /// For blocks of different sizes that are freed in reverse order use `HeapStack`.
 ///
-///     DynamicMemPool pool(sizeof(Node), 100);
+///     DynamicMemPool pool(sizeof(timespec), 100);
 ///     void* memory = pool.allocate();
 ///     pool.release(memory);
 ///

@@ -70,9 +70,16 @@ private:
 
 /// Holds a `CheckedMutex` for a scope. Scopes of one thread may nest: only the outermost unlocks.
 ///
-///     void Queue::pushAll() // calls push(), which opens the same guard
+///     void push(CheckedMutex& mutex)
 ///     {
-///         NestedScopeLock guard(_mutex);
+///         NestedScopeLock guard(mutex);
+///     }
+///
+///     void pushAll(CheckedMutex& mutex)
+///     {
+///         NestedScopeLock guard(mutex);
+///         push(mutex); // opens the same guard
+///     }
 ///
 /// Units:     milliseconds.
 /// Ownership: the mutex outlives the guard.

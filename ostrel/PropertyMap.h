@@ -13,12 +13,14 @@
 /// owns its memory `DynamicPropertyMap`, for C `ostrel/property_map.h`. Both byte formats are in
 /// `docs/property-map-format.md`.
 ///
+///     enum { VOLUME = 1, TITLE = 2 };
 ///     unsigned char buffer[256];
 ///     PropertyMap map(buffer, sizeof(buffer));
 ///     map.insert(VOLUME, 7);
 ///     map.insert(TITLE, "Aria");
 ///     int volume = 0;
-///     if (map.get(VOLUME, &volume) == PM_RC_OK) ...
+///     if (map.get(VOLUME, &volume) == PM_RC_OK)
+///         printf("%d\n", volume);
 ///
 /// Units:     sizes, lengths and offsets are bytes. An entry costs 8 bytes besides its value, and keys outside
 ///            0..0x00FFFFFF cost 4 more for integers and floats.
@@ -200,8 +202,13 @@ private:
 
 /// Walks the entries of a `PropertyMap` in the order of their keys.
 ///
-///     for (PropertyMap::Iterator i = map.begin(); i != map.end(); ++i)
-///         if (i.getType() == PM_TYPE_INT) ...
+///     void printKeysOfIntegers(const PropertyMap& map)
+///     {
+///         for (PropertyMap::Iterator i = map.begin(); i != map.end(); ++i) {
+///             if (i.getType() == PM_TYPE_INT)
+///                 printf("%d\n", i.getKey());
+///         }
+///     }
 ///
 /// Units:     `getDataSize` gives bytes.
 /// Ownership: points into the map and its buffer; dead after any change of the map.

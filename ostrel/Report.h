@@ -2,7 +2,8 @@
 ///
 /// A check is an expression that yields whether it held, so that the site branches on it:
 ///
-///     if (!OSTREL_CHECK(FATAL, "0 == list.append(info)", 0 == list.append(info)))
+///     DynamicArrayList<int, 8> list;
+///     if (!OSTREL_CHECK(FATAL, "0 == list.append(7)", 0 == list.append(7)))
 ///         return;
 ///
 /// Severities are FATAL, RECOVERABLE and TRIVIAL. Texts are literals: log readers match on them, so they do not follow

@@ -78,10 +78,11 @@ public:
 ///
 /// For files use `XMLFileProcessor`, for streams `XmlStreamFilter`, both with this parser.
 ///
+///     const char text[] = "<server><port>8080</port></server>";
 ///     Ostrel::DataObjectSaxHandler handler;
 ///     Ostrel::SAXParser parser(handler);
 ///     parser.startDocument();
-///     parser.parse(text, length);
+///     parser.parse(text, strlen(text));
 ///     parser.endDocument();
 ///
 /// A `ParseException` that an event throws stops the document: `parse` throws one with the same message, now and in

@@ -13,10 +13,13 @@
 ///
 /// For an object that is its own work derive from `Threadable`.
 ///
-///     Thread thread(&worker, "worker", false);
-///     thread.start();
-///     ...
-///     thread.stop(); // worker.cancelRun(), then waits for the end
+///     void workForAMinute(Runnable& worker)
+///     {
+///         Thread thread(&worker, "worker", false);
+///         thread.start();
+///         sleep(60);
+///         thread.stop(); // worker.cancelRun(), then waits for the end
+///     }
 ///
 /// Units:     names are bytes: 31 are kept, 15 shown by the kernel.
 /// Ownership: the first constructor borrows the work, the second takes it over; `detach` makes the object own both

@@ -13,6 +13,7 @@ namespace Ostrel {
 ///
 /// For other sources use `XmlStreamFilter`.
 ///
+///     DataObjectSaxHandler handler;
 ///     SharedPtr<XMLParser> parser(new (std::nothrow) SAXParser(handler));
 ///     XMLFileProcessor("settings.xml", parser).start();
 ///

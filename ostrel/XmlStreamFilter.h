@@ -11,7 +11,9 @@ namespace Ostrel {
 ///
 /// For a file by its name `XMLFileProcessor` is shorter, but does not tell whether reading failed.
 ///
-///     FdInputStream in(socket);
+///     DataObjectSaxHandler handler;
+///     SAXParser parser(handler);
+///     FdInputStream in(STDIN_FILENO);
 ///     XmlStreamFilter filter(in, parser);
 ///     if (filter.start() != 0)
 ///         puts(in.getErrorString());

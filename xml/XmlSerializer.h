@@ -13,8 +13,9 @@ namespace xml {
 ///
 /// To write XML without anything that describes itself use `XmlGen`.
 ///
+///     Ostrel::AutoPtr<Ostrel::DataObject> tree = Ostrel::DataObject::parse("{'speed': 12}");
 ///     xml::XmlSerializer serializer;
-///     tree.serialize(serializer);
+///     tree->serialize(serializer);
 ///     serializer.nullTerminateData(); // not every text ends in a NUL: a scalar's, or where memory ran out
 ///     if (serializer.isOk())
 ///         puts(serializer.getData());

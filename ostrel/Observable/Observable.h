@@ -53,9 +53,19 @@ private:
 
 /// A subject: tells the observers of an event whenever it is notified. Derive from it or hold one.
 ///
+///     struct Display : Observer
+///     {
+///         void notify(Observable*, const int&, const void* params) override
+///         {
+///             printf("volume %d\n", *static_cast<const int*>(params));
+///         }
+///     };
+///     enum { VOLUME_CHANGED = 1 };
 ///     char buffer[64];
 ///     Observable volume(nullptr, AutoPtr<ObservableImplementation>(new PiloObservableImpl(buffer, sizeof(buffer))));
+///     Display display;
 ///     volume.addObserver(VOLUME_CHANGED, &display);
+///     const int newVolume = 11;
 ///     volume.notifyObservers(VOLUME_CHANGED, &newVolume);
 ///
 /// Units:     none.

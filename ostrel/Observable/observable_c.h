@@ -1,11 +1,23 @@
 /* Observables for C: a subject with its registrations in a fixed buffer, observers that are plain functions, and the
  * caller's own mutex.
  *
- *     static char buffer[256];
- *     ObservablePtr settings = createObservable(buffer, sizeof(buffer), NULL);
- *     ObserverPtr logger = createObserver(logChange);
- *     addObserver(settings, VOLUME_CHANGED, logger);
- *     notifyObserversWithParams(settings, VOLUME_CHANGED, &newVolume);
+ *     enum { VOLUME_CHANGED = 1 };
+ *
+ *     void logChange(ObservablePtr source, Event_Type event, const void* params)
+ *     {
+ *         printf("event %d: %d\n", (int)event, *(const int*)params);
+ *     }
+ *
+ *     void changeVolume(int newVolume)
+ *     {
+ *         static char buffer[256];
+ *         ObservablePtr settings = createObservable(buffer, sizeof(buffer), NULL);
+ *         ObserverPtr logger = createObserver(logChange);
+ *         addObserver(settings, VOLUME_CHANGED, logger);
+ *         notifyObserversWithParams(settings, VOLUME_CHANGED, &newVolume);
+ *         destroyObservable(settings);
+ *         destroyObserver(logger);
+ *     }
  *
  * Units:     sizes are bytes. A registration costs 4, each event 4 more (8 when its id is outside -32767..32766), the
  *            registry itself 4.
