@@ -166,12 +166,12 @@ struct CallLog : XMLParser
     size_t throwAt = 9999;
 };
 
-/// Has an error text the first times that it is asked for one.
+/// Has an error text after one of its reads, until the next one.
 struct ErrorStream : PieceStream
 {
     using PieceStream::PieceStream;
-    const char* getErrorString() const override { return errors-- > 0 ? "broken" : nullptr; }
-    mutable int errors = 0;
+    const char* getErrorString() const override { return asked.size() == failingRead ? "broken" : nullptr; }
+    size_t failingRead = 0;
 };
 
 struct XmlFeederTest : ReportTest
@@ -203,14 +203,15 @@ TEST_F(XmlFeederTest, FileIsReadInBlocksOf1024)
 
 TEST_F(XmlFeederTest, EveryByteOfAStreamArrivesOnceAndAFailureIsTold)
 {
-    const std::tuple<std::vector<unsigned int>, int, int, size_t, int, const char*> CASES[] = {
+    const std::tuple<std::vector<unsigned int>, int, size_t, size_t, int, const char*> CASES[] = {
         {{9999}, 0, 0, 9999, 0, "start 4096 4096 1 end"},   {{4095, 1, 5000}, 0, 0, 9999, 0, "start 4095 1 4096 1 end"},
-        {{9999}, -1, 0, 9999, -1, "start 4096 4096 1 end"}, {{9999}, 0, 1, 9999, 0, "start 4096 4096 1 end"},
-        {{9999}, 0, 2, 9999, -1, "start 4096 4096 1 end"},  {{9999}, 0, 0, 8192, 1, "start 4096 4096"}};
-    for (const auto& [pieces, resultAtEnd, errors, throwAt, result, calls] : CASES) {
+        {{9999}, -1, 0, 9999, -1, "start 4096 4096 1 end"}, {{9999}, 0, 2, 9999, 0, "start 4096 4096 1 end"},
+        {{9999}, 0, 4, 9999, -1, "start 4096 4096 1 end"},  {{9999}, 0, 0, 8192, 1, "start 4096 4096"},
+        {{4096, 100}, 0, 2, 9999, -1, "start 4096 100 end"}};
+    for (const auto& [pieces, resultAtEnd, failingRead, throwAt, result, calls] : CASES) {
         log->throwAt = throwAt;
         ErrorStream stream(text, pieces, resultAtEnd);
-        stream.errors = errors;
+        stream.failingRead = failingRead;
         int outcome = 1;
         try {
             outcome = XmlStreamFilter(stream, parser).start();
