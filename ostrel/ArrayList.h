@@ -103,7 +103,7 @@ protected:
 
 /// A list on the heap that grows by N elements at a time: for many lists that are mostly short.
 ///
-/// It starts without storage. Its capacity is a multiple of N. Above 64 elements the storage is up to an eighth larger
+/// It starts without storage. Its capacity is a multiple of N. Above 64 elements the storage is up to a quarter larger
 /// than that, so that most steps move nothing and the time of many appends grows as their number.
 ///
 /// Units:     as `ArrayList`.
@@ -225,7 +225,7 @@ void ArrayList<T>::resetSlot(unsigned int index)
 }
 
 /// How many elements the storage of a list has room for. It follows from the capacity, so that no list has to carry it:
-/// one of eight steps between two powers of two.
+/// one of four steps between two powers of two.
 template <class T, unsigned int N>
 uint64_t DynamicArrayList<T, N>::getRoom(uint64_t capacity)
 {
@@ -233,7 +233,7 @@ uint64_t DynamicArrayList<T, N>::getRoom(uint64_t capacity)
     if (capacity <= MOST_WITHOUT_SPARE)
         return capacity;
 
-    const uint64_t step = uint64_t{1} << (60 - __builtin_clzll(capacity));
+    const uint64_t step = uint64_t{1} << (61 - __builtin_clzll(capacity));
     return (capacity + step - 1) / step * step;
 }
 

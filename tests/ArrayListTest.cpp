@@ -36,7 +36,7 @@ TEST_F(ArrayListTest, LongListsKeepTheirStepButSeldomMove)
             ASSERT_EQ(list.getCapacity(), i / 8 * 8 + 8);
         }
     });
-    EXPECT_EQ(moves, 8u + 66u) << "to 64, and eight for each doubling from there";
+    EXPECT_EQ(moves, 8u + 33u) << "to 64, and four for each doubling from there";
     EXPECT_EQ(element.use_count(), 20001);
 }
 
