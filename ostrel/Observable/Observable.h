@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "ostrel/AutoPtr.h"
 #include "ostrel/Export.h"
 #include "ostrel/Lockable.h"
@@ -49,6 +51,7 @@ public:
 
 private:
     StaticModelState* _state;
+    uint64_t _changes; ///< Calls that may have changed the registry; a pass looks its event up again when it moved.
 };
 
 /// A subject: tells the observers of an event whenever it is notified. Derive from it or hold one.
@@ -71,8 +74,11 @@ private:
 /// Units:     none.
 /// Ownership: owns the implementation; the lock and the observers stay the caller's and outlive their use here.
 /// Errors:    codes. An exception of an observer passes through and leaves the lock free.
-/// Threads:   each operation runs under the lock, callbacks included: one that calls back in needs a recursive lock,
-///            and even then must not change the registrations of the pass it is called from.
+/// Threads:   each operation runs under the lock, callbacks included: one that calls back in needs a recursive lock.
+///
+/// A callback should leave the registrations alone. When it changes them, each pass under way goes on at the place it
+/// had reached in the list as it is then: it may skip an observer or call one again, but calls none that has been
+/// removed. A callback must not destroy the observable.
 class OSTREL_EXPORT Observable
 {
 public:

@@ -30,6 +30,11 @@ inline Observer* observerFromWord(uint32_t word)
     return reinterpret_cast<Observer*>(word);
 }
 
+struct ObserverWords
+{
+    Observer* operator[](uint32_t word) const { return observerFromWord(word); }
+};
+
 #else
 
 /// The word of `observer`, given out now if it has none yet.
@@ -43,6 +48,16 @@ inline Observer* observerFromWord(uint32_t word)
 {
     return observersByWord.load(std::memory_order_acquire)[word];
 }
+
+/// The words given out until now, for many looks: the table is fetched once.
+class ObserverWords
+{
+public:
+    Observer* operator[](uint32_t word) const { return _observers[word]; }
+
+private:
+    Observer* const* _observers = observersByWord.load(std::memory_order_acquire);
+};
 
 #endif
 

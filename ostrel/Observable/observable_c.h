@@ -25,8 +25,11 @@
  *            observer must be removed from every observable before it is destroyed.
  * Errors:    codes. Null where a handle must be given stops the process.
  * Threads:   each operation on an observable holds its mutex, also while the observers are called. An observer that
- *            calls back in needs a recursive mutex, and even then must not change the registrations of the event that
- *            it is called for. Without a mutex nothing is locked. */
+ *            calls back in needs a recursive mutex. Without a mutex nothing is locked.
+ *
+ * An observer should leave the registrations alone while it is called. When it changes them, each notification under
+ * way goes on at the place it had reached in the list as it is then: it may skip an observer or call one again, but
+ * calls none that has been removed. It must not destroy the observable. */
 #pragma once
 
 #include <pthread.h>
