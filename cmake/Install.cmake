@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS ostrel EXPORT ostrel-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_COMPONENT development)
-foreach(header IN LISTS OSTREL_HEADERS)
+foreach(header IN LISTS OSTREL_ALL_HEADERS)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/libostrel/${folder} COMPONENT development)
 endforeach()

@@ -1,0 +1,305 @@
+# The families of the library, in order of dependency: a family includes its own headers and those of the families
+# above it. What is compiled, installed and tested comes from these lists, and CheckFamilies.cmake holds the includes
+# and the pages to them. A new class goes into the highest family that has all it needs above it.
+
+# HEADERS are installed, INTERNAL ones are not; TESTS stand in tests/.
+function(ostrel_family name)
+  cmake_parse_arguments(PARSE_ARGV 1 family "" "TITLE" "HEADERS;INTERNAL;SOURCES;TESTS")
+  set(OSTREL_FAMILIES ${OSTREL_FAMILIES} ${name} PARENT_SCOPE)
+  set(OSTREL_${name}_TITLE ${family_TITLE} PARENT_SCOPE)
+  foreach(kind HEADERS INTERNAL SOURCES TESTS)
+    set(OSTREL_${name}_${kind} ${family_${kind}} PARENT_SCOPE)
+    set(OSTREL_ALL_${kind} ${OSTREL_ALL_${kind}} ${family_${kind}} PARENT_SCOPE)
+  endforeach()
+endfunction()
+
+ostrel_family(Base TITLE "Base"
+  HEADERS
+    ostrel/Assert.h
+    ostrel/AtomicCounter.h
+    ostrel/AutoPtr.h
+    ostrel/CopyBytes.h
+    ostrel/Export.h
+    ostrel/Mutex.h
+    ostrel/Unaligned.h
+  INTERNAL
+    ostrel/CancellationPause.h
+    ostrel/DescriptorWait.h
+    ostrel/Narrowing.h
+  SOURCES
+    ostrel/Assert.cpp
+    ostrel/DescriptorWait.cpp
+    ostrel/Mutex.cpp
+  TESTS
+    MutexTest.cpp
+)
+
+ostrel_family(Foundations TITLE "Foundations"
+  HEADERS
+    ostrel/CallStack.h
+    ostrel/CreateMixins.h
+    ostrel/ErrorReporter.h
+    ostrel/ErrorServer.h
+    ostrel/Report.h
+    ostrel/SharedPtr.h
+    ostrel/Singleton.h
+    ostrel/SysCalls.h
+    ostrel/WeakPtr.h
+  SOURCES
+    ostrel/CallStack.cpp
+    ostrel/ErrorServer.cpp
+    ostrel/Report.cpp
+    ostrel/SysCalls.cpp
+  TESTS
+    CallStackTest.cpp
+    ErrorServerTest.cpp
+    PublicHeadersTest.cpp
+    SmartPointerTest.cpp
+    SysCallsTest.cpp
+)
+
+ostrel_family(Text TITLE "Text"
+  HEADERS
+    ostrel/DynamicString.h
+    ostrel/FixedString.h
+    ostrel/ReadableString.h
+    ostrel/StringUtils.h
+    ostrel/string_utils_c.h
+    ostrel/WritableString.h
+  INTERNAL
+    ostrel/CaseFolding.h
+    ostrel/Utf8Bytes.h
+  SOURCES
+    ostrel/CaseFolding.cpp
+    ostrel/DynamicString.cpp
+    ostrel/ReadableString.cpp
+    ostrel/StringCompare.cpp
+    ostrel/StringConversion.cpp
+    ostrel/StringUtils.cpp
+    ostrel/WritableString.cpp
+  TESTS
+    StringTest.cpp
+    StringUtilsTest.cpp
+)
+
+ostrel_family(Containers TITLE "Containers and memory"
+  HEADERS
+    ostrel/ArrayAllocation.h
+    ostrel/ArrayList.h
+    ostrel/AutoPtrArray.h
+    ostrel/DynamicLookupTable.h
+    ostrel/HeapStack.h
+    ostrel/List.h
+    ostrel/MemPool.h
+  SOURCES
+    ostrel/HeapStack.cpp
+    ostrel/List.cpp
+    ostrel/MemPool.cpp
+  TESTS
+    ArrayListTest.cpp
+    ListTest.cpp
+    LookupTableTest.cpp
+    MemPoolTest.cpp
+)
+
+ostrel_family(Concurrency TITLE "Concurrency"
+  HEADERS
+    ostrel/Conditional.h
+    ostrel/CppSemaphore.h
+    ostrel/CppTimer.h
+    ostrel/FifoBuffer.h
+    ostrel/Lockable.h
+    ostrel/ReadWriteLock.h
+    ostrel/Runnable.h
+    ostrel/SocketPair.h
+    ostrel/Thread.h
+    ostrel/Threadable.h
+  SOURCES
+    ostrel/Conditional.cpp
+    ostrel/CppSemaphore.cpp
+    ostrel/CppTimer.cpp
+    ostrel/FifoBuffer.cpp
+    ostrel/Lockable.cpp
+    ostrel/ReadWriteLock.cpp
+    ostrel/Runnable.cpp
+    ostrel/SocketPair.cpp
+    ostrel/Thread.cpp
+    ostrel/Threadable.cpp
+  TESTS
+    FifoBufferTest.cpp
+    SemaphoreTest.cpp
+    ThreadTest.cpp
+    TimerTest.cpp
+)
+
+ostrel_family(Streams TITLE "Streams"
+  HEADERS
+    ostrel/BufferedInputStream.h
+    ostrel/BufferedOutputStream.h
+    ostrel/ByteArrayInputStream.h
+    ostrel/ByteArrayOutputStream.h
+    ostrel/FdInputStream.h
+    ostrel/FileInputStream.h
+    ostrel/FileOutputStream.h
+    ostrel/InputStream.h
+    ostrel/MimeInputStream.h
+    ostrel/OutputStream.h
+  SOURCES
+    ostrel/BufferedInputStream.cpp
+    ostrel/BufferedOutputStream.cpp
+    ostrel/ByteArrayInputStream.cpp
+    ostrel/ByteArrayOutputStream.cpp
+    ostrel/FdInputStream.cpp
+    ostrel/FileInputStream.cpp
+    ostrel/FileOutputStream.cpp
+    ostrel/InputStream.cpp
+    ostrel/MimeInputStream.cpp
+    ostrel/OutputStream.cpp
+  TESTS
+    MimeInputStreamTest.cpp
+    StreamTest.cpp
+)
+
+ostrel_family(Serialization TITLE "Serialization interfaces"
+  HEADERS
+    ostrel/Deserializer.h
+    ostrel/Serializable.h
+    ostrel/Serializer.h
+    ostrel/StructBuilder.h
+  SOURCES
+    ostrel/Deserializer.cpp
+    ostrel/Serializable.cpp
+    ostrel/Serializer.cpp
+    ostrel/StructBuilder.cpp
+  TESTS
+    SerializationInterfacesTest.cpp
+)
+
+ostrel_family(DataObjects TITLE "Data objects"
+  HEADERS
+    ostrel/DataObject.h
+    ostrel/DataObjectBuilder.h
+    ostrel/DataObjectHandler.h
+    ostrel/DataObjectListSorter.h
+  SOURCES
+    ostrel/DataObject.cpp
+    ostrel/DataObjectBuilder.cpp
+    ostrel/DataObjectCollections.cpp
+    ostrel/DataObjectFormat.cpp
+    ostrel/DataObjectHandler.cpp
+    ostrel/DataObjectListSorter.cpp
+  TESTS
+    DataObjectBuilderTest.cpp
+    DataObjectFormatTest.cpp
+    DataObjectHandlerTest.cpp
+    DataObjectListSorterTest.cpp
+    DataObjectTest.cpp
+)
+
+ostrel_family(StructuredText TITLE "Structured text"
+  HEADERS
+    json/JsonData.h
+    json/JsonDeserializer.h
+    json/JsonGen.h
+    json/JsonParser.h
+    json/JsonSerializer.h
+    ostrel/TextGenerator.h
+    ostrel/TextSerializer.h
+    xml/XmlGen.h
+    xml/XmlSerializer.h
+  INTERNAL
+    json/JsonBlock.h
+    json/JsonNumber.h
+    json/JsonReader.h
+    ostrel/EscapedPiece.h
+    ostrel/IntegerPiece.h
+    ostrel/TextSerializerImpl.h
+  SOURCES
+    json/JsonData.cpp
+    json/JsonDeserializer.cpp
+    json/JsonGen.cpp
+    json/JsonNumber.cpp
+    json/JsonParser.cpp
+    json/JsonReader.cpp
+    json/JsonSerializer.cpp
+    ostrel/EscapedPiece.cpp
+    ostrel/IntegerPiece.cpp
+    ostrel/TextGenerator.cpp
+    xml/XmlGen.cpp
+    xml/XmlSerializer.cpp
+  TESTS
+    JsonDataTest.cpp
+    JsonDeserializerTest.cpp
+    JsonGenTest.cpp
+    JsonParserTest.cpp
+    RoundTripTest.cpp
+    TextSerializerTest.cpp
+    XmlGenTest.cpp
+)
+
+ostrel_family(XmlInput TITLE "XML input"
+  HEADERS
+    ostrel/DataObjectSaxHandler.h
+    ostrel/SAXParser.h
+    ostrel/XMLFileProcessor.h
+    ostrel/XmlStreamFilter.h
+  INTERNAL
+    ostrel/XmlEventTexts.h
+  SOURCES
+    ostrel/DataObjectSaxHandler.cpp
+    ostrel/SAXParser.cpp
+    ostrel/XMLFileProcessor.cpp
+    ostrel/XmlEventTexts.cpp
+    ostrel/XmlStreamFilter.cpp
+  TESTS
+    DataObjectSaxHandlerTest.cpp
+    SAXParserTest.cpp
+)
+
+ostrel_family(PropertyMaps TITLE "Property maps"
+  HEADERS
+    ostrel/DynamicPropertyMap.h
+    ostrel/PropertyMap.h
+    ostrel/property_map.h
+    ostrel/property_map_types.h
+  INTERNAL
+    ostrel/PropertyMapEntry.h
+    ostrel/PropertyMapTable.h
+  SOURCES
+    ostrel/DynamicPropertyMap.cpp
+    ostrel/PropertyMap.cpp
+    ostrel/PropertyMapChange.cpp
+    ostrel/PropertyMapCheck.cpp
+    ostrel/PropertyMapDump.cpp
+    ostrel/PropertyMapForm.cpp
+    ostrel/PropertyMapGet.cpp
+    ostrel/property_map.cpp
+  TESTS
+    PropertyMapCInterfaceTest.cpp
+    PropertyMapCheckTest.cpp
+    PropertyMapFormTest.cpp
+    PropertyMapTest.cpp
+    property_map_calls.c
+)
+
+ostrel_family(Observables TITLE "Observables"
+  HEADERS
+    ostrel/Observable/CObservable.h
+    ostrel/Observable/Observable.h
+    ostrel/Observable/Observer.h
+    ostrel/Observable/StaticModel.h
+    ostrel/Observable/observable_c.h
+    ostrel/Observable/observable_types.h
+  INTERNAL
+    ostrel/Observable/EventEntry.h
+    ostrel/Observable/ObserverWord.h
+  SOURCES
+    ostrel/Observable/Observable.cpp
+    ostrel/Observable/ObserverWord.cpp
+    ostrel/Observable/StaticModel.cpp
+    ostrel/Observable/observable_c.cpp
+  TESTS
+    ObservableCalls.c
+    ObservableTest.cpp
+    StaticModelTest.cpp
+)
