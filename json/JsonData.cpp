@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "json/JsonBlock.h"
+#include "json/internal/JsonBlock.h"
 #include "json/JsonParser.h"
 
 namespace json {

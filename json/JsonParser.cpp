@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "ostrel/FileInputStream.h"
-#include "ostrel/Narrowing.h"
-#include "json/JsonReader.h"
+#include "ostrel/internal/Narrowing.h"
+#include "json/internal/JsonReader.h"
 
 namespace json {
 

@@ -1,4 +1,4 @@
-#include "json/JsonReader.h"
+#include "json/internal/JsonReader.h"
 
 #include <langinfo.h>
 
@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "ostrel/StringUtils.h"
-#include "json/JsonBlock.h"
-#include "json/JsonNumber.h"
+#include "json/internal/JsonBlock.h"
+#include "json/internal/JsonNumber.h"
 
 namespace json {
 

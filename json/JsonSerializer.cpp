@@ -1,6 +1,6 @@
 #include "json/JsonSerializer.h"
 
-#include "ostrel/TextSerializerImpl.h"
+#include "ostrel/internal/TextSerializerImpl.h"
 
 using Ostrel::StructBuilder;
 

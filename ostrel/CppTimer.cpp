@@ -7,8 +7,8 @@
 #include <unistd.h>
 
 #include "ostrel/Assert.h"
-#include "ostrel/CancellationPause.h"
-#include "ostrel/DescriptorWait.h"
+#include "ostrel/internal/CancellationPause.h"
+#include "ostrel/internal/DescriptorWait.h"
 
 namespace Ostrel {
 

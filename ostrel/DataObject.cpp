@@ -7,7 +7,7 @@
 #include <sstream>
 #include <strings.h>
 
-#include "ostrel/Narrowing.h"
+#include "ostrel/internal/Narrowing.h"
 #include "ostrel/StructBuilder.h"
 
 namespace Ostrel {

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "ostrel/DataObject.h"
-#include "ostrel/Narrowing.h"
+#include "ostrel/internal/Narrowing.h"
 #include "ostrel/Report.h"
 
 namespace Ostrel {

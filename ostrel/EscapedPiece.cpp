@@ -1,4 +1,4 @@
-#include "ostrel/EscapedPiece.h"
+#include "ostrel/internal/EscapedPiece.h"
 
 #include <cstddef>
 #include <cstring>

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "ostrel/DescriptorWait.h"
+#include "ostrel/internal/DescriptorWait.h"
 
 namespace Ostrel {
 

@@ -1,6 +1,6 @@
 #include "ostrel/PropertyMap.h"
 
-#include "ostrel/PropertyMapTable.h"
+#include "ostrel/internal/PropertyMapTable.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 

@@ -1,7 +1,7 @@
 // The checks of bytes from outside: everything that the operations on a map trust.
 #include "ostrel/PropertyMap.h"
 
-#include "ostrel/PropertyMapEntry.h"
+#include "ostrel/internal/PropertyMapEntry.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 

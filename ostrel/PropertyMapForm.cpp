@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "ostrel/PropertyMapEntry.h"
+#include "ostrel/internal/PropertyMapEntry.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 

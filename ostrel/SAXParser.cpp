@@ -8,7 +8,7 @@
 #include <new>
 
 #include "ostrel/Report.h"
-#include "ostrel/XmlEventTexts.h"
+#include "ostrel/internal/XmlEventTexts.h"
 
 extern "C" {
 // What expat calls.

@@ -5,7 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "ostrel/CancellationPause.h"
+#include "ostrel/internal/CancellationPause.h"
 #include "ostrel/Report.h"
 
 namespace Ostrel {

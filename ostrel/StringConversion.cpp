@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "ostrel/StringUtils.h"
-#include "ostrel/Utf8Bytes.h"
+#include "ostrel/internal/Utf8Bytes.h"
 
 namespace Ostrel {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "ostrel/Assert.h"
-#include "ostrel/Utf8Bytes.h"
+#include "ostrel/internal/Utf8Bytes.h"
 
 namespace Ostrel {
 

@@ -1,4 +1,4 @@
-#include "ostrel/XmlEventTexts.h"
+#include "ostrel/internal/XmlEventTexts.h"
 
 #include <algorithm>
 #include <cstring>

@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "ostrel/CaseFolding.h"
+#include "ostrel/internal/CaseFolding.h"
 
 using namespace Ostrel;
 

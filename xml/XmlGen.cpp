@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "ostrel/CopyBytes.h"
-#include "ostrel/EscapedPiece.h"
-#include "ostrel/IntegerPiece.h"
+#include "ostrel/internal/EscapedPiece.h"
+#include "ostrel/internal/IntegerPiece.h"
 
 using Ostrel::BytesPiece;
 using Ostrel::CharacterPiece;

@@ -1,6 +1,6 @@
 #include "xml/XmlSerializer.h"
 
-#include "ostrel/TextSerializerImpl.h"
+#include "ostrel/internal/TextSerializerImpl.h"
 
 template class Ostrel::TextSerializer<xml::XmlGen>;
 

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <utility>
 
-#include "ostrel/Observable/EventEntry.h"
-#include "ostrel/Observable/ObserverWord.h"
+#include "ostrel/internal/EventEntry.h"
+#include "ostrel/internal/ObserverWord.h"
 #include "ostrel/Observable/StaticModel.h"
 
 namespace Ostrel {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ostrel/Observable/ObserverWord.h"
+#include "ostrel/internal/ObserverWord.h"
 #include "ostrel/Observable/StaticModel.h"
 
 /// A registry in a heap block of exactly its size, at an odd address, beside an independent model: what is registered

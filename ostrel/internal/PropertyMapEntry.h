@@ -1,4 +1,6 @@
-/// The bytes of a property map's header and key entries, for the sources of the family. Not installed.
+/// Not installed: internal to the library.
+///
+/// The bytes of a property map's header and key entries, for the sources of the family.
 #pragma once
 
 #include "ostrel/PropertyMap.h"

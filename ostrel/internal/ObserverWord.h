@@ -1,3 +1,5 @@
+/// Not installed: internal to the library.
+///
 /// How an observer is written down in the four bytes that a registry has for it.
 ///
 /// Where pointers have four bytes the word is the address. Elsewhere a process-wide table gives every address a word of

@@ -1,4 +1,6 @@
-/// The steps of `TextSerializer`, for the sources that instantiate it. Not installed.
+/// Not installed: internal to the library.
+///
+/// The steps of `TextSerializer`, for the sources that instantiate it.
 #pragma once
 
 #include <new>

@@ -1,7 +1,9 @@
-/// The two searches of a property map's key table: for a key, and for the end of the value area. Not installed.
+/// Not installed: internal to the library.
+///
+/// The two searches of a property map's key table: for a key, and for the end of the value area.
 #pragma once
 
-#include "ostrel/PropertyMapEntry.h"
+#include "ostrel/internal/PropertyMapEntry.h"
 
 #if (defined(__SSE2__) || defined(__ARM_NEON)) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
 #define OSTREL_PROPERTY_MAP_VECTOR_SCAN 1

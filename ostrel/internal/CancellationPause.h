@@ -1,4 +1,6 @@
-/// For destructors that make blocking calls; not installed.
+/// Not installed: internal to the library.
+///
+/// For destructors that make blocking calls.
 #pragma once
 
 #include <pthread.h>
