@@ -242,6 +242,7 @@ ostrel_family(XmlInput TITLE "XML input"
     ostrel/DataObjectSaxHandler.h
     ostrel/SAXParser.h
     ostrel/XMLFileProcessor.h
+    ostrel/XMLParser.h
     ostrel/XmlStreamFilter.h
   INTERNAL
     ostrel/internal/XmlEventTexts.h
@@ -249,6 +250,7 @@ ostrel_family(XmlInput TITLE "XML input"
     ostrel/DataObjectSaxHandler.cpp
     ostrel/SAXParser.cpp
     ostrel/XMLFileProcessor.cpp
+    ostrel/XMLParser.cpp
     ostrel/XmlEventTexts.cpp
     ostrel/XmlStreamFilter.cpp
   TESTS

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "ostrel/Export.h"
-#include "ostrel/SAXParser.h"
 #include "ostrel/SharedPtr.h"
+#include "ostrel/XMLParser.h"
 
 namespace Ostrel {
 

@@ -2,8 +2,8 @@
 
 #include "ostrel/Export.h"
 #include "ostrel/InputStream.h"
-#include "ostrel/SAXParser.h"
 #include "ostrel/WeakPtr.h"
+#include "ostrel/XMLParser.h"
 
 namespace Ostrel {
 

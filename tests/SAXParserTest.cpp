@@ -6,6 +6,7 @@
 #include <functional>
 #include <stdexcept>
 
+#include "ostrel/SAXParser.h"
 #include "ostrel/XMLFileProcessor.h"
 #include "ostrel/XmlStreamFilter.h"
 #include "tests/support/AllocationFaults.h"
