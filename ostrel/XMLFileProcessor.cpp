@@ -1,5 +1,6 @@
 #include "ostrel/XMLFileProcessor.h"
 
+#include "ostrel/CancellationPause.h"
 #include "ostrel/Report.h"
 
 namespace Ostrel {
@@ -17,6 +18,12 @@ XMLFileProcessor::XMLFileProcessor(const std::string& fileName, const SharedPtr<
     : m_parser(parser), m_input(fileName)
 {
     OSTREL_CHECK_AT(RECOVERABLE, LINE_OPEN, "bool(m_input)", bool(m_input));
+}
+
+XMLFileProcessor::~XMLFileProcessor()
+{
+    const CancellationPause pause;
+    m_input.close();
 }
 
 void XMLFileProcessor::start()

@@ -5,6 +5,12 @@
 #include <thread>
 #include <unistd.h>
 
+#include "ostrel/BufferedOutputStream.h"
+#include "ostrel/FdInputStream.h"
+#include "ostrel/FifoBuffer.h"
+#include "ostrel/FileInputStream.h"
+#include "ostrel/FileOutputStream.h"
+#include "ostrel/SocketPair.h"
 #include "ostrel/Threadable.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/Eventually.h"
@@ -201,6 +207,34 @@ TEST_F(ThreadTest, JoinsAreHandedOnAndSetRightWhatTheThreadCouldNot)
         }
         waiter.join();
         EXPECT_EQ(thread.isRunning(), body == &work);
+    }
+    expectJoinErrors(1, "Thread not found");
+}
+
+TEST_F(ThreadTest, DestructorsAreNoWayOutForACancelledThread)
+{
+    const auto makeDirty = [](FILE* file) { return fputc('a', file), file; }; // a close writes
+    Work work;
+    auto* thread = new Thread(&work, "", false);
+    thread->start();
+    auto* out = new BufferedOutputStream(SharedPtr<OutputStream>(new FileOutputStream(tmpfile(), true)), 8);
+    out->write(reinterpret_cast<const unsigned char*>("a"), 1);
+    const std::function<void()> CASES[] = {
+        [=] { AutoPtr<Thread>(thread)->stop(); },
+        [=] { delete out; },
+        [in = new FdInputStream(dup(0), true)] { delete in; },
+        [in = new FileInputStream(makeDirty(tmpfile()), true)] { delete in; },
+        [file = new FileOutputStream(makeDirty(tmpfile()), true)] { delete file; },
+        [pair = new SocketPair] { delete pair; },
+        [fifo = new FifoBuffer(nullptr, 0, [](unsigned char*) { close(-1); })] { delete fifo; },
+    };
+    for (const auto& destroy : CASES) {
+        bool isDone = false;
+        std::thread([&] {
+            pthread_cancel(pthread_self());
+            isDone = (destroy(), true);
+        }).join();
+        EXPECT_TRUE(isDone) << &destroy - CASES;
     }
     expectJoinErrors(1, "Thread not found");
 }
