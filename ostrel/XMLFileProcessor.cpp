@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "ostrel/CancellationPause.h"
 #include "ostrel/Report.h"
 
 namespace Ostrel {
@@ -23,6 +24,12 @@ XMLFileProcessor::XMLFileProcessor(const std::string& fileName, const SharedPtr<
         m_input.setstate(std::ios::badbit);
     }
     OSTREL_CHECK_AT(RECOVERABLE, LINE_OPEN, "bool(m_input)", bool(m_input));
+}
+
+XMLFileProcessor::~XMLFileProcessor()
+{
+    const CancellationPause pause;
+    m_input.close();
 }
 
 void XMLFileProcessor::start()
