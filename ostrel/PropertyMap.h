@@ -233,10 +233,19 @@ public:
     unsigned int getDataSize() const;
 
     /// Every `get` that the map has for an entry.
-    template <class... Outputs>
-    PropertyMap_ReturnCode get(Outputs... outputs) const
+    template <class Value>
+    PropertyMap_ReturnCode get(Value* value) const
     {
-        return _map->get(_entry, outputs...);
+        return _map->get(_entry, value);
+    }
+    PropertyMap_ReturnCode get(char* dest, unsigned int destSize) const { return _map->get(_entry, dest, destSize); }
+    PropertyMap_ReturnCode get(unsigned char* dest, unsigned int destSize, unsigned int* length) const
+    {
+        return _map->get(_entry, dest, destSize, length);
+    }
+    PropertyMap_ReturnCode get(const unsigned char** ref, unsigned int* length) const
+    {
+        return _map->get(_entry, ref, length);
     }
 
 private:
