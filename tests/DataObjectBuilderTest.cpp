@@ -1,7 +1,9 @@
 #include "ostrel/DataObjectBuilder.h"
 
+#include <algorithm>
 #include <functional>
 
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/LogBuilder.h"
 #include "tests/support/RecordingPolicy.h"
 
@@ -72,8 +74,60 @@ TEST_F(DataObjectBuilderTest, APendingKeyIsUsedUpByOneCall)
     _builder.map().add("kept", restarting);
     expectTree("{kept:i1 } ");
     _builder.map().add("used", *DataObject::createInt(1)).add("silent", silent).add("outer", nesting);
-    _builder.add(2).list().end(); // neither has a key: a map refuses them, and what is refused has no end
-    expectTree("{outer:{} used:i1 } ", "Invalid end call");
+    _builder.add(2).list().add(3).map().add("k", silent).end().end(); // no key: a map refuses the list with all in it
+    _builder.add("late", 4).end();
+    expectTree("{late:i4 outer:{} used:i1 } ");
+
+    const Describing throwing([](StructBuilder&) { throw 5; });
+    _builder.map();
+    EXPECT_THROW(_builder.add("lost", throwing), int);
+    _builder.map().end().add("late", 6);
+    expectTree("{late:i6 } ");
+}
+
+TEST_F(DataObjectBuilderTest, ValuesNestAThousandLevelsDeep)
+{
+    for (const bool isList : {true, false}) {
+        int depth = 0;
+        const Describing nested([&](StructBuilder& builder) {
+            ++depth;
+            isList ? builder.list().add(nested).end() : builder.map().add("k", nested).end();
+        });
+        nested.serialize(_builder);
+        EXPECT_EQ(depth, 1001) << "the outermost one, and 1,000 in it";
+        std::vector<Report> reports = takeReports(); // maps fill the stack of the handler as well
+        const auto isRefusal = [](const Report& report) {
+            return report.text == "test 'm_level < MAX_NESTING' failed";
+        };
+        EXPECT_EQ(std::count_if(reports.begin(), reports.end(), isRefusal), 1);
+        _builder.reset();
+    }
+}
+
+TEST_F(DataObjectBuilderTest, WithoutMemoryEndsBalanceAndTheNextTreeIsWhole)
+{
+    const AutoPtr<DataObject> number = DataObject::createInt(3);
+    const std::string whole = "{l:[i2 ] last:i4 m:{a:i1 } n:{b:i3 } } ";
+    sweepAllocationFailures([&](AllocationFaults& faults) {
+        std::string trees[2];
+        for (std::string& tree : trees) {
+            _builder.map();
+            if (&tree == trees)
+                faults.arm();
+            _builder.map("m").add("a", 1).end().list("l").add(*number).add(2).end().map("n").add("b", *number).end();
+            faults.disarm();
+            _builder.add("last", 4).end();
+            const bool isReported = !takeReports().empty();
+            EXPECT_EQ(_builder.getErrorString(), nullptr);
+            tree = describe(_tree.getRoot().get());
+            takeReports(); // of missing children
+            EXPECT_NE(tree.find("last:i4"), std::string::npos) << "the ends did not reach the root: " << tree;
+            EXPECT_TRUE(isReported || tree == whole) << "lost without a report: " << tree;
+            _builder.reset();
+        }
+        EXPECT_EQ(trees[1], whole);
+        return trees[0] == whole;
+    });
 }
 
 TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)
