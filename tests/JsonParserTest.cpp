@@ -233,6 +233,33 @@ TEST(JsonParserTest, StreamsAreAskedForTheRightAmountsAndNotBeyondTheEnd)
     EXPECT_EQ(whole.asked, std::vector<unsigned int>(3, 65536));
 }
 
+TEST(JsonParserTest, AStreamThatClaimsTooMuchIsTakenForWhatFits)
+{
+    struct Boaster : PieceStream
+    {
+        using PieceStream::PieceStream;
+        int read(unsigned char* buffer, unsigned int size) override
+        {
+            memset(buffer, ' ', size);
+            return PieceStream::read(buffer, size) > 0 ? 70000 : 0;
+        }
+    };
+    Boaster byBlock("[1]");
+    Boaster byByte("[1]");
+    EXPECT_EQ(observe([&](json::JsonParser& parser) { return parser.parse(&byBlock); }), "[ i1 ]");
+    EXPECT_EQ(observe([&](json::JsonParser& parser) { return parser.parseUnbuffered(&byByte); }), "[ i1 ]");
+}
+
+/// Looks at a descriptor from inside a parse.
+struct DescriptorWatch : json::JsonParser::EventHandler
+{
+    explicit DescriptorWatch(int watched) : fd(watched) {}
+    void onNull(json::JsonParser*, const char*) override { flags = fcntl(fd, F_GETFD); }
+
+    const int fd;
+    int flags = -1;
+};
+
 TEST(JsonParserTest, DescriptorsAreReadThroughACopy)
 {
     int ends[2];
@@ -244,6 +271,10 @@ TEST(JsonParserTest, DescriptorsAreReadThroughACopy)
     const int next = dup(ends[0]);
     EXPECT_EQ(next, ends[1] + 1) << "a descriptor leaked";
     close(next);
+    ASSERT_EQ(write(ends[1], "null", 4), 4);
+    DescriptorWatch watch(next);
+    json::JsonParser(&watch).parse(ends[0], 0U);
+    EXPECT_EQ(watch.flags, FD_CLOEXEC) << "programs started meanwhile do not get the copy";
     // The write end cannot be opened for reading, which is found out with the copy already made.
     EXPECT_EQ(parseFd(ends[1]) + parseFd(-1), INVALID + std::string(INVALID));
     EXPECT_EQ(dup(ends[0]), next) << "a descriptor leaked";
