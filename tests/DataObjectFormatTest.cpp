@@ -19,6 +19,19 @@ const char* const NO_TEXT = nullptr;
 class DataObjectFormatTest : public ReportTest
 {
 protected:
+    /// The page of reports has them too.
+    static int getLine(const std::string& text)
+    {
+        static const std::pair<const char*, int> LINES[] = {
+            {"Not supp", 236}, {"Unexpected f", 239}, {"Invalid s", 264}, {"Invalid i", 281}, {"Unexpected c", 293},
+            {"Nested", 301},   {"Invalid m", 332},    {"unable", 345},    {"duplicate", 349}};
+        for (const auto& [beginning, line] : LINES) {
+            if (text.compare(1, strlen(beginning), beginning) == 0)
+                return line;
+        }
+        return -1;
+    }
+
     /// The tree, and behind it a line for each report. The format ends where its block ends, so that reading on shows.
     template <class... Arguments>
     std::string parse(const char* format, Arguments... arguments)
@@ -30,6 +43,7 @@ protected:
         for (const Report& report : takeReports()) {
             const bool isOwn = report.source == "DataObject";
             EXPECT_EQ(report.severity, isOwn ? Severity::RECOVERABLE : Severity::FATAL);
+            EXPECT_EQ(report.line, isOwn ? getLine(report.text) : report.line) << report.text;
             result += "\n" + (isOwn ? "" : report.source + " ") + report.text;
         }
         return result;
@@ -78,6 +92,21 @@ TEST_F(DataObjectFormatTest, DirectivesTakeTheirArgumentsInOrderAtEveryDepth)
     // A pointer is not taken. The shift shows only where reading goes on.
     EXPECT_EQ(parse("%p[%d, %d]", 3, 4), "[i3 i4 ] \n'Not supported'");
     EXPECT_EQ(parse("%p %d", 3), "nothing\n'Not supported'");
+}
+
+TEST_F(DataObjectFormatTest, CollectionsNestAThousandLevelsDeep)
+{
+    const auto repeat = [](const std::string& text, int count) {
+        std::string all;
+        while (count-- > 0)
+            all += text;
+        return all;
+    };
+    EXPECT_TRUE(parse(repeat("[", 1000).c_str()) == repeat("[", 1000) + repeat("] ", 1000));
+    EXPECT_TRUE(parse((repeat("[", 1001) + "],2]").c_str()) ==
+                repeat("[", 1000) + repeat("] ", 1000) + "\n'Nested too deep ([],2])'");
+    EXPECT_TRUE(parse(repeat("{1:", 1001).c_str()) ==
+                "nothing\n'Nested too deep ({1:)'" + repeat("\n'Invalid map input @ \n'", 1000));
 }
 
 TEST_F(DataObjectFormatTest, ContainersTakeFormats)

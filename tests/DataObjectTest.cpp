@@ -1,5 +1,6 @@
 #include "ostrel/DataObject.h"
 
+#include <algorithm>
 #include <climits>
 #include <stdexcept>
 #include <string>
@@ -9,6 +10,7 @@
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/LogBuilder.h"
 #include "tests/support/RecordingPolicy.h"
+#include "json/JsonSerializer.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
@@ -187,6 +189,77 @@ TEST_F(DataObjectTest, TreesDescribeThemselvesAndDumpsShowEveryKind)
     EXPECT_EQ(dump(NullDataObject()), "Printing NullDataObject:\nNullDataObject\n");
     EXPECT_EQ(dump(InvalidDataObject()), "Printing InvalidDataObject:\nINVALID DATA OBJECT\n");
     EXPECT_EQ(dump(DataObjectList()), "Printing DataObjectList:\nDataObjectList:\n");
+    testing::internal::CaptureStdout();
+    makeInt(3)->print(NO_TEXT);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\nIntegerDataObject: 3\n");
+}
+
+TEST_F(DataObjectTest, TreesOfAnyDepthAreCopiedFreedAndRefused)
+{
+    const int depth = 30000;
+    AutoPtr<DataObject> tree = makeInt(7);
+    for (int i = 0; i < depth; ++i) {
+        AutoPtr<DataObject> outer = DataObject::parse(i % 2 == 0 ? "[1, [2]]" : "{'a':1, 'z':[2]");
+        EXPECT_EQ(i % 2 == 0 ? outer->append(std::move(tree)) : outer->set("m", std::move(tree)), 0);
+        tree = std::move(outer);
+    }
+    AutoPtr<DataObject> copy = tree->clone();
+    const DataObject* node = copy.get();
+    for (int i = depth - 1; i >= 0; --i) {
+        ASSERT_EQ(node->getNumChildren(), 3);
+        node = i % 2 == 0 ? &node->get(2) : &node->get("m");
+    }
+    EXPECT_EQ(node->toInt(0), 7);
+
+    testing::internal::CaptureStdout();
+    copy->internalPrint(990);
+    const std::string lines = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 40);
+    for (int i = 0; i < 2; ++i)
+        expectFailedCheck(Severity::RECOVERABLE, "DataObjectCollections", 0, "depth < MAX_NESTING");
+    json::JsonSerializer serializer;
+    copy->serialize(serializer);
+    for (int i = 0; i < 4; ++i)
+        expectReport(Severity::RECOVERABLE, "JsonSerializer", 302, "'Serializable nested too deep'");
+}
+
+TEST_F(DataObjectTest, ContainersMayChangeWhileTheirChildrenAreVisited)
+{
+    /// Adds to its container whatever is asked of it.
+    struct Growing : DataObject
+    {
+        Growing(DataObject& container, int& calls) : _container(container), _calls(calls) {}
+        void serialize(WeakPtr<StructBuilder> builder) const override
+        {
+            grow();
+            builder->add("self");
+        }
+        AutoPtr<DataObject> clone() const override { return grow(), DataObject::createInt(0); }
+        void print() const override {}
+        void internalPrint(int) const override { grow(), puts("self"); }
+
+    private:
+        void grow() const
+        {
+            for (int i = 0; i < 20; ++i) {
+                if (_container.append("%d", ++_calls) != 0)
+                    _container.set(("x" + std::to_string(++_calls)).c_str(), makeInt(0));
+            }
+        }
+        DataObject& _container;
+        int& _calls;
+    };
+    for (const bool isMap : {false, true}) {
+        const AutoPtr<DataObject> node = DataObject::parse(isMap ? "{'a': 1, 'z': 2" : "[1]");
+        int calls = 0;
+        AutoPtr<DataObject> child(new Growing(*node, calls));
+        EXPECT_EQ(isMap ? node->set("b", std::move(child)) : node->append(std::move(child)), 0);
+        const int before = node->getNumChildren();
+        EXPECT_NE(describe(node.get()).find("s(self)"), std::string::npos);
+        EXPECT_EQ(node->clone()->getNumChildren(), before + 40) << "what was added is copied as well";
+        EXPECT_NE(dump(*node).find("self"), std::string::npos);
+        EXPECT_EQ(node->getNumChildren(), before + 60);
+    }
 }
 
 TEST_F(DataObjectTest, NullsAreReportedWhereTheyAreUsedAndSurvivedElsewhere)
@@ -250,9 +323,14 @@ TEST_F(DataObjectTest, RefusedMemoryIsACodeAndLosesNothing)
 
 TEST_F(DataObjectTest, ClonesAreDeepAndWholeOrNothing)
 {
-    const std::string whole = describe(makeTree().get());
+    const auto makeDeepTree = [] {
+        AutoPtr<DataObject> tree = makeTree();
+        tree->set("deep", "[[[[[[[[[[[[[[[[[[[['x',{'k':'y'}]]]]]]]]]]]]]]]]]]]]"); // takes the heap besides the copy
+        return tree;
+    };
+    const std::string whole = describe(makeDeepTree().get());
     sweepAllocationFailures([&](AllocationFaults& faults) {
-        const AutoPtr<DataObject> original = makeTree();
+        const AutoPtr<DataObject> original = makeDeepTree();
         AutoPtr<DataObject> copy;
         try {
             copy = faults.during([&] { return original->clone(); });
