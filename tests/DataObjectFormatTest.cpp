@@ -19,19 +19,6 @@ const char* const NO_TEXT = nullptr;
 class DataObjectFormatTest : public ReportTest
 {
 protected:
-    /// The page of reports has them too.
-    static int getLine(const std::string& text)
-    {
-        static const std::pair<const char*, int> LINES[] = {
-            {"Not supp", 236}, {"Unexpected f", 239}, {"Invalid s", 264}, {"Invalid i", 281}, {"Unexpected c", 293},
-            {"Nested", 301},   {"Invalid m", 332},    {"unable", 345},    {"duplicate", 349}};
-        for (const auto& [beginning, line] : LINES) {
-            if (text.compare(1, strlen(beginning), beginning) == 0)
-                return line;
-        }
-        return -1;
-    }
-
     /// The tree, and behind it a line for each report. The format ends where its block ends, so that reading on shows.
     template <class... Arguments>
     std::string parse(const char* format, Arguments... arguments)
@@ -43,7 +30,12 @@ protected:
         for (const Report& report : takeReports()) {
             const bool isOwn = report.source == "DataObject";
             EXPECT_EQ(report.severity, isOwn ? Severity::RECOVERABLE : Severity::FATAL);
-            EXPECT_EQ(report.line, isOwn ? getLine(report.text) : report.line) << report.text;
+            // The page of reports has them too.
+            static const char LINES[] = "236 Not supporte 239 Unexpected f 264 Invalid stri 281 Invalid inte "
+                                        "293 Unexpected c 301 Nested too d 332 Invalid map  345 unable to pa "
+                                        "349 duplicate ke";
+            const std::string place = std::to_string(report.line) + " " + report.text.substr(1, 12);
+            EXPECT_TRUE(!isOwn || strstr(LINES, place.c_str()) != nullptr) << place;
             result += "\n" + (isOwn ? "" : report.source + " ") + report.text;
         }
         return result;
@@ -96,17 +88,15 @@ TEST_F(DataObjectFormatTest, DirectivesTakeTheirArgumentsInOrderAtEveryDepth)
 
 TEST_F(DataObjectFormatTest, CollectionsNestAThousandLevelsDeep)
 {
-    const auto repeat = [](const std::string& text, int count) {
-        std::string all;
-        while (count-- > 0)
-            all += text;
-        return all;
-    };
-    EXPECT_TRUE(parse(repeat("[", 1000).c_str()) == repeat("[", 1000) + repeat("] ", 1000));
-    EXPECT_TRUE(parse((repeat("[", 1001) + "],2]").c_str()) ==
-                repeat("[", 1000) + repeat("] ", 1000) + "\n'Nested too deep ([],2])'");
-    EXPECT_TRUE(parse(repeat("{1:", 1001).c_str()) ==
-                "nothing\n'Nested too deep ({1:)'" + repeat("\n'Invalid map input @ \n'", 1000));
+    EXPECT_EQ(parse(std::string(1000, '[').c_str()).size(), 3000U) << "each gives three characters";
+    EXPECT_EQ(parse((std::string(1001, '[') + "],2]").c_str()).substr(3000), "\n'Nested too deep ([],2])'");
+    std::string maps;
+    std::string expected = "nothing\n'Nested too deep ({1:)'";
+    for (int i = 0; i < 1000; ++i) {
+        maps += "{1:";
+        expected += "\n'Invalid map input @ \n'";
+    }
+    EXPECT_TRUE(parse((maps + "{1:").c_str()) == expected);
 }
 
 TEST_F(DataObjectFormatTest, ContainersTakeFormats)

@@ -3,7 +3,6 @@
 #include <limits>
 #include <string>
 
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/LogBuilder.h"
 #include "tests/support/RecordingPolicy.h"
 
@@ -97,37 +96,4 @@ TEST_F(DataObjectHandlerTest, MissingNodesAreReportedAsTheRoot)
     EXPECT_TRUE(top.type == DataObjectHandler::TYPE_MAP && top.collection == nullptr);
     play("1[2]}");
     EXPECT_EQ(getTree(), "nothing");
-}
-
-TEST_F(DataObjectHandlerTest, RefusedMemoryIsReportedAndTheNextDocumentIsWhole)
-{
-    const std::string whole = "{a:{a:i1 b:i2 c:i3 d:i4 e:i5 f:i6 g:i7 h:i8 i:i9 } list:[i1 s(x) [] ] z:i1 } ";
-    sweepAllocationFailures([&](AllocationFaults& faults) {
-        DataObjectHandler handler;
-        const auto build = [&handler] {
-            handler.reset();
-            handler.objectStart(nullptr, nullptr);
-            handler.objectStart(nullptr, "a");
-            for (char key[] = "a"; *key <= 'i'; ++*key)
-                handler.onInteger(nullptr, key, *key - 'a' + 1);
-            handler.objectEnd(nullptr);
-            handler.arrayStart(nullptr, "list");
-            handler.onInteger(nullptr, nullptr, 1);
-            handler.onString(nullptr, nullptr, "x");
-            handler.arrayStart(nullptr, nullptr);
-            handler.arrayEnd(nullptr);
-            handler.arrayEnd(nullptr);
-            handler.onBoolean(nullptr, "z", true);
-            handler.objectEnd(nullptr);
-        };
-        faults.during(build);
-        const bool isReported = !takeReports().empty();
-        const std::string tree = describe(handler.getRoot().get());
-        takeReports(); // of missing children
-        EXPECT_TRUE(isReported || tree == whole) << "lost without a report: " << tree;
-        build();
-        EXPECT_EQ(describe(handler.getRoot().get()), whole);
-        expectNoReports();
-        return tree == whole;
-    });
 }

@@ -140,16 +140,13 @@ TEST_F(JsonDeserializerTest, AParseThatIsLeftEarlyLeavesNothingBehind)
     for (int i = 0; i < 10; ++i) {
         inner.onEvent = [](WeakPtr<Deserializer>) { throw 5; };
         EXPECT_THROW(parse("{\"a\":{\"x\":1}}", outer), int);
-    }
 #ifndef __arm__ // there the end of a thread sometimes passes destructors by
-    for (int i = 0; i < 10; ++i) {
         inner.onEvent = [](WeakPtr<Deserializer>) { pthread_exit(nullptr); };
         std::thread([&] { parse("{\"a\":{\"x\":1}}", outer); }).join();
-    }
 #endif
+    }
     EXPECT_EQ(parse("{\"a\":{\"x\":1},\"b\":2}", outer), 0);
     EXPECT_EQ(log, "o:reset o:{ o:a={ i:x=1 o:} o:b=2 o:}");
-    EXPECT_EQ(deserializer.getErrorString(), nullptr);
 }
 
 TEST_F(JsonDeserializerTest, AnEventMayParseAnotherStream)
