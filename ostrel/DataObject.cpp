@@ -193,7 +193,7 @@ unsigned int DataObject::binaryLength() const
 
 void DataObject::print(const char* label) const
 {
-    puts(label);
+    puts(label == nullptr ? "" : label);
     internalPrint(0);
 }
 

@@ -1,0 +1,9 @@
+/// How deep data may lead the library's recursive steps; not installed.
+#pragma once
+
+namespace Ostrel {
+
+/// Trees that make sense are far from it, and the stack of a small thread holds it.
+const unsigned int MAX_NESTING = 1000;
+
+} // namespace Ostrel
