@@ -190,10 +190,11 @@ private:
     PropertyMap_ReturnCode findEntryOfType(int key, PropertyMap_ValueType type, KeyValuePair** entry) const;
     PropertyMap_ReturnCode getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const;
     void insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value);
-    PropertyMap_ReturnCode resizeValue(const KeyValuePair* entry, uint64_t newSize);
+    PropertyMap_ReturnCode resizeValue(const KeyValuePair* pair, uint64_t newSize);
     uint32_t adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment adjustment);
     static void resetOffset(KeyValuePair* pair, uint32_t offset);
     unsigned int getFormLength() const;
+    unsigned int writeForm(unsigned char* dest, unsigned int destSize, uint32_t* usedSize) const;
     void printEntry(const KeyValuePair* entry) const;
     void writeBinaryValue(uint32_t offset, const unsigned char* data, unsigned int length);
 };
