@@ -1,11 +1,27 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 #include <tuple>
 
 #include "fuzz/PropertyMapUse.h"
 #include "ostrel/Unaligned.h"
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/PropertyMapSample.h"
+
+static std::function<void()> whenSearched;
+
+// The linker sends all searches here. While the check looks for the end of a text is a good time to change the map.
+extern "C" {
+void* __real_memchr(const void* bytes, int byte, size_t length);
+
+void* __wrap_memchr(const void* bytes, int byte, size_t length)
+{
+    if (whenSearched)
+        whenSearched();
+    return __real_memchr(bytes, byte, length);
+}
+}
 
 namespace {
 
@@ -126,18 +142,76 @@ TEST(PropertyMapCheckTest, NestingIsBounded)
 
 TEST(PropertyMapCheckTest, OverlapsAreFoundInLargeMaps)
 {
-    // Larger than the stretch that is marked at a time.
-    Bytes bytes(100000);
-    PropertyMap map(bytes.data(), 100000);
+    // Larger than what is marked without the heap, and in it a map that is.
+    Bytes bytes(170000);
+    PropertyMap map(bytes.data(), 170000);
     const Bytes data(30000, 1);
     for (int key : {1, 2, 3})
         ASSERT_EQ(map.insert(key, data.data(), 30000), PM_RC_OK);
-    ASSERT_TRUE(isWellFormed(bytes));
-    const size_t length = 8 + 2 * 30004 - 30004; // of the second value, which reaches into the third by one byte
-    putWord(bytes, length, 30001);
-    EXPECT_FALSE(isWellFormed(bytes));
-    putWord(bytes, length, 29999);
-    EXPECT_TRUE(isWellFormed(bytes));
+    ASSERT_EQ(map.insert(0, nullptr, 70000, PM_TYPE_PROPERTY_MAP), PM_RC_OK);
+    const size_t nestedAt = 8 + 3 * 30004;
+    PropertyMap nested(bytes.data() + nestedAt + 4, 70000);
+    for (int key : {2, 1})
+        ASSERT_EQ(nested.insert(key, data.data(), 30000), PM_RC_OK);
+    // A word that is one too large lets the value reach into the next.
+    static const std::tuple<const char*, size_t, uint32_t, bool> CASES[] = {
+        {"as it is", 0, 170000, true},
+        {"second value shorter", 8 + 30004, 29999, true},
+        {"second value longer", 8 + 30004, 30001, false},
+        {"third value over the nested map", 8 + 2 * 30004, 30001, false},
+        {"nested map over the third value", 170000 - 8 * 4 + 4, 8 + 3 * 30004 - 4, false},
+        {"nested value shorter", nestedAt + 4 + 8, 29999, true},
+        {"nested value longer", nestedAt + 4 + 8, 30001, false},
+        {"last nested value beyond its map", nestedAt + 4 + 8 + 30004, 40000, false},
+    };
+    for (const auto& [name, offset, word, expected] : CASES) {
+        SCOPED_TRACE(name);
+        Bytes changed = bytes;
+        putWord(changed, offset, word);
+        EXPECT_EQ(isWellFormed(changed), expected);
+        AllocationFaults faults(AllocationFaults::FAIL_ALL_LATER, 0);
+        EXPECT_EQ(faults.during([&] { return PropertyMap::isWellFormed(changed.data(), 170000); }), expected);
+        EXPECT_EQ(faults.getCount(), 1u);
+    }
+}
+
+TEST(PropertyMapCheckTest, BytesMayChangeMeanwhile)
+{
+    Bytes inner(8 + 3 + 8);
+    PropertyMap(inner.data(), static_cast<unsigned int>(inner.size())).insert(1, "in");
+    // In the second round large enough to be gone through more than once.
+    for (unsigned int reserved : {1u, 40000u}) {
+        Bytes bytes(reserved + 100);
+        PropertyMap map(bytes.data(), static_cast<unsigned int>(bytes.size()));
+        map.insert(1, PropertyMap(inner.data()));
+        map.insert(2, "out");
+        map.insert(3, nullptr, reserved);
+        map.insert(4, "last");
+        std::vector<size_t> places;
+        for (size_t place = 0; place < bytes.size(); ++place) {
+            if (place < 50 || place >= map.getKeyTableOffset())
+                places.push_back(place);
+        }
+        unsigned int changes = 0;
+        for (size_t place : places) {
+            for (uint32_t word : {0u, 0x00FFFFF0u, 0xFFFFFFFFu, 0x30000000u}) {
+                for (unsigned int when = 1; when < 8; ++when) {
+                    Bytes changed = bytes;
+                    unsigned int searches = 0;
+                    AllocationFaults faults(AllocationFaults::FAIL_ALL_LATER, 0);
+                    whenSearched = [&] {
+                        if (++searches == when)
+                            memcpy(changed.data() + place, &word, std::min<size_t>(4, changed.size() - place));
+                    };
+                    faults.during(
+                        [&] { PropertyMap::isWellFormed(changed.data(), static_cast<unsigned int>(changed.size())); });
+                    whenSearched = nullptr;
+                    changes += searches >= when;
+                }
+            }
+        }
+        EXPECT_GE(changes, 3 * 4 * places.size());
+    }
 }
 
 TEST(PropertyMapCheckTest, WhatIsAcceptedCanBeUsed)

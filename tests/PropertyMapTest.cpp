@@ -5,6 +5,7 @@
 #include <random>
 #include <string>
 
+#include "ostrel/PropertyMapTable.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/PropertyMapModel.h"
 
@@ -136,6 +137,45 @@ TEST(PropertyMapTest, IteratorWalksBothWays)
     EXPECT_TRUE(map.getIterator(2) == i && map.getIterator(5) == map.end());
 }
 
+TEST(PropertyMapTest, BrokenTablesAreScannedAlikeOneByOneAndInVectors)
+{
+    static const uint32_t OFFSETS[] = {0, 7, 8, 9, 0xFFFFFF, 0xFFFFFFF, 0x10000000, 0x20000008, 0x80000000, 0xFFFFFFFF};
+    std::mt19937 random(5);
+    for (unsigned int count = 0; count < 4000; ++count) {
+        PropertyMap::KeyValuePair pairs[40];
+        std::pair<uint32_t, PropertyMap_ValueType> expected(8, PM_TYPE_BOOL);
+        const unsigned int used = count % 41;
+        for (unsigned int i = 0; i < used; ++i) {
+            const uint32_t tame = count % 3 == 0 ? 6 : 10;
+            Ostrel::storeLE32(pairs[i].bytes, random() << 8 | random() % 16);
+            Ostrel::storeU32(pairs[i].bytes + 4, OFFSETS[random() % tame] ^ random() % 2);
+            if (PropertyMap::isOffsetStored(&pairs[i]))
+                expected =
+                    std::max(expected, {PropertyMap::getValueOffset(&pairs[i]), PropertyMap::getValueType(&pairs[i])});
+        }
+        const Ostrel::PropertyMapScan scan(pairs, used);
+        ASSERT_EQ(std::make_pair(scan.getOffset(), scan.getType()), expected) << count;
+        ASSERT_FALSE(scan.hasUnknownType());
+    }
+}
+
+TEST(PropertyMapTest, EntriesKeepTheFormOfTheirFlag)
+{
+    unsigned char bytes[64];
+    PropertyMap map(bytes, sizeof(bytes));
+    map.insert(1, "abc");
+    map.insert(2, "de");
+    map.insert(3, false);
+    // Short keys in the long form, as other writers may leave them.
+    Ostrel::storeLE32(bytes + 48, 12 << 8 | PM_TYPE_STRING << 1 | 1);
+    Ostrel::storeU32(bytes + 52, 2);
+    Ostrel::storeLE32(bytes + 56, PM_TYPE_BOOL << 1 | 1);
+    Ostrel::storeU32(bytes + 60, 3);
+    EXPECT_EQ(map.set(1, "a"), PM_RC_OK);
+    EXPECT_EQ(map.set(3, true), PM_RC_OK);
+    EXPECT_EQ(std::string(bytes + 48, bytes + 64), "\x09\x0A\0\0"s + toBytes(2) + "\x01\x01\0\0"s + toBytes(3));
+}
+
 TEST(PropertyMapTest, NothingIsAllocated)
 {
     EXPECT_EQ(countAllocations([] {
@@ -144,6 +184,7 @@ TEST(PropertyMapTest, NothingIsAllocated)
                   map.insert(1, "text");
                   map.set(1, "longer text");
                   map.removeKey(1);
+                  PropertyMap::isWellFormed(buffer, sizeof(buffer));
               }),
               0u);
 }
@@ -175,4 +216,27 @@ TEST(PropertyMapDeathTest, MisuseStops)
     bytes[56] = 7 << 1;
     EXPECT_DEATH(map.begin().getDataSize(), "Assertion `false' failed");
     EXPECT_EQ(map.insert(2, 5), PM_RC_OK);
+}
+
+TEST(PropertyMapDeathTest, ValuesBehindTheKeyTableStop)
+{
+    for (unsigned int others : {0u, 20u}) {
+        for (const auto& [type, offset] : std::initializer_list<std::pair<PropertyMap_ValueType, uint32_t>>{
+                 {PM_TYPE_DOUBLE, 0x20000008}, {PM_TYPE_STRING, 0x80000008}, {PM_TYPE_BINARY, 12}}) {
+            SCOPED_TRACE(testing::Message() << others << " others, type " << type);
+            std::vector<unsigned char> bytes(64 + 8 * others);
+            PropertyMap map(bytes.data(), static_cast<unsigned int>(bytes.size()));
+            map.insert(1, "abc");
+            map.insert(2, reinterpret_cast<const unsigned char*>(""), 1);
+            for (unsigned int i = 0; i < others; ++i)
+                map.insert(static_cast<int>(3 + i), true);
+            unsigned char* const entry = bytes.data() + map.getKeyTableOffset() + 8;
+            entry[0] = static_cast<unsigned char>(type << 1);
+            Ostrel::storeU32(entry + 4, offset);
+            Ostrel::storeU32(bytes.data() + 12, 0xFFFFFFFC); // the length of binary data
+            EXPECT_EQ(map.insert(0, true), PM_RC_NO_SPACE);
+            EXPECT_DEATH(map.getEmptySpace(), "Assertion `keyOffset >= bufferEnd' failed");
+            EXPECT_DEATH(map.removeKey(1), "Assertion `keyOffset >= bufferEnd' failed");
+        }
+    }
 }
