@@ -26,6 +26,8 @@ ostrel_family(Base TITLE "Base"
     ostrel/CancellationPause.h
     ostrel/DescriptorWait.h
     ostrel/Narrowing.h
+    ostrel/Nesting.h
+    ostrel/RestoredValue.h
   SOURCES
     ostrel/Assert.cpp
     ostrel/DescriptorWait.cpp
