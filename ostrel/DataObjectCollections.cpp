@@ -166,7 +166,7 @@ public:
 
 private:
     FixedArrayList<CloneStep, 16> _short;
-    DynamicArrayList<CloneStep, 64> _long;
+    DynamicArrayList<CloneStep, 256> _long;
 };
 
 /// Copies all that is below a collection into an empty one, without recursion. False when memory is exhausted: a

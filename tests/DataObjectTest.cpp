@@ -196,7 +196,7 @@ TEST_F(DataObjectTest, TreesDescribeThemselvesAndDumpsShowEveryKind)
 TEST_F(DataObjectTest, TreesOfAnyDepthAreCopiedAndFreedButNotWritten)
 {
     AutoPtr<DataObject> tree = makeInt(7);
-    for (int i = 0; i < 30000; ++i) {
+    for (int i = 0; i < 100000; ++i) {
         AutoPtr<DataObject> outer = DataObject::parse(i % 2 == 0 ? "[1, [2]]" : "{'a':1, 'z':[2]");
         EXPECT_EQ(i % 2 == 0 ? outer->append(std::move(tree)) : outer->set("m", std::move(tree)), 0);
         tree = std::move(outer);
