@@ -26,6 +26,8 @@ ostrel_family(Base TITLE "Base"
     ostrel/internal/CancellationPause.h
     ostrel/internal/DescriptorWait.h
     ostrel/internal/Narrowing.h
+    ostrel/internal/Nesting.h
+    ostrel/internal/RestoredValue.h
   SOURCES
     ostrel/Assert.cpp
     ostrel/DescriptorWait.cpp

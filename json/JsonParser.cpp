@@ -1,5 +1,6 @@
 #include "json/JsonParser.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -72,7 +73,7 @@ int JsonParser::parse(const char* text)
 
 int JsonParser::parse(int fd, unsigned int)
 {
-    const int copy = dup(fd);
+    const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
     FILE* file = fdopen(copy, "r");
     if (file == nullptr && copy >= 0)
         close(copy);

@@ -2,6 +2,7 @@
 
 #include <langinfo.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -95,7 +96,9 @@ const char* JsonReader::refill()
 {
     if (_input == nullptr)
         return nullptr;
-    const int count = _input->read(reinterpret_cast<unsigned char*>(_window), _windowSize);
+    // A source that claims more than it was asked for must not lead us behind the window.
+    const int count =
+        std::min(_input->read(reinterpret_cast<unsigned char*>(_window), _windowSize), static_cast<int>(_windowSize));
     if (count <= 0) {
         _input = nullptr;
         return nullptr;

@@ -21,6 +21,7 @@ const Ostrel::MisuseSites SITES = {
     230, // string
     261, // bool
     289, // null
+    302, // nesting
 };
 
 } // namespace

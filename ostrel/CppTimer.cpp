@@ -125,6 +125,7 @@ void Timer::stop()
 
 void Timer::sendCommand(TimerCommand command)
 {
+    const CancellationPause pause; // the mutex is held while it sends
     const std::lock_guard<Mutex> guard(_mutex);
     if (_commandSocket == -1)
         return;

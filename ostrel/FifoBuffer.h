@@ -24,7 +24,8 @@ namespace Ostrel {
 ///     }
 ///
 /// Units:     bytes.
-/// Ownership: data is copied in; the storage is freed with the deleter it came with, or stays the caller's.
+/// Ownership: data is copied in; the storage is freed with the deleter it came with, or stays the caller's. A ring is
+///            never destroyed while somebody is in a call, so wait for both threads first; what is lent goes with it.
 /// Errors:    none are reported. Without memory for a storage of its own the ring has size 0.
 /// Threads:   one writes and one reads at the same time. Both block, as cancellation points; a cancelled thread leaves
 ///            the ring unlocked, and what it had written in. A side that waits gives up its turn some times before

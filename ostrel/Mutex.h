@@ -94,7 +94,8 @@ public:
     {}
 
     /// Tries `attempts` times to get the mutex and sleeps `intervalMs` after each failure, the last one included. A
-    /// mutex that the caller holds already counts as a failure too. A cancellation point.
+    /// mutex that the caller holds already counts as a failure too. A signal handler ends the sleep that it interrupts,
+    /// so the tries are over sooner. A cancellation point while it sleeps, when it holds nothing.
     NestedScopeLock(CheckedMutex& mutex, unsigned int intervalMs, unsigned int attempts);
 
     ~NestedScopeLock()

@@ -1,7 +1,7 @@
 #include <cstring>
 
-#include "ostrel/internal/CaseFolding.h"
 #include "ostrel/StringUtils.h"
+#include "ostrel/internal/CaseFolding.h"
 #include "ostrel/internal/Utf8Bytes.h"
 
 namespace Ostrel {

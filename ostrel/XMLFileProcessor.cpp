@@ -3,6 +3,7 @@
 #include <new>
 
 #include "ostrel/Report.h"
+#include "ostrel/internal/CancellationPause.h"
 
 namespace Ostrel {
 
@@ -23,6 +24,12 @@ XMLFileProcessor::XMLFileProcessor(const std::string& fileName, const SharedPtr<
         m_input.setstate(std::ios::badbit);
     }
     OSTREL_CHECK_AT(RECOVERABLE, LINE_OPEN, "bool(m_input)", bool(m_input));
+}
+
+XMLFileProcessor::~XMLFileProcessor()
+{
+    const CancellationPause pause;
+    m_input.close();
 }
 
 void XMLFileProcessor::start()

@@ -27,6 +27,7 @@ class OSTREL_EXPORT XMLFileProcessor
 {
 public:
     XMLFileProcessor(const std::string& fileName, const SharedPtr<XMLParser>& parser);
+    ~XMLFileProcessor();
     XMLFileProcessor(const XMLFileProcessor&) = delete;
     XMLFileProcessor& operator=(const XMLFileProcessor&) = delete;
 

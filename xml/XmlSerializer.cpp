@@ -19,6 +19,7 @@ const Ostrel::MisuseSites SITES = {
     218, // string
     249, // bool
     277, // null
+    290, // nesting
 };
 
 } // namespace

@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <utility>
 
+#include "ostrel/Observable/StaticModel.h"
 #include "ostrel/internal/EventEntry.h"
 #include "ostrel/internal/ObserverWord.h"
-#include "ostrel/Observable/StaticModel.h"
 
 namespace Ostrel {
 

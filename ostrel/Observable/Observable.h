@@ -88,7 +88,8 @@ public:
     Observable(const Observable&) = delete;
     Observable& operator=(const Observable&) = delete;
 
-    /// An observer added repeatedly is called repeatedly. OBSERVABLE_INSUFFICIENT_MEMORY.
+    /// An observer added repeatedly is called repeatedly. Null is not looked at, here nor when it is called: do not
+    /// give it. OBSERVABLE_INSUFFICIENT_MEMORY.
     Observable_ReturnCode addObserver(const int& event, Observer* observer);
 
     /// Removes one registration. OBSERVABLE_EVENT_NOT_FOUND, OBSERVABLE_OBSERVER_NOT_FOUND.
