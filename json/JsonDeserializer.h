@@ -19,6 +19,8 @@ namespace json {
 ///     if (deserializer.parse(stream, handler) != 0)
 ///         puts(deserializer.getErrorString());
 ///
+/// Numbers are read as by `JsonParser`, with its word on the locale.
+///
 /// Units:     8 handlers at most: one for each parse in progress, one for each collection handed over. Each parse in
 ///            progress takes 64 KiB of stack.
 /// Ownership: streams and handlers stay the caller's; a handler handed out lives until the end of its collection.

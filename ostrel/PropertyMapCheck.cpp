@@ -296,7 +296,7 @@ bool FormCheck::run()
 {
     if (!has(sizeof(uint32_t)))
         return false;
-    _mapSize = loadBE32(_next);
+    _mapSize = readOnce(loadBE32(_next));
     _next += sizeof(uint32_t);
     if (_mapSize < PROPERTY_MAP_HEADER_SIZE || _mapSize > PROPERTY_MAP_MAX_SIZE)
         return false;
@@ -314,7 +314,7 @@ bool FormCheck::checkRecord(unsigned char typeByte)
 {
     if (!has(sizeof(uint32_t)))
         return false;
-    const int key = static_cast<int>(loadBE32(_next));
+    const int key = static_cast<int>(readOnce(loadBE32(_next)));
     _next += sizeof(uint32_t);
     if (_neededSize != PROPERTY_MAP_HEADER_SIZE && key <= _lastKey)
         return false;
@@ -360,7 +360,7 @@ bool FormCheck::skipBinary()
 {
     if (!has(PROPERTY_MAP_LENGTH_SIZE))
         return false;
-    const uint64_t size = static_cast<uint64_t>(loadBE32(_next)) + PROPERTY_MAP_LENGTH_SIZE;
+    const uint64_t size = static_cast<uint64_t>(readOnce(loadBE32(_next))) + PROPERTY_MAP_LENGTH_SIZE;
     _neededSize += size;
     return skip(size);
 }

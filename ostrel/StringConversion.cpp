@@ -182,7 +182,7 @@ unsigned int ensureValidUtf8String(const char* src, char* dest)
             dest[written++] = '?';
             continue;
         }
-        memcpy(dest + written, p, static_cast<size_t>(length));
+        memmove(dest + written, p, static_cast<size_t>(length));
         written += static_cast<size_t>(length);
     }
     dest[written] = '\0';

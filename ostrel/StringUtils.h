@@ -85,8 +85,8 @@ OSTREL_EXPORT int convertUtf16ToUtf8Ex(const unsigned char* src, int srcBytes, c
 // Repair. Both return the bytes written, the terminator excluded.
 
 /// Writes '?' for what starts no character or is cut short. Does not check continuation bytes; bytes of a malformed
-/// sequence that are none are copied once more. `dest` holds the length of `src` + 4 bytes; what is written may run
-/// ahead of what is read, so it must not overlap `src`.
+/// sequence that are none are copied once more. `dest` holds the length of `src` + 4 bytes. In place, what is written
+/// may run ahead of what is read, and the result differ for malformed text.
 OSTREL_EXPORT unsigned int ensureValidUtf8String(const char* src, char* dest);
 
 /// Writes '?' for every malformed sequence and drops well-formed ones of 5 and 6 bytes. `dest` holds the length of

@@ -344,7 +344,12 @@ int Thread::join(Visit& visit) const
     if (deletesItself)
         visit.leave();
     // Leaves the join to others, or the thread to the system.
-    OnCancellation giveUp([&] { deletesItself ? void(pthread_detach(id)) : endJoin(&id, false); });
+    OnCancellation giveUp([&] {
+        if (deletesItself)
+            pthread_detach(id);
+        else
+            endJoin(&id, false);
+    });
     const int error = joinInSteps(id);
     giveUp.dismiss();
     if (!deletesItself)

@@ -45,6 +45,8 @@
 ///               | waits to destroy the object         | before the work   | object and, if it owns it, the work
 ///               |                                     | returned          | are destroyed
 ///
+/// Of an object that deletes itself no join is noted: when its work was cancelled, it stays as ended and unjoined.
+///
 /// Units:     names are bytes: 31 are kept, 15 shown by the kernel.
 /// Ownership: the first constructor borrows the work, the second takes it over; `detach` makes the object own both
 ///            its work and itself. One that deletes itself is made with `new`; it does so when the work returns, not
@@ -54,7 +56,8 @@
 ///            waited for makes one more when it is destroyed ("Thread not found").
 /// Threads:   as the table says. The thread itself cannot wait for itself: `waitFor` is reported there when it is
 ///            joinable ("Join would cause deadlock"), and never returns when it is detached. Only `waitFor` (and `stop`
-///            there) is a cancellation point, so destructors may call `stop`.
+///            there) is a cancellation point, so destructors may call `stop`; it acts up to 200 ms late, and later if
+///            the wall clock is set back meanwhile.
 class OSTREL_EXPORT Thread
 {
 public:

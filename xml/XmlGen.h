@@ -34,6 +34,8 @@ namespace xml {
 ///   `reset()`; where there was none the element has no name. A collection in an outermost array has no element, but
 ///   its end writes a NUL byte.
 ///
+/// Collections nest 15 deep. A deeper one is an error, which keeps those around it from being closed.
+///
 /// Units:     texts are NUL-terminated bytes, UTF-8 passes unchanged.
 /// Ownership: texts are borrowed for the call; names are copied. The XML text lives until the generator's next
 ///            operation.

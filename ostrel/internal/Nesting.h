@@ -5,7 +5,8 @@
 
 namespace Ostrel {
 
-/// Trees that make sense are far from it, and the stack of a small thread holds it.
+/// Trees that make sense are far from it. A level takes up to half a KiB of stack on 64-bit hosts, so that it needs a
+/// thread with 512 KiB.
 const unsigned int MAX_NESTING = 1000;
 
 } // namespace Ostrel
