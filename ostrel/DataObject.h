@@ -36,8 +36,8 @@ namespace Ostrel {
 ///
 /// Trees are freed and copied to any depth with the same small stack. What goes through them by recursion takes up to
 /// half a KiB of stack a level and ends at 1,000 levels, which is reported (recoverable): formats, dumps, and
-/// `serialize` into a serializer or a `DataObjectBuilder`. A builder of your own sets its own bound. Derived kinds are freed and copied by their own destructor and `clone`,
-/// which take stack for each level.
+/// `serialize` into a serializer or a `DataObjectBuilder`. A builder of your own sets its own bound. Derived
+/// kinds are freed and copied by their own destructor and `clone`, which take stack for each level.
 ///
 /// Appending to a list, and setting the keys of a map in their order, cost the same at every size. `set` of a new key
 /// and `unset` move all children behind the place, so a large map whose keys come in any order takes time with the
