@@ -30,6 +30,7 @@ benchmark::internal::Benchmark* addBenchmark(const std::string& work, const std:
 // One function a file of benchmarks.
 void registerBase64Benchmarks();
 void registerConcurrencyBenchmarks();
+void registerContainerBenchmarks();
 void registerDataObjectBenchmarks();
 void registerJsonDataBenchmarks();
 void registerJsonParseBenchmarks(const Document& document);

@@ -2,11 +2,13 @@
 // keys that come in no order. Peers are measured where their headers are found.
 #include <algorithm>
 #include <map>
+#include <numeric>
 #include <random>
 #include <variant>
 
 #include "bench/Benchmarks.h"
 #include "ostrel/PropertyMap.h"
+#include "ostrel/Unaligned.h"
 
 #ifdef HAVE_FLATBUFFERS
 #include <flatbuffers/flexbuffers.h>
@@ -240,6 +242,70 @@ void readBackPropertyMap(benchmark::State& state, int count)
     }
 }
 
+using Bytes = std::vector<unsigned char>;
+
+/// Texts of 8 bytes under the keys from 1 on, and a nested map under 0 where one is given. Written by hand, since
+/// inserting so many takes long.
+Bytes makeTexts(unsigned int count, const Bytes& nested, bool shuffled)
+{
+    const unsigned int VALUE = 8;
+    const unsigned int textsAt = 8 + (nested.empty() ? 0 : static_cast<unsigned int>(nested.size()) + 4);
+    const unsigned int entries = count + (nested.empty() ? 0 : 1);
+    Bytes bytes(textsAt + VALUE * count + 8 * entries);
+    PropertyMap map(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    if (!nested.empty())
+        map.insert(0, PropertyMap(const_cast<unsigned char*>(nested.data())));
+    map.setKeyTableOffset(static_cast<uint32_t>(bytes.size()) - 8 * entries);
+    unsigned char* entry = bytes.data() + map.getKeyTableOffset();
+    if (!nested.empty()) {
+        memcpy(entry, bytes.data() + bytes.size() - 8, 8);
+        entry += 8;
+    }
+    std::vector<unsigned int> places(count);
+    std::iota(places.begin(), places.end(), 0);
+    if (shuffled)
+        std::shuffle(places.begin(), places.end(), std::mt19937(1));
+    for (unsigned int i = 0; i < count; ++i, entry += 8) {
+        memcpy(bytes.data() + textsAt + VALUE * i, "a value", VALUE);
+        Ostrel::storeLE32(entry, (i + 1) << 8 | PM_TYPE_STRING << 1);
+        Ostrel::storeU32(entry + 4, textsAt + VALUE * places[i]);
+    }
+    return bytes;
+}
+
+Bytes makeNestedTexts(unsigned int depth, unsigned int count)
+{
+    Bytes bytes = makeTexts(count, {}, false);
+    for (; depth != 0; --depth)
+        bytes = makeTexts(count, bytes, false);
+    return bytes;
+}
+
+void checkPropertyMap(benchmark::State& state, const Bytes& bytes)
+{
+    for (auto _ : state) {
+        if (!PropertyMap::isWellFormed(bytes.data(), static_cast<unsigned int>(bytes.size())))
+            state.SkipWithError("not well-formed");
+    }
+}
+
+void checkForm(benchmark::State& state, const Bytes& bytes)
+{
+    const PropertyMap map(const_cast<unsigned char*>(bytes.data()));
+    Bytes target(map.externalize(nullptr, 0));
+    map.externalize(target.data(), static_cast<unsigned int>(target.size()));
+    for (auto _ : state) {
+        if (!PropertyMap::isWellFormedExternalized(target.data(), static_cast<unsigned int>(target.size()), nullptr))
+            state.SkipWithError("not well-formed");
+    }
+}
+
+void registerChecks(const std::string& input, const Bytes& bytes)
+{
+    addBenchmark("property map check", input, "ostrel", checkPropertyMap, bytes);
+    addBenchmark("property map check", input, "its form", checkForm, bytes);
+}
+
 #ifdef HAVE_FLATBUFFERS
 void build(flexbuffers::Builder& builder, const std::vector<Property>& properties)
 {
@@ -411,6 +477,9 @@ void readBackGVariant(benchmark::State& state, int count)
 
 void registerPropertyMapBenchmarks()
 {
+    registerChecks("16 MB of texts", makeTexts(1000000, {}, false));
+    registerChecks("16 MB, shuffled", makeTexts(1000000, {}, true));
+    registerChecks("16 MB in 64 maps", makeNestedTexts(63, 15600));
     for (int count : {8, 64, 512}) {
         const std::string input = std::to_string(count) + " keys";
         addBenchmark("property map insert", input, "ostrel", insertIntoPropertyMap, count);

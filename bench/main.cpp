@@ -27,6 +27,7 @@ int main(int argc, char** argv)
     }
     registerBase64Benchmarks();
     registerConcurrencyBenchmarks();
+    registerContainerBenchmarks();
     registerDataObjectBenchmarks();
     registerJsonDataBenchmarks();
     registerLookupBenchmarks();

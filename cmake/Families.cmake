@@ -27,9 +27,11 @@ ostrel_family(Base TITLE "Base"
     ostrel/Config.h
     ostrel/Version.h
   INTERNAL
-    ostrel/CancellationPause.h
-    ostrel/DescriptorWait.h
-    ostrel/Narrowing.h
+    ostrel/internal/CancellationPause.h
+    ostrel/internal/DescriptorWait.h
+    ostrel/internal/Narrowing.h
+    ostrel/internal/Nesting.h
+    ostrel/internal/RestoredValue.h
   SOURCES
     ostrel/Assert.cpp
     ostrel/DescriptorWait.cpp
@@ -69,10 +71,11 @@ ostrel_family(Text TITLE "Text"
     ostrel/FixedString.h
     ostrel/ReadableString.h
     ostrel/StringUtils.h
+    ostrel/string_utils_c.h
     ostrel/WritableString.h
   INTERNAL
-    ostrel/CaseFolding.h
-    ostrel/Utf8Bytes.h
+    ostrel/internal/CaseFolding.h
+    ostrel/internal/Utf8Bytes.h
   SOURCES
     ostrel/CaseFolding.cpp
     ostrel/DynamicString.cpp
@@ -88,6 +91,7 @@ ostrel_family(Text TITLE "Text"
 
 ostrel_family(Containers TITLE "Containers and memory"
   HEADERS
+    ostrel/ArrayAllocation.h
     ostrel/ArrayList.h
     ostrel/AutoPtrArray.h
     ostrel/DynamicLookupTable.h
@@ -211,12 +215,12 @@ ostrel_family(StructuredText TITLE "Structured text"
     xml/XmlGen.h
     xml/XmlSerializer.h
   INTERNAL
-    json/JsonBlock.h
-    json/JsonNumber.h
-    json/JsonReader.h
-    ostrel/EscapedPiece.h
-    ostrel/IntegerPiece.h
-    ostrel/TextSerializerImpl.h
+    json/internal/JsonBlock.h
+    json/internal/JsonNumber.h
+    json/internal/JsonReader.h
+    ostrel/internal/EscapedPiece.h
+    ostrel/internal/IntegerPiece.h
+    ostrel/internal/TextSerializerImpl.h
   SOURCES
     json/JsonData.cpp
     json/JsonDeserializer.cpp
@@ -245,13 +249,15 @@ ostrel_family(XmlInput TITLE "XML input"
     ostrel/DataObjectSaxHandler.h
     ostrel/SAXParser.h
     ostrel/XMLFileProcessor.h
+    ostrel/XMLParser.h
     ostrel/XmlStreamFilter.h
   INTERNAL
-    ostrel/XmlEventTexts.h
+    ostrel/internal/XmlEventTexts.h
   SOURCES
     ostrel/DataObjectSaxHandler.cpp
     ostrel/SAXParser.cpp
     ostrel/XMLFileProcessor.cpp
+    ostrel/XMLParser.cpp
     ostrel/XmlEventTexts.cpp
     ostrel/XmlStreamFilter.cpp
   TESTS
@@ -266,8 +272,8 @@ ostrel_family(PropertyMaps TITLE "Property maps"
     ostrel/property_map.h
     ostrel/property_map_types.h
   INTERNAL
-    ostrel/PropertyMapEntry.h
-    ostrel/PropertyMapTable.h
+    ostrel/internal/PropertyMapEntry.h
+    ostrel/internal/PropertyMapTable.h
   SOURCES
     ostrel/DynamicPropertyMap.cpp
     ostrel/PropertyMap.cpp
@@ -294,8 +300,8 @@ ostrel_family(Observables TITLE "Observables"
     ostrel/Observable/observable_c.h
     ostrel/Observable/observable_types.h
   INTERNAL
-    ostrel/Observable/EventEntry.h
-    ostrel/Observable/ObserverWord.h
+    ostrel/internal/EventEntry.h
+    ostrel/internal/ObserverWord.h
   SOURCES
     ostrel/Observable/Observable.cpp
     ostrel/Observable/ObserverWord.cpp

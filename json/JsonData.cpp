@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "json/JsonBlock.h"
 #include "json/JsonParser.h"
+#include "json/internal/JsonBlock.h"
 
 namespace json {
 
@@ -99,6 +99,14 @@ void startLine(int level)
     indent(level);
 }
 
+/// Whether a bracket of any kind comes next, behind white space and commas. The byte at `end` counts as well.
+bool isBracketNext(const char* p, const char* end)
+{
+    while (p != end && (isBlank(*p) || *p == ','))
+        ++p;
+    return isOpening(*p) || isClosing(*p);
+}
+
 } // namespace
 
 const JsonData JsonData::INVALID_JSON_DATA;
@@ -180,13 +188,14 @@ JsonData JsonData::toString() const
 
 void JsonData::print(const char* prefix) const
 {
-    const auto startLineOfValue = [this](const char* position, int level) {
-        if (!isNextItemACollectionDelimiter(position, _data, static_cast<int>(_length)))
+    const char* const end = _data + _length;
+    const auto startLineOfValue = [end](const char* position, int level) {
+        if (!isBracketNext(position, end))
             startLine(level);
     };
 
     int level = 0;
-    for (const char* p = _data; p != _data + _length; ++p) {
+    for (const char* p = _data; p != end; ++p) {
         if (isOpening(*p)) {
             putchar('\n');
             if (prefix != nullptr)
@@ -220,10 +229,7 @@ int JsonData::validate()
 
 bool JsonData::isNextItemACollectionDelimiter(const char* position, const char* start, int length)
 {
-    const char* const end = start + length;
-    while (position != end && (isBlank(*position) || *position == ','))
-        ++position;
-    return isOpening(*position) || isClosing(*position);
+    return isBracketNext(position, start + length);
 }
 
 } // namespace json

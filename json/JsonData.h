@@ -49,7 +49,8 @@ public:
     /// number. The smallest int for an empty view, and for a 0 while `errno` is ERANGE or EINVAL: clear it first.
     int toInt() const;
 
-    /// As `strtof`. `INVALID_FLOAT` for an empty view, and for a 0 while `errno` is ERANGE or EINVAL: clear it first.
+    /// As `strtof`, with the decimal point of the locale (`LC_NUMERIC`). `INVALID_FLOAT` for an empty view, and for a 0
+    /// while `errno` is ERANGE or EINVAL: clear it first.
     float toFloat() const;
 
     /// The characters between the first two double quotes from the view's start on, as they stand; `INVALID_STRING`

@@ -1,6 +1,7 @@
 #include "json/JsonDeserializer.h"
 
 #include "ostrel/Report.h"
+#include "ostrel/internal/RestoredValue.h"
 #include "json/JsonParser.h"
 
 namespace json {
@@ -13,7 +14,7 @@ public:
     explicit Impl(JsonDeserializer* owner) : _owner(owner), _parser(this) {}
 
     int parse(Ostrel::InputStream* input, Ostrel::WeakPtr<Handler> handler);
-    const char* getErrorString() const { return _parser.getErrorString(); }
+    const char* getErrorString() const { return _refusal != nullptr ? _refusal : _parser.getErrorString(); }
 
     void onInteger(JsonParser* parser, const char* key, int value) override;
     void onInteger(JsonParser* parser, const char* key, long long value) override;
@@ -44,24 +45,29 @@ private:
     JsonParser _parser;
     Entry _handlers[MAX_HANDLER_STACK_DEPTH] = {};
     unsigned int _stackDepth = 0;
-    unsigned int _level = 0; ///< One for each parse in progress and one for each open collection.
+    unsigned int _level = 0;        ///< One for each parse in progress and one for each open collection.
+    const char* _refusal = nullptr; ///< Why the last parse to end was not begun; null when it was.
 };
 
 int JsonDeserializer::Impl::parse(Ostrel::InputStream* input, Ostrel::WeakPtr<Handler> handler)
 {
-    const unsigned int levelBefore = _level;
-    const unsigned int depthBefore = _stackDepth;
-    if (!push(handler.get()))
+    // Set back rather than counted down: a document that stops in the middle leaves open collections behind. And on
+    // every way out, since a handler may throw and its thread may be cancelled.
+    const Ostrel::RestoredValue<unsigned int> level(_level);
+    const Ostrel::RestoredValue<unsigned int> depth(_stackDepth);
+    if (!push(handler.get())) {
+        _refusal = "Too many handlers";
         return -1;
-    ++_level;
-    int result = -1;
-    if (Handler* target = handler.require()) {
-        target->reset();
-        result = _parser.parse(input);
     }
-    // Set back rather than counted down: a document that stops in the middle leaves open collections behind.
-    _level = levelBefore;
-    _stackDepth = depthBefore;
+    ++_level;
+    Handler* const target = handler.require();
+    if (target == nullptr) {
+        _refusal = "Invalid handler";
+        return -1;
+    }
+    target->reset();
+    const int result = _parser.parse(input);
+    _refusal = nullptr;
     return result;
 }
 

@@ -13,16 +13,20 @@ namespace json {
 /// the matching end comes back to the one that handed it out. From inside an event a handler may also `parse` another
 /// stream: its events go to the handler of the inner call, and the outer document then goes on.
 ///
+///     Ostrel::ByteArrayInputStream stream("{\"port\": 8080}");
+///     Ostrel::DataObjectHandler handler;
 ///     json::JsonDeserializer deserializer;
 ///     if (deserializer.parse(stream, handler) != 0)
 ///         puts(deserializer.getErrorString());
+///
+/// Numbers are read as by `JsonParser`, with its word on the locale.
 ///
 /// Units:     8 handlers at most: one for each parse in progress, one for each collection handed over. Each parse in
 ///            progress takes 64 KiB of stack.
 /// Ownership: streams and handlers stay the caller's; a handler handed out lives until the end of its collection.
 /// Errors:    as `Deserializer`, with the texts of `JsonParser`. Reported as fatal: a null handler, and a ninth entry
-///            on the stack. A parse refused for it gives -1; a collection handed over for it goes to the handler that
-///            has its start.
+///            on the stack. A parse refused for it gives -1, with the texts "Invalid handler" and "Too many handlers";
+///            a collection handed over for it goes to the handler that has its start.
 /// Threads:   one deserializer belongs to one thread at a time.
 class OSTREL_EXPORT JsonDeserializer
     : public Ostrel::Deserializer,

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "ostrel/EscapedPiece.h"
-#include "ostrel/IntegerPiece.h"
+#include "ostrel/internal/EscapedPiece.h"
+#include "ostrel/internal/IntegerPiece.h"
 
 using Ostrel::BytesPiece;
 using Ostrel::CharacterPiece;

@@ -13,7 +13,10 @@ namespace json {
 ///
 /// Slashes are escaped. Control characters that have no letter of their own are left out of strings, each for a blank
 /// at the end of its string. Integers right below 10^15 and the higher powers of ten begin with a 0: the digits are
-/// counted by a logarithm, and readers of these texts know no other.
+/// counted by a logarithm, and readers of these texts know no other. Doubles are written with the decimal point of the
+/// locale (`LC_NUMERIC`): where that is a comma, the text is no JSON.
+///
+/// Collections nest 15 deep. A deeper one is an error, which keeps those around it from being closed.
 ///
 ///     json::JsonGen gen;
 ///     gen.object(nullptr).add("name", "pump").add("speed", 12).array("log").add(true).end().end().nullTerminate();

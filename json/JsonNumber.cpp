@@ -1,4 +1,4 @@
-#include "json/JsonNumber.h"
+#include "json/internal/JsonNumber.h"
 
 #include <climits>
 #include <cstdint>

@@ -1,13 +1,14 @@
 #include "json/JsonParser.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
 
 #include "ostrel/FileInputStream.h"
-#include "ostrel/Narrowing.h"
-#include "json/JsonReader.h"
+#include "ostrel/internal/Narrowing.h"
+#include "json/internal/JsonReader.h"
 
 namespace json {
 
@@ -72,7 +73,7 @@ int JsonParser::parse(const char* text)
 
 int JsonParser::parse(int fd, unsigned int)
 {
-    const int copy = dup(fd);
+    const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
     FILE* file = fdopen(copy, "r");
     if (file == nullptr && copy >= 0)
         close(copy);

@@ -11,6 +11,8 @@ namespace json {
 /// More is accepted than the standard allows: leading zeros, unknown escapes (they stand for themselves), control
 /// bytes in strings, and bytes that are no UTF-8. Every `\u` escape is converted by itself, so that the halves of a
 /// surrogate pair give three bytes each. Both ends of the 64-bit range count as out of range. Collections nest 15 deep.
+/// Numbers with a fraction or an exponent are read with the decimal point of the locale (`LC_NUMERIC`): where that is a
+/// comma, 2.5 arrives as 2.
 ///
 ///     struct Sum : json::JsonParser::EventHandler {
 ///         using EventHandler::onInteger;
@@ -61,14 +63,16 @@ public:
     /// more than the document.
     int parseUnbuffered(Ostrel::InputStream* input);
 
-    /// Asks `input` for 65,536 bytes at a time and keeps that many on the stack. An `input` that fails has ended.
+    /// Asks `input` for 65,536 bytes at a time and keeps that many on the stack. An `input` that fails has ended; one
+    /// that claims more than it was asked for has delivered what it was asked for. So too above.
     int parse(Ostrel::InputStream* input);
 
     int parse(const char* data, unsigned int length);
     int parse(const char* text); ///< NUL-terminated.
 
     /// Reads what `fd` has now: a pipe that is empty for a moment has ended. `fd` stays open but non-blocking, as does
-    /// every copy of it. The second argument is ignored. A descriptor that cannot be read has no data.
+    /// every copy of it; the parse reads a copy that programs started meanwhile do not inherit. The second argument is
+    /// ignored. A descriptor that cannot be read has no data.
     int parse(int fd, unsigned int ignored);
 
     /// Why the last parse failed; null when it did not. The texts: "Invalid json data", "Invalid data source" (a null

@@ -1,13 +1,14 @@
-#include "json/JsonReader.h"
+#include "json/internal/JsonReader.h"
 
 #include <langinfo.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
 #include "ostrel/StringUtils.h"
-#include "json/JsonBlock.h"
-#include "json/JsonNumber.h"
+#include "json/internal/JsonBlock.h"
+#include "json/internal/JsonNumber.h"
 
 namespace json {
 
@@ -95,7 +96,9 @@ const char* JsonReader::refill()
 {
     if (_input == nullptr)
         return nullptr;
-    const int count = _input->read(reinterpret_cast<unsigned char*>(_window), _windowSize);
+    // A source that claims more than it was asked for must not lead us behind the window.
+    const int count =
+        std::min(_input->read(reinterpret_cast<unsigned char*>(_window), _windowSize), static_cast<int>(_windowSize));
     if (count <= 0) {
         _input = nullptr;
         return nullptr;

@@ -1,6 +1,6 @@
 #include "json/JsonSerializer.h"
 
-#include "ostrel/TextSerializerImpl.h"
+#include "ostrel/internal/TextSerializerImpl.h"
 
 using Ostrel::StructBuilder;
 
@@ -21,6 +21,7 @@ const Ostrel::MisuseSites SITES = {
     230, // string
     261, // bool
     289, // null
+    302, // nesting
 };
 
 } // namespace

@@ -10,10 +10,12 @@ namespace json {
 
 /// Turns the calls of a `StructBuilder` into compact JSON (RFC 8259). The calls are those of `TextSerializer`.
 ///
-/// To write JSON without anything that describes itself use `JsonGen`.
+/// To write JSON without anything that describes itself use `JsonGen`. As there, collections nest 15 deep, and doubles
+/// depend on the locale.
 ///
+///     Ostrel::AutoPtr<Ostrel::DataObject> tree = Ostrel::DataObject::parse("{'speed': 12}");
 ///     json::JsonSerializer serializer;
-///     tree.serialize(serializer);
+///     tree->serialize(serializer);
 ///     serializer.nullTerminateData();
 ///     if (serializer.isOk())
 ///         puts(serializer.getData());

@@ -3,16 +3,21 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
-#include <new>
 #include <type_traits>
 #include <utility>
 
+#include "ostrel/ArrayAllocation.h"
 #include "ostrel/Export.h"
 #include "ostrel/Report.h"
 
 namespace Ostrel {
 
-/// Root of the array lists.
+/// Root of the array lists: lets a list be deleted where its type of element is not known.
+///
+/// Units:     none.
+/// Ownership: none.
+/// Errors:    none.
+/// Threads:   not synchronized.
 class OSTREL_EXPORT ArrayListCommon
 {
 public:
@@ -21,15 +26,17 @@ public:
 
 /// What all array lists have in common; take one by reference where the kind of storage does not matter.
 ///
+///     AutoPtr<DataObject> child = DataObject::parse("[1, 2]");
 ///     DynamicArrayList<DataObject*, 8> children;
-///     if (children.append(child) != 0)
-///         delete child;
+///     if (children.append(child.get()) == 0)
+///         child.release();
 ///
 /// Elements lie contiguously. Pointers and references to them live until the next change of the list.
 ///
 /// Units:     sizes and indexes count elements.
 /// Ownership: the list owns its elements as values; elements that are plain pointers are never deleted. A slot that
-///            is given up is set back to `T()`, so that what it held is released at once.
+///            is given up is set back to `T()` where `T` has a destructor, so that what it held is released at once;
+///            other slots keep their bytes.
 /// Errors:    a change that cannot be made returns 2 and leaves the list and the argument as they were. `[]` beyond
 ///            the end makes a recoverable report "index < _size" and gives the last element.
 /// Threads:   not synchronized.
@@ -77,13 +84,14 @@ private:
         LINE_INDEX = 299 // log collectors match on file and line, so the number outlives edits
     };
 
-    /// Storage from `new[]` for more elements than now; null where there is none. What it replaces came from here too.
+    /// Storage from `new[]` for more elements than now: what is there already, where it has the room, or other that
+    /// replaces it. Null where there is none.
     virtual T* allocateMore(unsigned int& capacity) = 0;
 
     template <class U>
     int store(U&& element);
     template <class U>
-    int storeInLarger(U&& element);
+    int growAndStore(U&& element);
     T& access(unsigned int index) const;
     [[gnu::cold, gnu::noinline]] T& getLastOrSpare() const;
     void resetSlot(unsigned int index);
@@ -96,7 +104,13 @@ protected:
 
 /// A list on the heap that grows by N elements at a time: for many lists that are mostly short.
 ///
-/// It starts without storage. Growth is additive, so very long lists are better kept elsewhere.
+/// It starts without storage. Its capacity is a multiple of N. Above 64 elements the storage is up to a quarter larger
+/// than that, so that most steps move nothing and the time of many appends grows as their number.
+///
+/// Units:     as `ArrayList`.
+/// Ownership: as `ArrayList`; the storage is the list's own.
+/// Errors:    as `ArrayList`; there is no room left when memory is exhausted.
+/// Threads:   as `ArrayList`.
 template <class T, unsigned int N>
 class OSTREL_EXPORT DynamicArrayList : public ArrayList<T>
 {
@@ -106,9 +120,15 @@ public:
 
 private:
     T* allocateMore(unsigned int& capacity) override;
+    static uint64_t getRoom(uint64_t capacity);
 };
 
 /// A list of at most N elements inside the object. All N are constructed with it and destroyed, last to first, with it.
+///
+/// Units:     as `ArrayList`.
+/// Ownership: as `ArrayList`.
+/// Errors:    as `ArrayList`.
+/// Threads:   as `ArrayList`.
 template <class T, unsigned int N>
 class OSTREL_EXPORT FixedArrayList : public ArrayList<T>
 {
@@ -153,7 +173,7 @@ template <class U>
 int ArrayList<T>::store(U&& element)
 {
     if (_size == _capacity)
-        return storeInLarger(std::forward<U>(element));
+        return growAndStore(std::forward<U>(element));
     _elements[_size] = std::forward<U>(element);
     ++_size;
     return RC_OK;
@@ -161,18 +181,20 @@ int ArrayList<T>::store(U&& element)
 
 template <class T>
 template <class U>
-int ArrayList<T>::storeInLarger(U&& element)
+int ArrayList<T>::growAndStore(U&& element)
 {
     unsigned int capacity = 0;
-    T* larger = allocateMore(capacity);
-    if (larger == nullptr)
+    T* const storage = allocateMore(capacity);
+    if (storage == nullptr)
         return RC_REFUSED;
 
     // The new element first: it may be one of those that are moved next.
-    larger[_size] = std::forward<U>(element);
-    std::move(begin(), end(), larger);
-    delete[] _elements;
-    _elements = larger;
+    storage[_size] = std::forward<U>(element);
+    if (storage != _elements) {
+        std::move(begin(), end(), storage);
+        delete[] _elements;
+        _elements = storage;
+    }
     _capacity = capacity;
     ++_size;
     return RC_OK;
@@ -203,17 +225,28 @@ void ArrayList<T>::resetSlot(unsigned int index)
         _elements[index] = T();
 }
 
+/// How many elements the storage of a list has room for. It follows from the capacity, so that no list has to carry it:
+/// one of four steps between two powers of two.
+template <class T, unsigned int N>
+uint64_t DynamicArrayList<T, N>::getRoom(uint64_t capacity)
+{
+    const uint64_t MOST_WITHOUT_SPARE = 64; // short lists take no more than their elements
+    if (capacity <= MOST_WITHOUT_SPARE)
+        return capacity;
+
+    const uint64_t step = uint64_t{1} << (61 - __builtin_clzll(capacity));
+    return (capacity + step - 1) / step * step;
+}
+
 template <class T, unsigned int N>
 T* DynamicArrayList<T, N>::allocateMore(unsigned int& capacity)
 {
-    // For an array beyond the address space even this form of `new` throws; 64 bytes are more than its own header.
-    const uint64_t fitting = (PTRDIFF_MAX - 64) / sizeof(T); // NOLINT(bugprone-sizeof-expression): T may be a pointer
-    const uint64_t most = std::min<uint64_t>(std::numeric_limits<unsigned int>::max(), fitting);
     const uint64_t wanted = uint64_t{this->_size} + N;
-    if (wanted > most)
+    if (wanted > std::numeric_limits<unsigned int>::max())
         return nullptr;
+
     capacity = static_cast<unsigned int>(wanted);
-    return new (std::nothrow) T[capacity];
+    return wanted <= getRoom(this->_capacity) ? this->_elements : allocateArray<T>(getRoom(wanted));
 }
 
 } // namespace Ostrel

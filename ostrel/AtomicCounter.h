@@ -14,7 +14,7 @@ namespace Ostrel {
 class AtomicCounter
 {
 public:
-    explicit AtomicCounter(int value) : _value(value) {}
+    explicit AtomicCounter(int value) : _value(static_cast<uint32_t>(value)) {}
     AtomicCounter(const AtomicCounter&) = delete;
     AtomicCounter& operator=(const AtomicCounter&) = delete;
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cstdint>
-#include <new>
+#include <algorithm>
 
+#include "ostrel/ArrayAllocation.h"
 #include "ostrel/AutoPtr.h"
 #include "ostrel/Report.h"
 
@@ -19,7 +19,7 @@ class AutoPtrArray
 {
 public:
     /// All elements are null. The length is 0 when memory is exhausted.
-    explicit AutoPtrArray(unsigned int length) : _array(allocate(length)), _length(_array == nullptr ? 0 : length) {}
+    explicit AutoPtrArray(unsigned int length);
     ~AutoPtrArray();
     AutoPtrArray(const AutoPtrArray&) = delete;
     AutoPtrArray& operator=(const AutoPtrArray&) = delete;
@@ -37,17 +37,18 @@ private:
         LINE_NULL = 72
     };
 
-    static T** allocate(unsigned int length)
-    {
-        // For an array beyond the address space even this form of `new` throws.
-        return length > PTRDIFF_MAX / sizeof(T*) ? nullptr : new (std::nothrow) T*[length]();
-    }
-
     bool isIndex(unsigned int i) const { return OSTREL_CHECK_AT(FATAL, LINE_INDEX, "i < _length", i < _length); }
 
     T** _array;
     unsigned int _length;
 };
+
+template <class T>
+AutoPtrArray<T>::AutoPtrArray(unsigned int length)
+    : _array(allocateArray<T*>(length)), _length(_array == nullptr ? 0 : length)
+{
+    std::fill_n(_array, _length, nullptr);
+}
 
 template <class T>
 AutoPtrArray<T>::~AutoPtrArray()

@@ -11,10 +11,11 @@ namespace Ostrel {
 
 /// Makes small reads cheap: fetches `N` bytes at a time from another stream into an array inside the object.
 ///
+///     FdInputStream file(STDIN_FILENO);
 ///     BufferedInputStream<65536> in(&file);
 ///     unsigned char byte;
 ///     while (in.read(&byte, 1) == 1)
-///         scan(byte);
+///         putchar(byte);
 ///
 /// Units:     bytes. The object is a little larger than `N`: mind the stack.
 /// Ownership: the source stays the caller's and outlives the stream.

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "ostrel/internal/CancellationPause.h"
+
 namespace Ostrel {
 
 BufferedOutputStream::BufferedOutputStream(const SharedPtr<OutputStream>& target, unsigned int size)
@@ -10,6 +12,7 @@ BufferedOutputStream::BufferedOutputStream(const SharedPtr<OutputStream>& target
 
 BufferedOutputStream::~BufferedOutputStream()
 {
+    const CancellationPause pause;
     BufferedOutputStream::flush();
 }
 

@@ -9,8 +9,9 @@ namespace Ostrel {
 
 /// Gathers small writes and hands them to another stream in blocks.
 ///
+///     const unsigned char text[] = {'H', 'e', 'l', 'l', 'o'};
 ///     BufferedOutputStream out(SharedPtr<OutputStream>(new (std::nothrow) FileOutputStream(stdout)), 4096);
-///     out.write(text, length);
+///     out.write(text, sizeof(text));
 ///
 /// Units:     `size` is bytes; at most `size` - 1 are held back.
 /// Ownership: shares the target; owns the buffer, whose allocation throws `std::bad_alloc` as `new` does.

@@ -5,8 +5,9 @@
 namespace Ostrel {
 
 ByteArrayOutputStream::ByteArrayOutputStream(unsigned char* storage, unsigned int capacity)
-    : _state(STATE_OK), _storage(storage), _capacity(capacity), _next(storage)
-{}
+{
+    reset(storage, capacity);
+}
 
 ByteArrayOutputStream::~ByteArrayOutputStream() = default;
 
@@ -14,7 +15,7 @@ void ByteArrayOutputStream::reset(unsigned char* storage, unsigned int capacity)
 {
     _state = STATE_OK;
     _storage = storage;
-    _capacity = capacity;
+    _capacity = storage == nullptr ? 0 : capacity;
     _next = storage;
 }
 

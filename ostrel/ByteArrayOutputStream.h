@@ -7,13 +7,14 @@ namespace Ostrel {
 
 /// Writes into the caller's memory, whole pieces or nothing.
 ///
+///     const unsigned char record[] = {1, 2, 3};
 ///     unsigned char storage[64];
 ///     ByteArrayOutputStream out(storage, sizeof(storage));
-///     if (out.write(record, recordSize) < 0)
+///     if (out.write(record, sizeof(record)) < 0)
 ///         out.reset(storage, sizeof(storage)); // full: start again
 ///
 /// Units:     bytes; nothing is terminated.
-/// Ownership: the storage stays the caller's and outlives the stream.
+/// Ownership: the storage stays the caller's and outlives the stream; null has no room, whatever the capacity.
 /// Errors:    a piece that does not fit gives -1 and is not written at all; a smaller one may still fit afterwards.
 /// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT ByteArrayOutputStream : public OutputStream

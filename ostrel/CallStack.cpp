@@ -3,6 +3,8 @@
 #include <cstring>
 #include <unistd.h>
 
+#include "ostrel/internal/CancellationPause.h"
+
 namespace Ostrel {
 
 namespace {
@@ -17,6 +19,7 @@ const unsigned int CallStack::MAX_DEPTH;
 
 CallStack::CallStack() : _depth(0)
 {
+    const CancellationPause pause; // would leave the file open
     char path[PATH_SIZE];
     snprintf(path, sizeof(path), "/proc/%d/dbg", static_cast<int>(getpid()));
     FILE* file = fopen(path, "r");

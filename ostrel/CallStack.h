@@ -13,7 +13,8 @@ namespace Ostrel {
 /// Units:     addresses are 32 bits, as on the product; on wider hosts the low 32 bits.
 /// Ownership: a plain value.
 /// Errors:    none; what cannot be read is an empty or shorter snapshot.
-/// Threads:   not synchronized; a snapshot that nobody changes may be read from anywhere.
+/// Threads:   not synchronized; a snapshot that nobody changes may be read from anywhere. Capturing is no cancellation
+///            point.
 class OSTREL_EXPORT CallStack
 {
 public:
@@ -25,7 +26,7 @@ public:
 
     unsigned int getDepth() const { return _depth; }
 
-    /// The address at `index`, 0 being the innermost; 0 when there is none.
+    /// The address at `index`, in the order of the debug file; 0 when there is none.
     unsigned int getAddress(unsigned int index) const { return index < _depth ? _addresses[index] : 0; }
 
     /// Writes "CallStack:" and one line per address to standard output.

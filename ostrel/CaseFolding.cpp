@@ -1,4 +1,4 @@
-#include "ostrel/CaseFolding.h"
+#include "ostrel/internal/CaseFolding.h"
 
 namespace Ostrel {
 

@@ -11,13 +11,18 @@ namespace Ostrel {
 
 /// A condition variable whose time-outs are relative and do not follow changes of the wall clock.
 ///
-///     while (!ready)
-///         changed.wait(mutex);
+///     void waitUntilReady(CheckedMutex& mutex, Conditional& changed, const bool& ready)
+///     {
+///         NestedScopeLock guard(mutex);
+///         while (!ready)
+///             changed.wait(mutex);
+///     }
 ///
-/// Units:     seconds and nanoseconds.
+/// Units:     seconds, and nanoseconds from 0 to 999999999.
 /// Ownership: not copyable; must not be destroyed while waited on.
-/// Errors:    none; a wait may end without a signal, so test in a loop. Nanoseconds that are out of range end the wait
-///            at once, as if signalled.
+/// Errors:    none; a wait may end without a signal, so test in a loop. Nanoseconds out of range are added to those of
+///            the clock, of which one second at most is carried: depending on that clock the wait is longer or shorter
+///            by them, or ends at once, as timed out or as if signalled.
 /// Threads:   waits are cancellation points; the mutex is held again when the thread's clean-up runs. The caller holds
 ///            the mutex; a `CheckedMutex` is let go however deep its guards are nested.
 class OSTREL_EXPORT Conditional

@@ -7,8 +7,8 @@
 #include <unistd.h>
 
 #include "ostrel/Assert.h"
-#include "ostrel/CancellationPause.h"
-#include "ostrel/DescriptorWait.h"
+#include "ostrel/internal/CancellationPause.h"
+#include "ostrel/internal/DescriptorWait.h"
 
 namespace Ostrel {
 
@@ -125,6 +125,7 @@ void Timer::stop()
 
 void Timer::sendCommand(TimerCommand command)
 {
+    const CancellationPause pause; // the mutex is held while it sends
     const std::lock_guard<Mutex> guard(_mutex);
     if (_commandSocket == -1)
         return;

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <strings.h>
 
-#include "ostrel/Narrowing.h"
 #include "ostrel/StructBuilder.h"
+#include "ostrel/internal/Narrowing.h"
 
 namespace Ostrel {
 
@@ -193,7 +193,7 @@ unsigned int DataObject::binaryLength() const
 
 void DataObject::print(const char* label) const
 {
-    puts(label);
+    puts(label == nullptr ? "" : label);
     internalPrint(0);
 }
 

@@ -15,18 +15,33 @@ namespace Ostrel {
 
 /// A node of a tree of typed values: an integer, a text, a null, a list, a map, or the marker of a missing value.
 ///
-/// A read never fails. A query on the wrong kind answers with the caller's default `d`, and a lookup that misses gives
-/// a shared `InvalidDataObject`, so a chain of lookups is always safe:
+/// A query on the wrong kind answers with the caller's default `d`, and a lookup that misses gives a shared
+/// `InvalidDataObject`, so a chain of lookups always leads to an answer:
 ///
-///     int port = root.get("servers").get(0).get("port").toInt(80);
+///     int getPort(const DataObject& root)
+///     {
+///         return root.get("servers").get(0).get("port").toInt(80);
+///     }
+///
+/// One answer is not the caller's default: a text that could not be stored (see `createString`) reads as null, and a
+/// parser that meets such a text goes on. Where texts come from outside, test `toString` for null too.
 ///
 /// Parsers build trees (`DataObjectHandler`), and so does a format, which lists a tree's values in the manner of
 /// printf:
 ///
-///     AutoPtr<DataObject> request = DataObject::parse("{'name': %s, 'ids': [1, 2, %d]}", name, id);
+///     AutoPtr<DataObject> request = DataObject::parse("{'name': %s, 'ids': [1, 2, %d]}", "pump", 3);
 ///
 /// `docs/format-strings.md` explains the format language. A tree writes itself into any `StructBuilder` with
 /// `serialize`.
+///
+/// Trees are freed and copied to any depth with the same small stack. What goes through them by recursion takes up to
+/// half a KiB of stack a level and ends at 1,000 levels, which is reported (recoverable): formats, dumps, and
+/// `serialize` into a serializer or a `DataObjectBuilder`. A builder of your own sets its own bound. Derived
+/// kinds are freed and copied by their own destructor and `clone`, which take stack for each level.
+///
+/// Appending to a list, and setting the keys of a map in their order, cost the same at every size. `set` of a new key
+/// and `unset` move all children behind the place, so a large map whose keys come in any order takes time with the
+/// square of its size.
 ///
 /// Units:     texts are NUL-terminated UTF-8; indexes count children from 0.
 /// Ownership: containers own their children. An `AutoPtr` argument is taken over whatever the result; a child that
@@ -40,10 +55,15 @@ class OSTREL_EXPORT DataObject : public Serializable
 public:
     /// Walks the children of a container. The base one is empty; it is what scalars give.
     ///
-    ///     for (AutoPtr<DataObject::DataObjectIterator> it = node.iterator(); it->hasCurrent(); it->next())
-    ///         printf("%s\n", it->key());
+    ///     void printKeys(const DataObject& node)
+    ///     {
+    ///         for (AutoPtr<DataObject::DataObjectIterator> it = node.iterator(); it->hasCurrent(); it->next())
+    ///             printf("%s\n", it->key());
+    ///     }
     ///
-    /// The container must outlive it. A change of the container may skip or repeat a child, but never dangles.
+    /// The container must outlive it. A change of the container may skip or repeat a child, but never dangles. The same
+    /// holds for a container whose children change it while it is written, copied or printed; only the child that is
+    /// visited, and its key, must stay.
     class OSTREL_EXPORT DataObjectIterator
     {
     public:
@@ -60,9 +80,9 @@ public:
 
     static AutoPtr<DataObject> createInt(long long value);
 
-    /// A node with a copy of `text`; null counts as empty. A text that cannot be copied (262,144 bytes and more with
-    /// its terminator, or no memory) is reported (fatal "RC_OK == growAndAssign(orig)") and leaves a node whose text
-    /// is null.
+    /// A node with a copy of `text`; null counts as empty. A text that cannot be copied (more than 262,143 bytes and
+    /// its terminator, or no memory) is reported (fatal "RC_OK == growAndAssign(orig)") and leaves a node whose text is
+    /// null.
     static AutoPtr<DataObject> createString(const char* text);
     static AutoPtr<DataObject> createString(const ReadableString& text);
 
@@ -87,11 +107,12 @@ public:
     virtual int toInt(int d) const; ///< The low 32 bits of an integer.
     virtual long long toInt64(long long d) const;
     virtual float toFloat(float d) const;
-    virtual const char* toString(const char* d) const; ///< A text lives as long as its node.
+    virtual const char* toString(const char* d) const; ///< A text lives as long as its node; null if not stored.
 
     /// An integer's low 32 bits; of a text the decimal number that it is as a whole, clamped to the range of int.
     virtual int convertToInt(int d) const;
-    /// A text or a number in decimal. A null `d` throws std::logic_error where `d` is what is copied.
+    /// A text or a number in decimal. Throws std::logic_error for a text that was not stored, and for a null `d` where
+    /// that is what is copied.
     virtual std::string convertToStdString(const char* d) const;
     /// Whether a number is not 0; of a text "true", "yes", "on", "false", "no", "off" in any letter case, or a number.
     virtual bool convertToBool(bool d) const;
@@ -104,7 +125,8 @@ public:
     virtual DataObject& get(int index) const; ///< A negative index of a list is reported and gives its last child.
     virtual DataObject& get(const char* key) const;
 
-    /// 0, -1 when this is not a list, 2 when the list cannot grow.
+    /// 0, -1 when this is not a list, 2 when the list cannot grow. An empty pointer is stored as a missing child, which
+    /// reads as the invalid object; a plain `nullptr` is a format that gives no value, and ends the same.
     virtual int append(AutoPtr<DataObject> child);
     /// A deep copy. Without memory a container's is empty, and a scalar throws bad_alloc, also from inside one.
     virtual AutoPtr<DataObject> clone() const = 0;
@@ -125,7 +147,7 @@ public:
 
     // Debug dumps to standard output.
     virtual void print() const = 0;
-    virtual void print(const char* label) const; ///< A line with `label`, then the dump.
+    virtual void print(const char* label) const; ///< A line with `label`, empty if that is null, then the dump.
     virtual void internalPrint(int depth) const = 0;
     virtual void printTabs(int n) const;
 };
@@ -201,6 +223,9 @@ public:
 };
 
 /// Children in order.
+///
+/// A derived class may override what reads and changes children, but `serialize`, `clone`, dumps and the destructor go
+/// by the children that are stored here. One that keeps its children elsewhere overrides those too.
 class OSTREL_EXPORT DataObjectList : public DataObject
 {
 public:
@@ -238,10 +263,13 @@ public:
     void internalPrint(int depth) const override;
 
 private:
+    friend class DataObjectCollection;
+
     DynamicArrayList<DataObject*, 8> _children;
 };
 
-/// Children by key. Keys are equal without regard to letter case (`strcasecmp`) and come in that order.
+/// Children by key. Keys are equal without regard to letter case (`strcasecmp`) and come in that order. For derived
+/// classes the same holds as for those of `DataObjectList`.
 class OSTREL_EXPORT DataObjectMap : public DataObject
 {
 public:
@@ -278,6 +306,8 @@ public:
     void internalPrint(int depth) const override;
 
 private:
+    friend class DataObjectCollection;
+
     using Table = DynamicLookupTable<DataObject*, const char*, LessOperator<const char*>>;
 
     Table _table;

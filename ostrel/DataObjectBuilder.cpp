@@ -1,10 +1,12 @@
 #include "ostrel/DataObjectBuilder.h"
 
 #include "ostrel/Report.h"
+#include "ostrel/internal/Nesting.h"
+#include "ostrel/internal/RestoredValue.h"
 
 namespace Ostrel {
 
-DataObjectBuilder::DataObjectBuilder() : m_errorText(nullptr), m_pendingKey(nullptr) {}
+DataObjectBuilder::DataObjectBuilder() : m_errorText(nullptr), m_pendingKey(nullptr), m_level(0) {}
 
 DataObjectBuilder::~DataObjectBuilder() = default;
 
@@ -53,39 +55,40 @@ StructBuilder& DataObjectBuilder::list()
 StructBuilder& DataObjectBuilder::end()
 {
     const DataObjectHandler::DataObjectHandlerInfo* top = m_handler.getTopOfStack().get();
-    if (top == nullptr)
+    if (!m_handler.hasOpenEntry())
         return *this;
 
-    if (top->type == DataObjectHandler::TYPE_LIST)
-        m_handler.arrayEnd(nullptr);
-    else if (top->type == DataObjectHandler::TYPE_MAP)
-        m_handler.objectEnd(nullptr);
-    else
+    if (top != nullptr && top->type == DataObjectHandler::TYPE_VALUE)
         m_errorText = "Invalid end call";
+    else
+        m_handler.objectEnd(nullptr); // of a list too, and of an entry that found no memory
     return *this;
 }
 
 StructBuilder& DataObjectBuilder::add(const char* key, const Serializable& value)
 {
     const DataObjectHandler::DataObjectHandlerInfo* top = m_handler.getTopOfStack().get();
-    if (top == nullptr) {
+    if (!m_handler.hasOpenEntry()) {
         m_errorText = "Unable to add serializable without nesting";
         return *this;
     }
+    if (top == nullptr)
+        return *this; // an entry that found no memory
     if (top->type != DataObjectHandler::TYPE_MAP) {
         m_errorText = "Invalid add with key on non-object";
         return *this;
     }
-    const char* const outerKey = m_pendingKey;
-    m_pendingKey = key;
-    value.serialize(*this);
-    m_pendingKey = outerKey; // also after a value that made no call: its key must not reach the next one
+    // Restored also after a value that made no call: its key must not reach the next one.
+    const RestoredValue<const char*> outerKey(m_pendingKey, key);
+    serialize(value, *this);
     return *this;
 }
 
 StructBuilder& DataObjectBuilder::add(const Serializable& value)
 {
     const DataObjectHandler::DataObjectHandlerInfo* top = m_handler.getTopOfStack().get();
+    if (top == nullptr && m_handler.hasOpenEntry())
+        return *this; // as above
     if (top == nullptr || top->type != DataObjectHandler::TYPE_LIST) {
         m_errorText = "Add with no key requires top of stack to be a list.";
         return *this;
@@ -93,8 +96,18 @@ StructBuilder& DataObjectBuilder::add(const Serializable& value)
     // The value describes itself to a builder that is thrown away: the list stays as it is. Callers count on lists
     // coming out empty.
     DataObjectBuilder dropped;
-    value.serialize(dropped);
+    dropped.m_level = m_level;
+    serialize(value, dropped);
     return *this;
+}
+
+/// Each value inside a value takes stack.
+void DataObjectBuilder::serialize(const Serializable& value, DataObjectBuilder& target)
+{
+    if (!OSTREL_CHECK(RECOVERABLE, "m_level < MAX_NESTING", target.m_level < MAX_NESTING))
+        return;
+    const RestoredValue<unsigned int> outerLevel(target.m_level, target.m_level + 1);
+    value.serialize(target);
 }
 
 StructBuilder& DataObjectBuilder::add(const char* key, int value)

@@ -11,9 +11,12 @@ namespace Ostrel {
 /// Turns the calls of a `StructBuilder` into a `DataObject` tree, so that anything serializable becomes one. To copy a
 /// tree use `DataObject::clone`.
 ///
-///     DataObjectBuilder builder;
-///     point.serialize(builder);
-///     use(*builder.getRoot());
+///     SharedPtr<DataObject> buildTree(const Serializable& point)
+///     {
+///         DataObjectBuilder builder;
+///         point.serialize(builder);
+///         return builder.getRoot();
+///     }
 ///
 /// Not everything that a serializer accepts is kept: doubles are refused, and so is a serializable that is added to a
 /// list, whatever it is. Lists of scalars are made with `list()` and `add(value)`. A root collection stays open after
@@ -23,7 +26,9 @@ namespace Ostrel {
 /// Ownership: the builder shares the tree with those who took `getRoot()`. A pending key is borrowed until a keyless
 ///            call takes it.
 /// Errors:    `getErrorString` has the text of the last misuse since `reset`, and later calls are accepted. A double is
-///            reported (fatal), and so are a collection too deep and an `end` or a serializable without a collection.
+///            reported (fatal), and so are a collection too deep and an `end` or a serializable without a collection. A
+///            collection that is not in the tree (no key, no memory) is open up to its end, and what is in it is
+///            dropped. Values inside values nest 1,000 deep; a deeper one is reported (recoverable) and dropped.
 /// Threads:   one builder belongs to one thread at a time.
 class OSTREL_EXPORT DataObjectBuilder : public StructBuilder
 {
@@ -70,9 +75,11 @@ private:
     template <class... Value>
     StructBuilder& addKeyless(Value... value);
     StructBuilder& refuseDouble();
+    static void serialize(const Serializable& value, DataObjectBuilder& target);
 
     const char* m_errorText;
     const char* m_pendingKey;
+    unsigned int m_level; ///< How many values describe themselves right now, one inside the other.
     DataObjectHandler m_handler;
 };
 

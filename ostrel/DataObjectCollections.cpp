@@ -1,29 +1,90 @@
 #include "ostrel/DataObject.h"
 
-#include <cstddef>
 #include <cstdio>
 #include <new>
+#include <typeinfo>
 #include <utility>
 
+#include "ostrel/Report.h"
 #include "ostrel/StructBuilder.h"
+#include "ostrel/internal/Nesting.h"
 
 namespace Ostrel {
 
-namespace {
-
-/// Copies a child, which may be missing. False when memory is exhausted: a container never loses a child by a clone.
-bool cloneChild(const DataObject* child, AutoPtr<DataObject>& copy)
+/// A list or a map as places with a child each, for the steps that go through a whole tree without recursion. Only
+/// nodes of exactly these kinds are one: a derived kind has a destructor and a `clone` of its own.
+class DataObjectCollection
 {
-    if (child == nullptr)
-        return true;
+public:
+    explicit DataObjectCollection(DataObjectList* list) : _list(list), _map(nullptr) {}
+    explicit DataObjectCollection(DataObjectMap* map) : _list(nullptr), _map(map) {}
 
-    copy = child->clone();
-    return copy != nullptr;
-}
+    /// What is no collection, null too, is one without any place.
+    explicit DataObjectCollection(DataObject* node = nullptr) : _list(nullptr), _map(nullptr)
+    {
+        if (node == nullptr)
+            return;
+        // By address: a node of the same kind that had another one would be freed and copied all the same.
+        const std::type_info* const kind = &typeid(*node);
+        if (kind == &typeid(DataObjectList))
+            _list = static_cast<DataObjectList*>(node);
+        else if (kind == &typeid(DataObjectMap))
+            _map = static_cast<DataObjectMap*>(node);
+    }
+
+    bool exists() const { return _list != nullptr || _map != nullptr; }
+
+    unsigned int getSize() const
+    {
+        if (_list != nullptr)
+            return _list->_children.getSize();
+        return _map == nullptr ? 0 : _map->_table.getSize();
+    }
+
+    DataObject*& getChild(unsigned int place) const
+    {
+        if (_list != nullptr)
+            return _list->_children.begin()[place];
+        return const_cast<DataObjectMap::Table::Entry*>(_map->_table.begin())[place].value; // the table is not const
+    }
+
+    const char* getKey(unsigned int place) const { return _map == nullptr ? nullptr : _map->_table.begin()[place].key; }
+
+    AutoPtr<DataObject> makeEmpty() const ///< Empty when memory is exhausted.
+    {
+        if (_list != nullptr)
+            return AutoPtr<DataObject>(new (std::nothrow) DataObjectList);
+        return AutoPtr<DataObject>(new (std::nothrow) DataObjectMap);
+    }
+
+    /// Without a key for a list. 0, or another code when memory is exhausted.
+    int add(const char* key, AutoPtr<DataObject> child) const
+    {
+        return _list != nullptr ? _list->append(std::move(child)) : _map->set(key, std::move(child));
+    }
+
+    /// Deletes a collection whose children are gone.
+    void destroy() const
+    {
+        if (_list != nullptr) {
+            _list->_children.clear();
+            delete _list;
+        } else {
+            _map->_table.clear();
+            delete _map;
+        }
+    }
+
+private:
+    DataObjectList* _list;
+    DataObjectMap* _map;
+};
+
+namespace {
 
 /// Nodes lie all over the heap, and waiting for them is most of the work of writing or freeing a large tree: asking for
 /// the third next one while this one is handled takes a quarter of the time off.
-const ptrdiff_t FETCH_AHEAD = 3;
+const unsigned int FETCH_AHEAD = 3;
 
 void fetch(DataObject* child)
 {
@@ -37,15 +98,113 @@ void fetch(const Entry& entry)
     __builtin_prefetch(entry.value);
 }
 
+/// By index against the size of that moment, each child or entry as a copy: a child that is visited may change the
+/// collection that holds it.
 template <class Children, class Visit>
 void visitAll(const Children& children, const Visit& visit)
 {
-    const auto end = children.end();
-    for (auto child = children.begin(); child != end; ++child) {
-        if (end - child > FETCH_AHEAD)
-            fetch(child[FETCH_AHEAD]);
-        visit(*child);
+    for (unsigned int i = 0; i < children.getSize(); ++i) {
+        if (children.getSize() - i > FETCH_AHEAD)
+            fetch(children.begin()[i + FETCH_AHEAD]);
+        const auto child = children.begin()[i];
+        visit(child);
     }
+}
+
+/// Deletes all that is below a collection, however deep, with the same small stack. Inner collections wait in a chain:
+/// the first place of each leads to the next one, after the child there took the place that led to the collection.
+void deleteChildren(DataObjectCollection collection)
+{
+    DataObject* waiting = nullptr;
+    for (unsigned int first = 0;; first = 1) {
+        const unsigned int size = collection.getSize();
+        for (unsigned int i = first; i < size; ++i) {
+            if (size - i > FETCH_AHEAD)
+                fetch(collection.getChild(i + FETCH_AHEAD));
+            DataObject* node = collection.getChild(i);
+            for (DataObjectCollection inner(node); inner.getSize() > 0; inner = DataObjectCollection(node)) {
+                DataObject* const child = std::exchange(inner.getChild(0), waiting);
+                waiting = node;
+                node = child;
+            }
+            delete node;
+        }
+        if (first != 0)
+            collection.destroy();
+        if (waiting == nullptr)
+            return;
+        collection = DataObjectCollection(waiting);
+        waiting = collection.getChild(0);
+    }
+}
+
+/// A collection, the copy of it that is being filled, and the place to go on from.
+struct CloneStep
+{
+    DataObjectCollection source;
+    DataObjectCollection copy;
+    unsigned int place;
+};
+
+/// The steps that wait for the end of an inner one. As deep as most trees are, they take no heap.
+class WaitingSteps
+{
+public:
+    /// False when memory is exhausted.
+    bool push(const CloneStep& step) { return _short.append(step) == 0 || _long.append(step) == 0; }
+
+    /// False when there is none.
+    bool pop(CloneStep& step)
+    {
+        ArrayList<CloneStep>& steps = _long.isEmpty() ? static_cast<ArrayList<CloneStep>&>(_short) : _long;
+        if (steps.isEmpty())
+            return false;
+        step = steps[steps.getSize() - 1];
+        steps.remove(steps.getSize() - 1);
+        return true;
+    }
+
+private:
+    FixedArrayList<CloneStep, 16> _short;
+    DynamicArrayList<CloneStep, 256> _long;
+};
+
+/// Copies all that is below a collection into an empty one, without recursion. False when memory is exhausted: a
+/// collection never loses a child by a clone.
+bool cloneChildren(DataObjectCollection source, DataObjectCollection copy)
+{
+    CloneStep step = {source, copy, 0};
+    WaitingSteps waiting;
+    do {
+        while (step.place < step.source.getSize()) {
+            DataObject* const child = step.source.getChild(step.place);
+            const char* const key = step.source.getKey(step.place);
+            ++step.place;
+
+            const DataObjectCollection inner(child);
+            AutoPtr<DataObject> childCopy = inner.exists()     ? inner.makeEmpty()
+                                            : child == nullptr ? AutoPtr<DataObject>()
+                                                               : child->clone();
+            if (child != nullptr && childCopy == nullptr)
+                return false;
+            const DataObjectCollection innerCopy(childCopy.get());
+            if (step.copy.add(key, std::move(childCopy)) != 0)
+                return false;
+            if (inner.getSize() > 0) {
+                if (!waiting.push(step))
+                    return false;
+                step = {inner, innerCopy, 0};
+            }
+        }
+    } while (waiting.pop(step));
+    return true;
+}
+
+/// Whether the children of a collection are too deep to be shown, which is reported.
+bool isTooDeep(int depth)
+{
+    const int most = MAX_NESTING; // both signed: a dump may start at a negative depth
+    return !OSTREL_CHECK(RECOVERABLE, "depth < MAX_NESTING", depth < most);
 }
 
 /// Ends the line of a child: what it is, or the report that it is missing.
@@ -74,7 +233,7 @@ DataObject& DataObjectList::ListIterator::value() const
 
 DataObjectList::~DataObjectList()
 {
-    visitAll(_children, [](DataObject* child) { delete child; });
+    deleteChildren(DataObjectCollection(this));
 }
 
 void DataObjectList::serialize(WeakPtr<StructBuilder> builder) const
@@ -127,16 +286,13 @@ int DataObjectList::append(AutoPtr<DataObject> child)
 
 AutoPtr<DataObject> DataObjectList::clone() const
 {
-    AutoPtr<DataObject> copy(new (std::nothrow) DataObjectList);
-    if (copy == nullptr)
-        return copy;
-
-    for (const DataObject* child : _children) {
-        AutoPtr<DataObject> childCopy;
-        if (!cloneChild(child, childCopy) || copy->append(std::move(childCopy)) != 0)
-            return AutoPtr<DataObject>();
-    }
-    return copy;
+    DataObjectList* const copy = new (std::nothrow) DataObjectList;
+    AutoPtr<DataObject> owner(copy);
+    // The source is only read.
+    const DataObjectCollection source(const_cast<DataObjectList*>(this));
+    if (copy == nullptr || !cloneChildren(source, DataObjectCollection(copy)))
+        owner.reset();
+    return owner;
 }
 
 AutoPtr<DataObject> DataObjectList::unset(int index)
@@ -172,6 +328,8 @@ void DataObjectList::print() const
 void DataObjectList::internalPrint(int depth) const
 {
     puts("DataObjectList:");
+    if (isTooDeep(depth))
+        return;
     for (unsigned int i = 0; i < _children.getSize(); ++i) {
         printTabs(depth + 1);
         printf("key: %d\t", static_cast<int>(i));
@@ -203,7 +361,7 @@ const char* DataObjectMap::MapIterator::key() const
 
 DataObjectMap::~DataObjectMap()
 {
-    visitAll(_table, [](const Table::Entry& entry) { delete entry.value; });
+    deleteChildren(DataObjectCollection(this));
 }
 
 void DataObjectMap::serialize(WeakPtr<StructBuilder> builder) const
@@ -244,16 +402,13 @@ DataObject& DataObjectMap::get(const char* key) const
 
 AutoPtr<DataObject> DataObjectMap::clone() const
 {
-    AutoPtr<DataObject> copy(new (std::nothrow) DataObjectMap);
-    if (copy == nullptr)
-        return copy;
-
-    for (const Table::Entry& entry : _table) {
-        AutoPtr<DataObject> childCopy;
-        if (!cloneChild(entry.value, childCopy) || copy->set(entry.key, std::move(childCopy)) != 0)
-            return AutoPtr<DataObject>();
-    }
-    return copy;
+    DataObjectMap* const copy = new (std::nothrow) DataObjectMap;
+    AutoPtr<DataObject> owner(copy);
+    // The source is only read.
+    const DataObjectCollection source(const_cast<DataObjectMap*>(this));
+    if (copy == nullptr || !cloneChildren(source, DataObjectCollection(copy)))
+        owner.reset();
+    return owner;
 }
 
 int DataObjectMap::set(const char* key, AutoPtr<DataObject> child)
@@ -282,11 +437,13 @@ void DataObjectMap::print() const
 void DataObjectMap::internalPrint(int depth) const
 {
     puts("DataObjectMap:");
-    for (const Table::Entry& entry : _table) {
+    if (isTooDeep(depth))
+        return;
+    visitAll(_table, [this, depth](const Table::Entry& entry) {
         printTabs(depth + 1);
         printf("key: %s\t", entry.key);
         printChild(entry.value, depth + 1);
-    }
+    });
 }
 
 } // namespace Ostrel

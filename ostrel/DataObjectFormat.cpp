@@ -9,18 +9,30 @@
 #include <utility>
 
 #include "ostrel/DataObject.h"
-#include "ostrel/Narrowing.h"
 #include "ostrel/Report.h"
+#include "ostrel/internal/Narrowing.h"
+#include "ostrel/internal/Nesting.h"
 
 namespace Ostrel {
 
 namespace {
 
-// The name that log collectors know these reports by.
+// Log collectors match on file and line: these reports go by the name of the class's main source, with lines of their
+// own, which outlive edits. docs/reports.md lists them.
 const char REPORTING_FILE[] = "ostrel/DataObject.cpp";
 
-#define REPORT_FAULT(text, ...)                                                                                        \
-    reportMessage(Severity::RECOVERABLE, "%s:%d - '" text "'", REPORTING_FILE, __LINE__, ##__VA_ARGS__)
+enum ReportLine {
+    LINE_KEY_BUFFER = 147,
+    LINE_POINTER = 236,
+    LINE_DIRECTIVE = 239,
+    LINE_TEXT = 264,
+    LINE_INTEGER = 281,
+    LINE_NULL = 293,
+    LINE_NESTING = 301,
+    LINE_MAP = 332,
+    LINE_KEY = 345,
+    LINE_DUPLICATE = 349
+};
 
 /// A terminated copy of a stretch of text; a short one needs no heap.
 class TerminatedText
@@ -144,7 +156,7 @@ private:
         char digits[MAX_DIGITS];
         const int length = snprintf(digits, sizeof(digits), "%d", number);
         if (static_cast<unsigned int>(length) >= sizeof(digits)) {
-            reportFailedCheck(Severity::FATAL, REPORTING_FILE, __LINE__,
+            reportFailedCheck(Severity::FATAL, REPORTING_FILE, LINE_KEY_BUFFER,
                               "static_cast<unsigned int>(rc) < sizeof(keybuf)");
             return nullptr;
         }
@@ -160,7 +172,7 @@ private:
 class FormatReader
 {
 public:
-    FormatReader(const char* format, va_list arguments) : _cursor(format) { va_copy(_arguments, arguments); }
+    FormatReader(const char* format, va_list arguments) : _cursor(format), _level(0) { va_copy(_arguments, arguments); }
     ~FormatReader() { va_end(_arguments); }
     FormatReader(const FormatReader&) = delete;
     FormatReader& operator=(const FormatReader&) = delete;
@@ -174,6 +186,7 @@ private:
     Scalar readQuotedText();
     Scalar readInteger();
     Scalar readNull();
+    AutoPtr<DataObject> readCollection();
     AutoPtr<DataObject> readList();
     AutoPtr<DataObject> readMap();
     bool readEntry(DataObject& map);
@@ -182,6 +195,7 @@ private:
     bool isAtEndOf(char closing) const { return *_cursor == closing || *_cursor == '\0'; }
 
     const char* _cursor;
+    unsigned int _level; ///< Number of open collections.
     va_list _arguments;
 };
 
@@ -193,11 +207,20 @@ AutoPtr<DataObject> FormatReader::readValue()
 
     // Also behind a scalar with a fault: what it left over may be a collection.
     skipWhiteSpace();
-    if (*_cursor == '[')
-        return readList();
-    if (*_cursor == '{')
-        return readMap();
-    return AutoPtr<DataObject>();
+    return *_cursor == '[' || *_cursor == '{' ? readCollection() : AutoPtr<DataObject>();
+}
+
+AutoPtr<DataObject> FormatReader::readCollection()
+{
+    if (_level >= MAX_NESTING) {
+        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Nested too deep (%s)'", REPORTING_FILE, LINE_NESTING, _cursor);
+        _cursor += strlen(_cursor); // all is ended: the collections around would take what follows for theirs
+        return AutoPtr<DataObject>();
+    }
+    ++_level;
+    AutoPtr<DataObject> collection = *_cursor == '[' ? readList() : readMap();
+    --_level;
+    return collection;
 }
 
 Scalar FormatReader::readScalar()
@@ -233,10 +256,11 @@ Scalar FormatReader::readDirective()
     case 'p':
         // The pointer is not taken from the arguments: the next directive gets it. Formats that count on it exist.
         ++_cursor;
-        REPORT_FAULT("Not supported");
+        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Not supported'", REPORTING_FILE, LINE_POINTER);
         return Scalar::none();
     default:
-        REPORT_FAULT("Unexpected format char (%c)", *_cursor);
+        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Unexpected format char (%c)'", REPORTING_FILE, LINE_DIRECTIVE,
+                      *_cursor);
         return Scalar::none();
     }
 }
@@ -261,7 +285,7 @@ Scalar FormatReader::readQuotedText()
     while (*quote != '\0' && !(*quote == '\'' && endsText(quote[1])))
         ++quote;
     if (*quote == '\0') {
-        REPORT_FAULT("Invalid string format (%s)", text);
+        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Invalid string format (%s)'", REPORTING_FILE, LINE_TEXT, text);
         return Scalar::none();
     }
     _cursor = quote + 1;
@@ -278,7 +302,8 @@ Scalar FormatReader::readInteger()
         number = strtoll(_cursor, &stop, 0);
         end = stop;
         if (end == _cursor || (number == 0 && errno != 0)) {
-            REPORT_FAULT("Invalid integer format (%s)", _cursor);
+            reportMessage(Severity::RECOVERABLE, "%s:%d - 'Invalid integer format (%s)'", REPORTING_FILE, LINE_INTEGER,
+                          _cursor);
             return Scalar::none();
         }
     }
@@ -290,7 +315,8 @@ Scalar FormatReader::readNull()
 {
     for (const char* expected = "null"; *expected != '\0'; ++expected) {
         if (*_cursor != *expected) {
-            REPORT_FAULT("Unexpected characters (%s)", _cursor);
+            reportMessage(Severity::RECOVERABLE, "%s:%d - 'Unexpected characters (%s)'", REPORTING_FILE, LINE_NULL,
+                          _cursor);
             if (*_cursor != '\0')
                 ++_cursor;
             return Scalar::none();
@@ -329,7 +355,8 @@ AutoPtr<DataObject> FormatReader::readMap()
     while (!isAtEndOf('}')) {
         if (!readEntry(*map)) {
             map.reset();
-            REPORT_FAULT("Invalid map input @ %s\n", _cursor);
+            reportMessage(Severity::RECOVERABLE, "%s:%d - 'Invalid map input @ %s\n'", REPORTING_FILE, LINE_MAP,
+                          _cursor);
             return map;
         }
     }
@@ -342,11 +369,11 @@ bool FormatReader::readEntry(DataObject& map)
     Key storage;
     const char* const key = storage.assign(readScalar());
     if (key == nullptr) {
-        REPORT_FAULT("unable to parse key");
+        reportMessage(Severity::RECOVERABLE, "%s:%d - 'unable to parse key'", REPORTING_FILE, LINE_KEY);
         return false;
     }
     if (map.has(key)) {
-        REPORT_FAULT("duplicate key: '%s'", key);
+        reportMessage(Severity::RECOVERABLE, "%s:%d - 'duplicate key: '%s''", REPORTING_FILE, LINE_DUPLICATE, key);
         return false;
     }
     skipWhiteSpace();

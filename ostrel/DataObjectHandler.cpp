@@ -31,6 +31,16 @@ DataObjectHandler::DataObjectHandlerType getType(const DataObject* node)
     return DataObjectHandler::TYPE_VALUE;
 }
 
+/// Whether a change of a collection was made. One that a collection refuses for what it is given is no lack of memory.
+bool isStored(int code, const DataObject* collection, const char* key)
+{
+    if (code == 0)
+        return true;
+    const bool isMapFull = key != nullptr && getType(collection) == DataObjectHandler::TYPE_MAP;
+    OSTREL_CHECK(FATAL, "node is stored", code == -1 && !isMapFull);
+    return false;
+}
+
 } // namespace
 
 const unsigned int DataObjectHandler::MAX_OPEN;
@@ -41,6 +51,18 @@ void DataObjectHandler::reset()
     m_objectStack.clear();
 }
 
+/// Reports a node that found no memory. A root that is missing is reported where it would be opened.
+inline void DataObjectHandler::checkMade(const DataObject* node) const
+{
+    OSTREL_CHECK(FATAL, "node", node != nullptr || m_objectStack.isEmpty());
+}
+
+inline void DataObjectHandler::addNew(AutoPtr<DataObject> node, const char* key)
+{
+    checkMade(node.get());
+    handleDataObject(std::move(node), key);
+}
+
 void DataObjectHandler::onInteger(WeakPtr<Deserializer> deserializer, const char* key, int value)
 {
     onInteger(deserializer, key, static_cast<long long>(value));
@@ -48,7 +70,7 @@ void DataObjectHandler::onInteger(WeakPtr<Deserializer> deserializer, const char
 
 void DataObjectHandler::onInteger(WeakPtr<Deserializer>, const char* key, long long value)
 {
-    handleDataObject(DataObject::createInt(value), key);
+    addNew(DataObject::createInt(value), key);
 }
 
 void DataObjectHandler::onDouble(WeakPtr<Deserializer> deserializer, const char* key, double value)
@@ -58,22 +80,24 @@ void DataObjectHandler::onDouble(WeakPtr<Deserializer> deserializer, const char*
 
 void DataObjectHandler::onString(WeakPtr<Deserializer>, const char* key, const char* value)
 {
-    handleDataObject(DataObject::createString(value), key);
+    addNew(DataObject::createString(value), key);
 }
 
 void DataObjectHandler::onBoolean(WeakPtr<Deserializer>, const char* key, bool value)
 {
-    handleDataObject(DataObject::createInt(value ? 1 : 0), key);
+    addNew(DataObject::createInt(value ? 1 : 0), key);
 }
 
 void DataObjectHandler::onNull(WeakPtr<Deserializer>, const char* key)
 {
-    handleDataObject(AutoPtr<DataObject>(new (std::nothrow) NullDataObject), key);
+    addNew(AutoPtr<DataObject>(new (std::nothrow) NullDataObject), key);
 }
 
 Deserializer::Handler* DataObjectHandler::arrayStart(WeakPtr<Deserializer>, const char* key)
 {
-    pushCollection(AutoPtr<DataObject>(new (std::nothrow) DataObjectList), key, TYPE_LIST);
+    AutoPtr<DataObject> node(new (std::nothrow) DataObjectList);
+    checkMade(node.get());
+    pushCollection(std::move(node), key, TYPE_LIST);
     return nullptr;
 }
 
@@ -84,7 +108,9 @@ void DataObjectHandler::arrayEnd(WeakPtr<Deserializer>)
 
 Deserializer::Handler* DataObjectHandler::objectStart(WeakPtr<Deserializer>, const char* key)
 {
-    pushCollection(AutoPtr<DataObject>(new (std::nothrow) DataObjectMap), key, TYPE_MAP);
+    AutoPtr<DataObject> node(new (std::nothrow) DataObjectMap);
+    checkMade(node.get());
+    pushCollection(std::move(node), key, TYPE_MAP);
     return nullptr;
 }
 
@@ -102,12 +128,12 @@ bool DataObjectHandler::handleDataObject(AutoPtr<DataObject> node, const char* k
         return isKept;
     }
 
-    const DataObjectHandlerInfo* top = getTopOfStack().get();
-    if (top == nullptr || top->type == TYPE_VALUE)
+    const DataObjectHandlerInfo* top = m_objectStack.end()[-1].get();
+    if (top == nullptr || top->type == TYPE_VALUE || top->collection == nullptr)
         return false;
-    if (top->type == TYPE_MAP)
-        return top->collection->set(key, std::move(node)) == 0;
-    return top->collection->append(std::move(node)) == 0;
+    if (top->type == TYPE_LIST)
+        return isStored(top->collection->append(std::move(node)), top->collection, nullptr);
+    return isStored(top->collection->set(key, std::move(node)), top->collection, key);
 }
 
 // A root collection is on the stack twice, by handleDataObject's pushRoot() and by the push here. One entry is left
@@ -115,9 +141,8 @@ bool DataObjectHandler::handleDataObject(AutoPtr<DataObject> node, const char* k
 void DataObjectHandler::pushCollection(AutoPtr<DataObject> node, const char* key, DataObjectHandlerType type)
 {
     DataObject* collection = node.get();
-    // A collection that is not in the tree swallows what follows, so that the end events still balance.
-    const bool isInTree = handleDataObject(std::move(node), key) && collection != nullptr;
-    push(isInTree ? collection : nullptr, isInTree ? type : TYPE_VALUE);
+    const bool isInTree = handleDataObject(std::move(node), key);
+    push(isInTree ? collection : nullptr, type);
 }
 
 void DataObjectHandler::pushRoot()
@@ -137,31 +162,16 @@ const SharedPtr<DataObjectHandler::DataObjectHandlerInfo>& DataObjectHandler::ge
 
 void DataObjectHandler::push(DataObject* collection, DataObjectHandlerType type)
 {
-    SharedPtr<DataObjectHandlerInfo> info = takeInfo();
-    if (info)
-        *info = {collection, type};
+    // Without memory an empty entry, which is reported, so that the ends still balance.
+    SharedPtr<DataObjectHandlerInfo> info = SharedPtr<DataObjectHandlerInfo>::make(collection, type);
+    info.require();
     OSTREL_CHECK(FATAL, "0 == m_objectStack.append(info)", 0 == m_objectStack.append(std::move(info)));
 }
 
 void DataObjectHandler::pop()
 {
-    // Kept for the next collection: a document opens thousands, but never more than the stack holds at once.
-    if (!m_objectStack.isEmpty())
-        m_spareInfos.append(std::move(m_objectStack[m_objectStack.getSize() - 1]));
     OSTREL_CHECK(FATAL, "0 == m_objectStack.remove(m_objectStack.getSize() - 1)",
                  0 == m_objectStack.remove(m_objectStack.getSize() - 1));
-}
-
-/// Empty when memory is exhausted.
-SharedPtr<DataObjectHandler::DataObjectHandlerInfo> DataObjectHandler::takeInfo()
-{
-    if (m_spareInfos.isEmpty())
-        return SharedPtr<DataObjectHandlerInfo>(new (std::nothrow) DataObjectHandlerInfo{nullptr, TYPE_VALUE});
-
-    const unsigned int last = m_spareInfos.getSize() - 1;
-    SharedPtr<DataObjectHandlerInfo> info = std::move(m_spareInfos[last]);
-    m_spareInfos.remove(last);
-    return info;
 }
 
 } // namespace Ostrel

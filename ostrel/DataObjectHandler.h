@@ -11,30 +11,36 @@ namespace Ostrel {
 
 /// Grows a `DataObject` tree from the events of a deserializer.
 ///
+///     ByteArrayInputStream stream("{\"port\": 8080}");
 ///     DataObjectHandler handler;
-///     if (deserializer.parse(stream, handler) == 0)
-///         use(*handler.getRoot());
+///     json::JsonDeserializer deserializer;
+///     if (deserializer.parse(stream, handler) == 0 && handler.getRoot())
+///         printf("%d\n", handler.getRoot()->get("port").toInt(80));
 ///
 /// Integers become integer nodes, booleans 1 or 0. There is no floating-point node: a double is cut to a 32-bit
 /// integer, saturating, with 0 for a NaN. At most 14 collections can be open below the root collection.
 ///
 /// Units:     keys and texts are NUL-terminated UTF-8.
 /// Ownership: the handler shares the tree with those who took `getRoot()`. Nodes handed in are taken over.
-/// Errors:    misuse is reported (fatal) and goes on; a value below a scalar root is dropped without a report.
+/// Errors:    misuse is reported (fatal) and goes on. Dropped without a report: a value below a scalar root, a value
+///            without a key in a map, and what is in a collection that is not in the tree. Without memory each node,
+///            place or stack entry that is missing is reported (fatal), ends still balance, and after a `reset` the
+///            handler is as good as new. A parse that gives 0 does not know: the tree may then have gaps, and the root
+///            may be null.
 /// Threads:   one handler serves one parse at a time.
 class OSTREL_EXPORT DataObjectHandler : public Deserializer::Handler
 {
 public:
     /// What an entry of the stack of open collections is.
     enum DataObjectHandlerType {
-        TYPE_VALUE = 0, ///< A scalar or a node that is missing: what is put into it is dropped.
+        TYPE_VALUE = 0, ///< A root that is a scalar or missing: what is put into it is dropped.
         TYPE_LIST = 1,
         TYPE_MAP = 2
     };
 
     struct DataObjectHandlerInfo
     {
-        DataObject* collection; ///< Not owned: the tree owns it.
+        DataObject* collection; ///< Not owned: the tree owns it. Null when it is not in the tree.
         DataObjectHandlerType type;
     };
 
@@ -56,26 +62,29 @@ public:
     /// Puts `node` into the innermost open collection, or makes it the root. False when it was dropped.
     bool handleDataObject(AutoPtr<DataObject> node, const char* key);
 
-    /// As `handleDataObject`, and opens the collection that the node is.
+    /// As `handleDataObject`, and opens the collection that the node is. One that was dropped is open all the same,
+    /// up to its end; what is put into it is dropped too.
     void pushCollection(AutoPtr<DataObject> node, const char* key, DataObjectHandlerType type);
 
     /// Opens the root, so that it stays the target of what comes after its end.
     void pushRoot();
 
-    /// The innermost open collection, valid until its end; an empty stack is reported (fatal) and gives an empty
-    /// pointer.
+    /// The innermost open collection, valid until its end. Empty for one that found no memory for its entry, and when
+    /// none is open, which is reported (fatal).
     const SharedPtr<DataObjectHandlerInfo>& getTopOfStack() const;
+
+    bool hasOpenEntry() const { return !m_objectStack.isEmpty(); } ///< The stack is not empty.
 
 private:
     static const unsigned int MAX_OPEN = 16;
 
+    void checkMade(const DataObject* node) const;
+    void addNew(AutoPtr<DataObject> node, const char* key);
     void push(DataObject* collection, DataObjectHandlerType type);
     void pop();
-    SharedPtr<DataObjectHandlerInfo> takeInfo();
 
     SharedPtr<DataObject> m_dataObject;
     FixedArrayList<SharedPtr<DataObjectHandlerInfo>, MAX_OPEN> m_objectStack;
-    FixedArrayList<SharedPtr<DataObjectHandlerInfo>, MAX_OPEN> m_spareInfos;
 };
 
 } // namespace Ostrel

@@ -37,6 +37,11 @@ void DataObjectListSorter::quickSort(const WeakPtr<DataObject>& list, int lo, in
 
     while (hi - lo >= SHORT_RANGE) {
         const int pivot = partition(list, lo, hi - 1);
+        // Nothing to sort on the right, as in a list that is sorted already: no recursion as deep as the list is long.
+        if (hi - pivot <= 2) {
+            hi = pivot;
+            continue;
+        }
         quickSort(list, lo, pivot);
         lo = pivot + 1;
     }

@@ -11,10 +11,14 @@
 ///         return a->toInt64(0) < b->toInt64(0);
 ///     }
 ///
-///     DataObjectListSorter sort(comesFirst);
-///     sort(list);
+///     void sortNumbers(Ostrel::DataObjectList& list)
+///     {
+///         DataObjectListSorter sort(comesFirst);
+///         sort(list);
+///     }
 ///
 /// A quicksort with the last child of a range as its pivot: not stable, and quadratic on a list that is sorted already.
+/// It recurses into the part ahead of the pivot, in other bad orders as deep as the list is long.
 /// Children change places by deep copies, so a list of large subtrees is sorted slowly.
 ///
 /// Units:     positions count children from 0; a range is [lo, hi) but for `partition`, and lies inside the list.

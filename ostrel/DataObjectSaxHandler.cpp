@@ -1,9 +1,13 @@
 #include "ostrel/DataObjectSaxHandler.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <new>
 #include <utility>
 
 #include "ostrel/Report.h"
+#include "ostrel/StringUtils.h"
 #include "ostrel/WeakPtr.h"
 
 namespace Ostrel {
@@ -14,8 +18,38 @@ namespace {
 enum ReportLine { LINE_TOO_DEEP = 21, LINE_END_ELEMENT = 47 };
 
 const char TEXT_KEY[] = "cdata";
+const uint64_t LARGEST_TEXT = 0x40000; // a larger one is reported by the string
+
+bool store(DataObjectMap& map, const char* name, AutoPtr<DataObject> entry)
+{
+    return OSTREL_CHECK(FATAL, "0 == map.set(name, entry)", entry != nullptr && map.set(name, std::move(entry)) == 0);
+}
 
 } // namespace
+
+void DataObjectSaxHandler::Text::add(const char* piece)
+{
+    uint64_t count = strlen(piece);
+    if (_length + count >= _byteSize) {
+        const uint64_t size = _byteSize + count + 1;
+        if (setByteSize(static_cast<unsigned int>(std::min(size, uint64_t{UINT32_MAX}))) != RC_OK) {
+            OSTREL_CHECK(FATAL, "size > LARGEST_TEXT", size > LARGEST_TEXT);
+            const char* const end = _byteSize == 0 ? nullptr : calculateTruncationPoint(piece, _byteSize - 1 - _length);
+            if (end == nullptr)
+                return;
+            count = static_cast<uint64_t>(end - piece);
+        }
+    }
+    memcpy(getStorage() + _length, piece, count);
+    _length += static_cast<unsigned int>(count);
+    getStorage()[_length] = '\0';
+}
+
+void DataObjectSaxHandler::Text::clear()
+{
+    _length = 0;
+    assign("");
+}
 
 DataObjectSaxHandler::DataObjectSaxHandler() : _stack(), _top(-1) {}
 
@@ -39,7 +73,7 @@ void DataObjectSaxHandler::startElement(const std::string& name, const std::map<
     AutoPtr<DataObjectMap> element(new (std::nothrow) DataObjectMap);
     if (element != nullptr) {
         for (const auto& attribute : attributes)
-            element->set(attribute.first.c_str(), DataObject::createString(attribute.second.c_str()));
+            store(*element, attribute.first.c_str(), DataObject::createString(attribute.second.c_str()));
     }
     push(name.c_str(), std::move(element));
 }
@@ -50,7 +84,7 @@ void DataObjectSaxHandler::push(const char* name, AutoPtr<DataObjectMap> element
     DataObjectMap* const pushed = element.get();
     ++_top;
     // An element that is not in the tree is destroyed here, so that the stack must not keep it.
-    const bool isInTree = parent != nullptr && parent->set(name, std::move(element)) == 0;
+    const bool isInTree = parent != nullptr && store(*parent, name, std::move(element));
     _stack[_top] = isInTree ? pushed : nullptr;
 }
 
@@ -61,21 +95,20 @@ void DataObjectSaxHandler::endElement(const std::string&)
 
     storeText();
     _stack[_top--] = nullptr;
-    // Here alone, so that text ahead of a child counts as the child's. The storage stays, for the next element.
-    _text.assign("");
+    _text.clear(); // here alone, so that text ahead of a child counts as the child's
 }
 
 void DataObjectSaxHandler::storeText()
 {
     _text.trim();
     if (_text.getByteLength() > 0 && _stack[_top] != nullptr)
-        _stack[_top]->set(TEXT_KEY, DataObject::createString(_text));
+        store(*_stack[_top], TEXT_KEY, DataObject::createString(_text));
 }
 
 void DataObjectSaxHandler::charData(const std::string& text)
 {
     // A text over the limit is reported there and cut: the tree is to hold what it can.
-    _text.growAndAppend(text.c_str());
+    _text.add(text.c_str());
 }
 
 void DataObjectSaxHandler::finished()

@@ -14,10 +14,11 @@ namespace Ostrel {
 
 /// Grows a `DataObject` tree from the events of an XML document. For JSON use `DataObjectHandler`.
 ///
+///     const char text[] = "<settings><server><port>8080</port></server></settings>";
 ///     DataObjectSaxHandler handler;
 ///     SAXParser parser(handler);
 ///     parser.startDocument();
-///     parser.parse(text, length);
+///     parser.parse(text, strlen(text));
 ///     parser.endDocument();
 ///     int port = handler.getRoot()->get("settings").get("server").get("port").convertToInt(80);
 ///
@@ -36,9 +37,9 @@ namespace Ostrel {
 /// Units:     texts and names are UTF-8 and end at a NUL byte.
 /// Ownership: the handler shares the tree with those who took `getRoot()`; they leave it unchanged until `finished`.
 /// Errors:    recoverable reports for elements that are too deep and end tags without an element; a malformed document
-///            is reported by the parser. The collected text is a `DynamicString`, with its limit and reports. Without
-///            memory an entry is missing; of a missing element the text is dropped, and its child elements are each
-///            reported (fatal "m_ptr") and dropped.
+///            is reported by the parser. The collected text is a `DynamicString`, with its limit and reports. What
+///            finds no memory is missing, which is a fatal report; of a missing element the text is dropped, and its
+///            child elements are each reported (fatal "m_ptr") and dropped.
 /// Threads:   one handler serves one parser at a time.
 class OSTREL_EXPORT DataObjectSaxHandler : public SAXHandler
 {
@@ -61,13 +62,24 @@ public:
 private:
     static constexpr int STACK_SIZE = 16;
 
+    /// The text so far, with its length, so that a long one is not measured again for each piece.
+    class Text : public DynamicString
+    {
+    public:
+        void add(const char* piece); ///< As `growAndAppend`.
+        void clear();                ///< The storage stays, for the next element.
+
+    private:
+        unsigned int _length = 0; ///< In bytes.
+    };
+
     void push(const char* name, AutoPtr<DataObjectMap> element);
     void storeText();
 
     SharedPtr<DataObject> _root;
     DataObjectMap* _stack[STACK_SIZE]; ///< The root and the open elements, null where memory was exhausted.
     int _top;                          ///< Index of the innermost open one, -1 between documents.
-    DynamicString _text;
+    Text _text;
 };
 
 } // namespace Ostrel

@@ -1,4 +1,4 @@
-#include "ostrel/DescriptorWait.h"
+#include "ostrel/internal/DescriptorWait.h"
 
 #include <poll.h>
 #include <sys/select.h>

@@ -1,6 +1,6 @@
 #include "ostrel/Deserializer.h"
 
-#include "ostrel/Narrowing.h"
+#include "ostrel/internal/Narrowing.h"
 
 namespace Ostrel {
 

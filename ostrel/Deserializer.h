@@ -9,6 +9,7 @@ namespace Ostrel {
 
 /// Reads a document from a stream and tells a handler what is in it.
 ///
+///     ByteArrayInputStream stream("{\"port\": 8080}");
 ///     DataObjectHandler handler;
 ///     json::JsonDeserializer deserializer;
 ///     if (deserializer.parse(stream, handler) != 0)
@@ -16,7 +17,8 @@ namespace Ostrel {
 ///
 /// Units:     keys and texts are NUL-terminated.
 /// Ownership: stream and handler stay the caller's and are used during `parse` only.
-/// Errors:    `parse` gives -1 and `getErrorString()` the reason.
+/// Errors:    `parse` gives -1 and `getErrorString()` the reason, which is then never null. Lack of memory in a handler
+///            is the handler's to tell: `parse` gives 0, and the handler may have nothing.
 /// Threads:   one deserializer belongs to one thread at a time.
 class OSTREL_EXPORT Deserializer : public ErrorReporter
 {
@@ -28,6 +30,10 @@ public:
     ///
     /// Each value comes with the deserializer that found it and with its key, which is null in a list and at the top.
     /// Keys and texts are borrowed for the call. A document may stop in the middle, without its end events.
+    ///
+    /// A handler may throw anything, and its thread may be cancelled inside it: the document ends there, without
+    /// further events, and the exception comes out of `parse`. The deserializer can be used again. `getErrorString()`
+    /// stays that of the parse that ended before.
     class OSTREL_EXPORT Handler
     {
     public:

@@ -148,19 +148,25 @@ private:
     unsigned int _count;
 };
 
-/// A lookup table that owns its entries. It grows by 8 at a time: for a few hundred keys, not for many thousands.
+/// A lookup table that owns its entries. Keys that come in order cost one comparison each, however many there are; one
+/// that belongs further ahead moves the entries behind it, so thousands that come in no order are better kept
+/// elsewhere.
 ///
+///     AutoPtr<DataObject> child = DataObject::parse("[1, 2]");
 ///     DynamicLookupTable<DataObject*, const char*> members;
 ///     DataObject* replaced;
-///     if (members.set("color", child, &replaced) == 0)
+///     if (members.set("color", child.get(), &replaced) == 0) {
+///         child.release();
 ///         delete replaced;
+///     }
 ///     delete members.remove("COLOR");
 ///
 /// Units:     sizes and indexes count entries; they are kept in the order of the keys.
 /// Ownership: keys of type `const char*` are copied and the copies freed with their entries. Values that are plain
 ///            pointers stay the caller's: what `set` replaces and `remove` takes out is handed back, what is left in
 ///            the table is not deleted.
-/// Errors:    `set` returns -1 when memory is exhausted and leaves the table as it was.
+/// Errors:    `set` returns -1 when memory is exhausted and leaves the table as it was. The value given to it is used
+///            up all the same: one that owns something has then released it.
 /// Threads:   not synchronized.
 template <class V, class K, class Less = LessOperator<K>>
 class DynamicLookupTable : public BinaryLookupTable<V, K, Less>

@@ -4,6 +4,8 @@
 
 /// `PropertyMap` that owns its buffer, a copy of another map's.
 ///
+///     unsigned char buffer[256];
+///     PropertyMap received(buffer, sizeof(buffer));
 ///     DynamicPropertyMap kept(received);
 ///
 /// Units:     sizes are bytes; the buffer has the size of the original and never grows.

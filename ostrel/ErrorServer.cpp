@@ -10,7 +10,6 @@ namespace Ostrel {
 
 namespace {
 
-const size_t MESSAGE_SIZE = 1024;
 const int LINE_POLICY = 73; // log collectors match on file and line, so the number outlives edits
 
 // Static initialisers of other files may report, so these exist before any of theirs run.

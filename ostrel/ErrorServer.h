@@ -30,6 +30,10 @@ enum class Severity { FATAL, RECOVERABLE, TRIVIAL };
 
 /// The process-wide place to which the library reports every failure.
 ///
+///     struct LoggingPolicy : ErrorServer::DefaultPolicy
+///     {
+///         void fatal(const char* message) override { fprintf(stderr, "%s\n", message); }
+///     };
 ///     Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(new LoggingPolicy));
 ///
 /// Until a policy is installed, reports are dropped. A report never stops anything by itself, not even a fatal one:
@@ -42,6 +46,8 @@ enum class Severity { FATAL, RECOVERABLE, TRIVIAL };
 class OSTREL_EXPORT ErrorServer
 {
 public:
+    static constexpr unsigned int MESSAGE_SIZE = 1024; ///< With the terminator; a longer message is cut.
+
     /// What is installed at first: does nothing. Derive from it to receive some severities only.
     class OSTREL_EXPORT DefaultPolicy : public ErrorPolicy
     {
@@ -56,12 +62,12 @@ public:
     ErrorServer(const ErrorServer&) = delete;
     ErrorServer& operator=(const ErrorServer&) = delete;
 
-    void fatal(const char* format, ...);
-    void recoverable(const char* format, ...);
-    void trivial(const char* format, ...);
+    [[gnu::format(printf, 2, 3)]] void fatal(const char* format, ...);
+    [[gnu::format(printf, 2, 3)]] void recoverable(const char* format, ...);
+    [[gnu::format(printf, 2, 3)]] void trivial(const char* format, ...);
 
     /// As the three above, for those who hold their arguments in a `va_list`.
-    void report(Severity severity, const char* format, va_list arguments);
+    [[gnu::format(printf, 3, 0)]] void report(Severity severity, const char* format, va_list arguments);
 
     /// Installs `policy` and destroys the previous one, which may still report while it goes. An empty pointer is
     /// ignored.

@@ -1,4 +1,4 @@
-#include "ostrel/EscapedPiece.h"
+#include "ostrel/internal/EscapedPiece.h"
 
 #include <cstddef>
 #include <cstring>
@@ -118,7 +118,7 @@ public:
 #endif
 
 template <EscapeRule RULE, class AnyBlock>
-__attribute__((always_inline)) inline uint64_t findSpecials(const AnyBlock& block)
+__attribute__((always_inline)) inline constexpr uint64_t findSpecials(const AnyBlock& block)
 {
     const auto always = block.equal('"') | block.equal('\\');
     if (RULE == JSON_ESCAPES)
@@ -126,6 +126,34 @@ __attribute__((always_inline)) inline uint64_t findSpecials(const AnyBlock& bloc
     // From backspace to carriage return each has a letter, but the vertical tab.
     return block.gather(always | (block.below('\r' + 1) & ~block.below('\b') & ~block.equal('\v')));
 }
+
+/// A block of one byte, for the compiler.
+class ByteBlock
+{
+public:
+    explicit constexpr ByteBlock(int byte) : _byte(byte) {}
+
+    constexpr unsigned int equal(unsigned char byte) const { return _byte == byte ? 1 : 0; }
+    constexpr unsigned int below(unsigned char byte) const { return _byte < byte ? 1 : 0; }
+    static constexpr uint64_t gather(unsigned int marks) { return marks & 1; }
+
+private:
+    int _byte;
+};
+
+/// The search and the table name the same bytes. The terminator is in no block.
+template <EscapeRule RULE>
+constexpr bool isSearchedAsListed()
+{
+    for (int byte = 1; byte < 256; ++byte) {
+        const bool isListed = ESCAPES<RULE>[static_cast<char>(byte)] != EscapeTable::COPIED;
+        if (isListed != (findSpecials<RULE>(ByteBlock(byte)) != 0))
+            return false;
+    }
+    return true;
+}
+
+static_assert(isSearchedAsListed<JSON_ESCAPES>() && isSearchedAsListed<XML_ESCAPES>(), "two lists of the same bytes");
 
 template <EscapeRule RULE>
 bool isPlain(uint64_t first, uint64_t second)

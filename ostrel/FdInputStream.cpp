@@ -6,7 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "ostrel/DescriptorWait.h"
+#include "ostrel/internal/CancellationPause.h"
+#include "ostrel/internal/DescriptorWait.h"
 
 namespace Ostrel {
 
@@ -29,6 +30,7 @@ FdInputStream::FdInputStream(int fd, bool own)
 
 FdInputStream::~FdInputStream()
 {
+    const CancellationPause pause;
     if (_own && _fd >= 0)
         close(_fd);
 }

@@ -10,8 +10,9 @@ namespace Ostrel {
 /// For a stdio file use `FileInputStream`; for single bytes put a `BufferedInputStream` in front, but mind that it asks
 /// for whole buffers, which a live source fills slowly.
 ///
-///     FdInputStream in(pipeEnd, true);
+///     FdInputStream in(open("/dev/ttyS0", O_RDONLY), true);
 ///     in.setTimeOut(2);
+///     unsigned char message[16];
 ///     const int count = in.read(message, sizeof(message)); // short when 2 s passed without a byte
 ///
 /// Units:     bytes; the time-out is in seconds and starts again with every wait.
@@ -28,7 +29,8 @@ public:
 
     /// Returns when `size` bytes are there, at the end of the file, at a time-out, or when a wait fails or is
     /// interrupted. A failed read is tried again: without a time-out a non-blocking descriptor is polled without pause
-    /// until data or the end arrives, and a descriptor that cannot be read at all keeps the call for good.
+    /// until data or the end arrives. A descriptor that cannot be read at all keeps the call for good, and busy; with a
+    /// time-out too where it counts as readable, as a directory does or a terminal that was hung up.
     int read(unsigned char* buffer, unsigned int size) override;
 
     /// 0 means no time-out. Also makes the descriptor blocking, or with 0 non-blocking: call `setBlocking(true)`

@@ -6,6 +6,8 @@
 #include <new>
 #include <time.h>
 
+#include "ostrel/internal/CancellationPause.h"
+
 namespace Ostrel {
 
 namespace {
@@ -52,6 +54,7 @@ FifoBuffer::FifoBuffer(unsigned int size)
 
 FifoBuffer::~FifoBuffer()
 {
+    const CancellationPause pause; // a deleter may unmap or close
     if (_deleter != nullptr)
         _deleter(_buffer);
 }

@@ -9,15 +9,23 @@ namespace Ostrel {
 /// A ring of bytes between one thread that writes and one that reads. Writing copies into the ring; reading lends a
 /// piece of it, which is free again from the next read on.
 ///
-///     fifo.write(bytes, count); // producer
-///     fifo.closeWrite();
+///     void produce(FifoBuffer& fifo)
+///     {
+///         unsigned char bytes[] = {1, 2, 3};
+///         fifo.write(bytes, sizeof(bytes));
+///         fifo.closeWrite();
+///     }
 ///
-///     unsigned char* data;      // consumer
-///     for (int count; (count = fifo.read(data)) != -1;)
-///         consume(data, count);
+///     void consume(FifoBuffer& fifo)
+///     {
+///         unsigned char* data;
+///         for (int count; (count = fifo.read(data)) != -1;)
+///             fwrite(data, 1, static_cast<size_t>(count), stdout);
+///     }
 ///
 /// Units:     bytes.
-/// Ownership: data is copied in; the storage is freed with the deleter it came with, or stays the caller's.
+/// Ownership: data is copied in; the storage is freed with the deleter it came with, or stays the caller's. A ring is
+///            never destroyed while somebody is in a call, so wait for both threads first; what is lent goes with it.
 /// Errors:    none are reported. Without memory for a storage of its own the ring has size 0.
 /// Threads:   one writes and one reads at the same time. Both block, as cancellation points; a cancelled thread leaves
 ///            the ring unlocked, and what it had written in. A side that waits gives up its turn some times before

@@ -6,7 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "ostrel/DescriptorWait.h"
+#include "ostrel/internal/CancellationPause.h"
+#include "ostrel/internal/DescriptorWait.h"
 
 namespace Ostrel {
 
@@ -16,6 +17,7 @@ FileInputStream::FileInputStream(FILE* file, bool own, unsigned int budget, unsi
 
 FileInputStream::~FileInputStream()
 {
+    const CancellationPause pause;
     if (_own && _file != nullptr)
         fclose(_file);
 }

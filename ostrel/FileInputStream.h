@@ -12,15 +12,19 @@ namespace Ostrel {
 /// Reads from a stdio file, at most up to a byte budget.
 ///
 /// For a bare descriptor use `FdInputStream`. Each pass waits for the descriptor before it reads, so on a pipe or a
-/// terminal the time-out matters; regular files are always ready.
+/// terminal the time-out matters; regular files are always ready. It bounds the waits only: stdio then reads until it
+/// has all that is wanted, which on a blocking descriptor takes as long as it takes. Call `setNonBlocking()` first
+/// where a read has to end in time.
 ///
 ///     FileInputStream in(fopen("settings.json", "r"), true);
-///     json::JsonParser(&handler).parse(&in);
+///     DataObjectHandler handler;
+///     json::JsonDeserializer().parse(in, handler);
 ///
 /// Units:     bytes; the time-out is in seconds and holds for one `read` as a whole.
 /// Ownership: the file is closed by the destructor only when `own` is set; a null file is allowed.
 /// Errors:    `read` gives -1 without a file. A failure of the file looks like the end: what was read before is
-///            delivered, and `getErrorString()` is then not null.
+///            delivered, and `getErrorString()` is then not null. A failed wait leaves no error text: a file without a
+///            descriptor (`fmemopen`), and one whose descriptor was closed, read as empty.
 /// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT FileInputStream : public InputStream
 {

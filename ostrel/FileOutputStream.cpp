@@ -2,12 +2,15 @@
 
 #include <cstring>
 
+#include "ostrel/internal/CancellationPause.h"
+
 namespace Ostrel {
 
 FileOutputStream::FileOutputStream(FILE* file, bool own) : _file(file), _own(own) {}
 
 FileOutputStream::~FileOutputStream()
 {
+    const CancellationPause pause;
     if (_own && _file != nullptr)
         fclose(_file);
 }

@@ -1,4 +1,4 @@
-#include "ostrel/IntegerPiece.h"
+#include "ostrel/internal/IntegerPiece.h"
 
 #include <cmath>
 #include <cstring>

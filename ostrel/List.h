@@ -32,11 +32,15 @@ private:
 ///
 /// To hold values, or to reach them by index, use `ArrayList`.
 ///
-///     class Job : public SListNode { ... };
+///     struct Job : SListNode
+///     {
+///         int duration = 2;
+///     };
+///     Job job;
 ///     SListBase jobs;
 ///     jobs.pushBack(job);
 ///     for (SListBase::BaseIterator it = jobs.begin(); it.isValid(); it.next())
-///         run(static_cast<Job&>(*it.get()));
+///         sleep(static_cast<Job&>(*it.get()).duration);
 ///
 /// Units:     none.
 /// Ownership: the nodes stay the caller's. A list that goes leaves them as they are; call `empty()` before.

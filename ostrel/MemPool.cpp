@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
-#include <new>
+
+#include "ostrel/ArrayAllocation.h"
 
 namespace Ostrel {
 
@@ -94,8 +95,7 @@ DynamicMemPool::DynamicMemPool(unsigned int chunkSize, unsigned int chunkCount)
     : _chunkSize(chunkSize), _ownsStorage(true)
 {
     const uint64_t size = uint64_t(chunkCount) * chunkSize + getBitmapSize(chunkCount);
-    unsigned char* const storage =
-        size > PTRDIFF_MAX ? nullptr : new (std::nothrow) unsigned char[static_cast<size_t>(size)];
+    unsigned char* const storage = allocateArray<unsigned char>(size);
     layOut(storage, storage == nullptr ? 0 : chunkCount);
 }
 

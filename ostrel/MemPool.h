@@ -50,7 +50,7 @@ protected:
 ///
 /// For blocks of different sizes that are freed in reverse order use `HeapStack`.
 ///
-///     DynamicMemPool pool(sizeof(Node), 100);
+///     DynamicMemPool pool(sizeof(timespec), 100);
 ///     void* memory = pool.allocate();
 ///     pool.release(memory);
 ///
@@ -133,8 +133,10 @@ inline void* DynamicMemPool::allocate()
 inline void DynamicMemPool::release(void* chunk)
 {
     const size_t offset = reinterpret_cast<uintptr_t>(chunk) - reinterpret_cast<uintptr_t>(_storage);
-    if (offset >= static_cast<size_t>(_bitmap - _storage) && _chunkSize != 0)
-        return; // the last bitmap byte may have bits behind those of the chunks
+    // Outside there may be a bit all the same: the last byte of the bitmap has bits behind those of the chunks. Chunks
+    // of no bytes are all at the storage's own address.
+    if (offset >= static_cast<size_t>(_bitmap - _storage) && (_chunkSize != 0 || offset != 0))
+        return;
 
     unsigned char* const byte =
         _reciprocal != 0 ? giveBack(static_cast<size_t>(static_cast<uint64_t>(offset) * _reciprocal >> 32), _bitmap)

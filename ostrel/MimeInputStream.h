@@ -10,10 +10,11 @@ namespace Ostrel {
 /// Delivers what another stream reads as base64 text (RFC 2045): lines of 76 characters, each ended by CR LF, with '='
 /// at the end. It encodes only.
 ///
-///     SharedPtr<InputStream> file(new (std::nothrow) FileInputStream("photo.jpg"));
+///     SharedPtr<InputStream> file(new (std::nothrow) FileInputStream(fopen("photo.jpg", "r"), true));
 ///     MimeInputStream text(file, 7800);
-///     while ((count = text.read(buffer, sizeof(buffer))) > 0)
-///         send(buffer, count);
+///     unsigned char buffer[4096];
+///     for (int count; (count = text.read(buffer, sizeof(buffer))) > 0;)
+///         fwrite(buffer, 1, static_cast<size_t>(count), stdout);
 ///
 /// A last line that is shorter than 76 characters has no CR LF. The source is read once for each `size` / 78 * 57
 /// bytes, and what one such read gives is encoded by itself: a source that gives less in the middle of its data leaves

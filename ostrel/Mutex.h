@@ -70,9 +70,16 @@ private:
 
 /// Holds a `CheckedMutex` for a scope. Scopes of one thread may nest: only the outermost unlocks.
 ///
-///     void Queue::pushAll() // calls push(), which opens the same guard
+///     void push(CheckedMutex& mutex)
 ///     {
-///         NestedScopeLock guard(_mutex);
+///         NestedScopeLock guard(mutex);
+///     }
+///
+///     void pushAll(CheckedMutex& mutex)
+///     {
+///         NestedScopeLock guard(mutex);
+///         push(mutex); // opens the same guard
+///     }
 ///
 /// Units:     milliseconds.
 /// Ownership: the mutex outlives the guard.
@@ -87,7 +94,8 @@ public:
     {}
 
     /// Tries `attempts` times to get the mutex and sleeps `intervalMs` after each failure, the last one included. A
-    /// mutex that the caller holds already counts as a failure too. A cancellation point.
+    /// mutex that the caller holds already counts as a failure too. A signal handler ends the sleep that it interrupts,
+    /// so the tries are over sooner. A cancellation point while it sleeps, when it holds nothing.
     NestedScopeLock(CheckedMutex& mutex, unsigned int intervalMs, unsigned int attempts);
 
     ~NestedScopeLock()

@@ -1,21 +1,14 @@
 #include "ostrel/PropertyMap.h"
 
 #include "ostrel/Assert.h"
-#include "ostrel/PropertyMapTable.h"
+#include "ostrel/internal/PropertyMapTable.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
-
-namespace {
-
-const unsigned int SIZE_OFFSET = 0;
-const unsigned int KEY_TABLE_OFFSET = 4;
-
-} // namespace
 
 PropertyMap::PropertyMap(unsigned char* buffer, unsigned int size) : _buffer(buffer)
 {
     OSTREL_ASSERT_TEXT(size >= 8 && size <= 0x00FFFFFF, "size >= 8 && size <= 0x00FFFFFF");
-    storeU32(_buffer + SIZE_OFFSET, size);
+    storeMapSize(_buffer, size);
     setKeyTableOffset(size);
 }
 
@@ -23,21 +16,21 @@ PropertyMap::~PropertyMap() = default;
 
 uint32_t PropertyMap::getSize() const
 {
-    const uint32_t size = loadU32(_buffer + SIZE_OFFSET);
+    const uint32_t size = loadMapSize(_buffer);
     OSTREL_ASSERT_TEXT(size >= 8 && size <= 0x00FFFFFF, "size >= 8 && size <= 0x00FFFFFF");
     return size;
 }
 
 uint32_t PropertyMap::getKeyTableOffset() const
 {
-    return loadU32(_buffer + KEY_TABLE_OFFSET);
+    return loadTableOffset(_buffer);
 }
 
 void PropertyMap::setKeyTableOffset(uint32_t offset)
 {
     OSTREL_ASSERT_TEXT(offset >= 2 * sizeof(uint32_t) && offset <= getSize(),
                        "offset >= 2 * sizeof(uint32_t) && offset <= getSize()");
-    storeU32(_buffer + KEY_TABLE_OFFSET, offset);
+    storeTableOffset(_buffer, offset);
 }
 
 unsigned int PropertyMap::getNumEntries() const
@@ -60,43 +53,44 @@ PropertyMap::KeyValuePair* PropertyMap::entryAt(unsigned int index) const
 
 uint32_t PropertyMap::getBufferEnd() const
 {
-    return findBufferEnd(PropertyMapTable(*this, _buffer), _buffer);
+    return static_cast<uint32_t>(findBufferEnd(PropertyMapTable(*this, _buffer), _buffer));
 }
 
 uint32_t PropertyMap::getEmptySpace() const
 {
-    const uint32_t keyOffset = getKeyTableOffset();
-    const uint32_t bufferEnd = getBufferEnd();
+    const PropertyMapTable table(*this, _buffer);
+    const uint32_t keyOffset = table.offset;
+    const uint64_t bufferEnd = findBufferEnd(table, _buffer);
     OSTREL_ASSERT_TEXT(keyOffset >= bufferEnd, "keyOffset >= bufferEnd");
-    return keyOffset - bufferEnd;
+    return keyOffset - static_cast<uint32_t>(bufferEnd);
 }
 
 uint32_t PropertyMap::getValueSize(PropertyMap_ValueType type, unsigned int offset) const
 {
-    return getStoredSize(type, _buffer + offset);
+    return static_cast<uint32_t>(getStoredSize(type, _buffer + offset));
 }
 
 int PropertyMap::getKey(const KeyValuePair* entry)
 {
-    return getEntryKey(entry);
+    return PropertyMapEntry(entry).getKey();
 }
 
 PropertyMap_ValueType PropertyMap::getValueType(const KeyValuePair* entry)
 {
-    const unsigned int type = getRawType(entry);
+    const unsigned int type = PropertyMapEntry(entry).getRawType();
     OSTREL_ASSERT_TEXT(type < PM_MAX_TYPE, "type < PM_MAX_TYPE");
     return static_cast<PropertyMap_ValueType>(type);
 }
 
 uint32_t PropertyMap::getValueOffset(const KeyValuePair* entry)
 {
-    return getEntryValue(entry);
+    return PropertyMapEntry(entry).getValueOffset();
 }
 
 bool PropertyMap::isOffsetStored(const KeyValuePair* entry)
 {
     getValueType(entry); // for its check
-    return isEntryOffsetStored(entry);
+    return PropertyMapEntry(entry).isOffsetStored();
 }
 
 /// The nested map as it lies in the buffer, behind its length word.
@@ -110,7 +104,7 @@ uint32_t PropertyMap::getUnusedSpace() const
     uint32_t unused = getEmptySpace();
     const KeyValuePair* entry = getKeyTableEntry();
     for (unsigned int left = getNumEntries(); left != 0; --left, ++entry) {
-        if (getRawType(entry) == PM_TYPE_PROPERTY_MAP)
+        if (PropertyMapEntry(entry).getValueType() == PM_TYPE_PROPERTY_MAP)
             unused += getNestedMap(entry).getUnusedSpace();
     }
     return unused;
@@ -129,7 +123,7 @@ bool PropertyMap::hasKey(int key) const
 
 void PropertyMap::resetOffset(KeyValuePair* pair, uint32_t offset)
 {
-    createKeyValuePairWithOffset(pair, getKey(pair), getValueType(pair), offset);
+    storeValueOffset(pair, offset);
     OSTREL_ASSERT_TEXT(offset == getValueOffset(pair), "offset == getValueOffset(pair)");
 }
 
@@ -148,7 +142,7 @@ PropertyMap_ReturnCode PropertyMap::getAllKeys(int* keys, unsigned int maxKeys, 
     const unsigned int fitting = count < maxKeys ? count : maxKeys;
     const KeyValuePair* table = getKeyTableEntry();
     for (unsigned int i = 0; i < fitting; ++i)
-        keys[i] = getEntryKey(table + i);
+        keys[i] = PropertyMapEntry(table + i).getKey();
     *numKeys = fitting;
     return fitting < count ? PM_RC_BUFFER_TOO_SMALL : PM_RC_OK;
 }

@@ -13,21 +13,26 @@
 /// owns its memory `DynamicPropertyMap`, for C `ostrel/property_map.h`. Both byte formats are in
 /// `docs/property-map-format.md`.
 ///
+///     enum { VOLUME = 1, TITLE = 2 };
 ///     unsigned char buffer[256];
 ///     PropertyMap map(buffer, sizeof(buffer));
 ///     map.insert(VOLUME, 7);
 ///     map.insert(TITLE, "Aria");
 ///     int volume = 0;
-///     if (map.get(VOLUME, &volume) == PM_RC_OK) ...
+///     if (map.get(VOLUME, &volume) == PM_RC_OK)
+///         printf("%d\n", volume);
 ///
 /// Units:     sizes, lengths and offsets are bytes. An entry costs 8 bytes besides its value, and keys outside
 ///            0..0x00FFFFFF cost 4 more for integers and floats.
-/// Ownership: the buffer stays the caller's, at any address, aligned or not; the heap is never touched. Returned
-///            pointers point into the buffer and hold until the next change of the map.
-/// Errors:    a `PropertyMap_ReturnCode`; a refused insert or set leaves every byte as it was. Misuse (a size outside
-///            8..0x00FFFFFF, a broken header) stops the process. Nothing else is checked: bytes from another process go
-///            through `isWellFormed` or `isWellFormedExternalized` first.
-/// Threads:   not synchronized.
+/// Ownership: the buffer stays the caller's, at any address, aligned or not; the heap is never touched, except by
+///            `isWellFormed`. Returned pointers point into the buffer and hold until the next change of the map.
+/// Errors:    a `PropertyMap_ReturnCode`; a refused insert or set leaves every byte as it was. What is found wrong on
+///            the way stops the process: a size word outside 8..0x00FFFFFF, a key table behind the end or below the
+///            values, an unknown type. Other broken bytes are not noticed, so what another process wrote goes through
+///            `isWellFormed` or `isWellFormedExternalized` first. Pointers and maps given must not be null unless a
+///            function says otherwise.
+/// Threads:   not synchronized, nor between processes that share the buffer: a change is many writes. Keep readers out
+///            while one is made.
 class OSTREL_EXPORT PropertyMap
 {
 public:
@@ -52,11 +57,15 @@ public:
 
     /// Whether the bytes can be used as a map without any operation leaving them: header, entries strictly in order,
     /// values inside the value area and apart from each other, texts terminated, nested maps likewise and at most
-    /// `MAX_CHECKED_DEPTH` deep. The map may be smaller than `size`. Never reads outside.
+    /// `MAX_CHECKED_DEPTH` deep. The map may be smaller than `size`. Never reads outside, whatever another process
+    /// writes meanwhile; but then the answer says nothing about the bytes that are there afterwards. Where others can
+    /// still write, copy first and check the copy. Maps with more than 32 KB of values take an eighth of a byte from
+    /// the heap for each byte of those, released again; where it is refused, the check takes longer.
     static bool isWellFormed(const unsigned char* buffer, unsigned int size);
 
     /// Whether the bytes begin with a complete externalized form, its keys strictly in order, which `initialize` can
-    /// read into a buffer of `externalizedSize` bytes. Then `*consumed` (which may be null) is the form's length.
+    /// read into a buffer of `externalizedSize` bytes. That may be more than the records need; the rest stays free.
+    /// Then `*consumed` (which may be null) is the form's length.
     static bool isWellFormedExternalized(const unsigned char* data, unsigned int length, unsigned int* consumed);
 
     /// How deep maps may nest in what the two checks accept, since every level costs the readers stack.
@@ -71,7 +80,8 @@ public:
     PropertyMap_ReturnCode insert(int key, const unsigned char* data, unsigned int length);
     /// The other map's whole buffer is copied, free space included.
     PropertyMap_ReturnCode insert(int key, const PropertyMap& other);
-    /// Binary data or a nested map, as `type` says. Null data reserves the bytes without clearing them.
+    /// Binary data or a nested map, as `type` says. Null data reserves the bytes without clearing them. Other types are
+    /// not refused, and their entries then hold what is no value of theirs: do not give them.
     PropertyMap_ReturnCode insert(int key, const unsigned char* data, unsigned int length, PropertyMap_ValueType type);
     PropertyMap_ReturnCode insert(int key, const void* pointer) = delete; // would become a boolean
 
@@ -144,10 +154,13 @@ public:
     /// The buffer size that `initialize` needs for the form at `data`.
     static unsigned int externalizedSize(const unsigned char* data);
 
-    /// Replaces the content by that of the form at `*cursor`, which moves behind what was read. The form must be
-    /// complete. PM_RC_BUFFER_TOO_SMALL: this buffer is smaller than the form asks for; the map is empty.
-    /// PM_RC_TYPE_MISMATCH: an unknown type; the map is empty. PM_RC_KEY_EXISTS, PM_RC_NO_SPACE: the form contradicts
-    /// itself; the entries before that stay.
+    /// Replaces the content by that of the form at `*cursor`, which moves behind what was read. Keys may come in any
+    /// order; ascending is fastest, and `isWellFormedExternalized` accepts no other. PM_RC_BUFFER_TOO_SMALL: this
+    /// buffer is smaller than the form asks for; the map is empty. PM_RC_TYPE_MISMATCH: an unknown type; the map is
+    /// empty. PM_RC_KEY_EXISTS, PM_RC_NO_SPACE: the form contradicts itself; the entries before that stay. What a
+    /// nested form fails with is the code here too; the entries before it and the nested map's own stay. The form's end
+    /// is not known: one that is cut off is read beyond, and a nested size outside 8..0x00FFFFFF stops the process.
+    /// Check forms from outside.
     PropertyMap_ReturnCode initialize(const unsigned char** cursor);
 
     void printContent() const; ///< Every entry and the overhead, on standard output.
@@ -190,18 +203,24 @@ private:
     PropertyMap_ReturnCode findEntryOfType(int key, PropertyMap_ValueType type, KeyValuePair** entry) const;
     PropertyMap_ReturnCode getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const;
     void insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value);
-    PropertyMap_ReturnCode resizeValue(const KeyValuePair* entry, uint64_t newSize);
+    PropertyMap_ReturnCode resizeValue(const KeyValuePair* pair, uint64_t newSize);
     uint32_t adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment adjustment);
     static void resetOffset(KeyValuePair* pair, uint32_t offset);
     unsigned int getFormLength() const;
+    unsigned int writeForm(unsigned char* dest, unsigned int destSize, uint32_t* usedSize) const;
     void printEntry(const KeyValuePair* entry) const;
     void writeBinaryValue(uint32_t offset, const unsigned char* data, unsigned int length);
 };
 
 /// Walks the entries of a `PropertyMap` in the order of their keys.
 ///
-///     for (PropertyMap::Iterator i = map.begin(); i != map.end(); ++i)
-///         if (i.getType() == PM_TYPE_INT) ...
+///     void printKeysOfIntegers(const PropertyMap& map)
+///     {
+///         for (PropertyMap::Iterator i = map.begin(); i != map.end(); ++i) {
+///             if (i.getType() == PM_TYPE_INT)
+///                 printf("%d\n", i.getKey());
+///         }
+///     }
 ///
 /// Units:     `getDataSize` gives bytes.
 /// Ownership: points into the map and its buffer; dead after any change of the map.
@@ -226,10 +245,19 @@ public:
     unsigned int getDataSize() const;
 
     /// Every `get` that the map has for an entry.
-    template <class... Outputs>
-    PropertyMap_ReturnCode get(Outputs... outputs) const
+    template <class Value>
+    PropertyMap_ReturnCode get(Value* value) const
     {
-        return _map->get(_entry, outputs...);
+        return _map->get(_entry, value);
+    }
+    PropertyMap_ReturnCode get(char* dest, unsigned int destSize) const { return _map->get(_entry, dest, destSize); }
+    PropertyMap_ReturnCode get(unsigned char* dest, unsigned int destSize, unsigned int* length) const
+    {
+        return _map->get(_entry, dest, destSize, length);
+    }
+    PropertyMap_ReturnCode get(const unsigned char** ref, unsigned int* length) const
+    {
+        return _map->get(_entry, ref, length);
     }
 
 private:

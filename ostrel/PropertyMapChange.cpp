@@ -1,6 +1,6 @@
 #include "ostrel/PropertyMap.h"
 
-#include "ostrel/PropertyMapTable.h"
+#include "ostrel/internal/PropertyMapTable.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 
@@ -27,20 +27,20 @@ PropertyMap_ReturnCode PropertyMap::getInsertionPoint(int key, uint64_t valueSiz
     if (position.found)
         return PM_RC_KEY_EXISTS;
     // 64 bits: the sum with a caller's length must not wrap.
-    const uint32_t bufferEnd = findBufferEnd(table, _buffer);
+    const uint64_t bufferEnd = findBufferEnd(table, _buffer);
     if (table.offset < bufferEnd + valueSize + PROPERTY_MAP_ENTRY_SIZE)
         return PM_RC_NO_SPACE;
-    *point = {position.index, bufferEnd};
+    *point = {position.index, static_cast<uint32_t>(bufferEnd)};
     return PM_RC_OK;
 }
 
 void PropertyMap::insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value)
 {
-    const uint32_t offset = loadU32(_buffer + sizeof(uint32_t)) - PROPERTY_MAP_ENTRY_SIZE;
+    const uint32_t offset = loadTableOffset(_buffer) - PROPERTY_MAP_ENTRY_SIZE;
     KeyValuePair* table = reinterpret_cast<KeyValuePair*>(_buffer + offset);
     moveEntries(table, table + 1, index);
     createKeyValuePairWithOffset(table + index, key, type, value);
-    storeU32(_buffer + sizeof(uint32_t), offset);
+    storeTableOffset(_buffer, offset);
 }
 
 template <class Value>
@@ -140,7 +140,7 @@ PropertyMap_ReturnCode PropertyMap::findEntryOfType(int key, PropertyMap_ValueTy
     if (!position.found)
         return PM_RC_KEY_NOT_FOUND;
     *entry = reinterpret_cast<KeyValuePair*>(_buffer + table.offset) + position.index;
-    return getEntryType(*entry) == type ? PM_RC_OK : PM_RC_TYPE_MISMATCH;
+    return PropertyMapEntry(*entry).getValueType() == type ? PM_RC_OK : PM_RC_TYPE_MISMATCH;
 }
 
 template <class Value>
@@ -148,9 +148,11 @@ PropertyMap_ReturnCode PropertyMap::setPrimitiveValue(int key, PropertyMap_Value
 {
     KeyValuePair* entry;
     const PropertyMap_ReturnCode code = findEntryOfType(key, type, &entry);
-    if (code == PM_RC_OK)
-        storeWord(isEntryOffsetStored(entry) ? _buffer + getEntryValue(entry) : entry->bytes + 4, value);
-    return code;
+    if (code != PM_RC_OK)
+        return code;
+    const PropertyMapEntry found(entry);
+    storeWord(found.isOffsetStored() ? _buffer + found.getValueOffset() : entry->bytes + 4, value);
+    return PM_RC_OK;
 }
 
 PropertyMap_ReturnCode PropertyMap::set(int key, int value)
@@ -173,7 +175,7 @@ PropertyMap_ReturnCode PropertyMap::set(int key, bool value)
     KeyValuePair* entry;
     const PropertyMap_ReturnCode code = findEntryOfType(key, PM_TYPE_BOOL, &entry);
     if (code == PM_RC_OK)
-        createKeyValuePairWithOffset(entry, key, PM_TYPE_BOOL, value ? 1 : 0);
+        storeValueOffset(entry, value ? 1 : 0);
     return code;
 }
 
@@ -186,7 +188,7 @@ PropertyMap_ReturnCode PropertyMap::set(int key, const char* text)
     const size_t size = strlen(text) + 1;
     code = resizeValue(entry, size);
     if (code == PM_RC_OK)
-        memcpy(_buffer + getEntryValue(entry), text, size);
+        memcpy(_buffer + PropertyMapEntry(entry).getValueOffset(), text, size);
     return code;
 }
 
@@ -211,15 +213,16 @@ PropertyMap_ReturnCode PropertyMap::set(int key, const unsigned char* data, unsi
         return PM_RC_TYPE_MISMATCH; // what these entries hold need not even be an offset
     code = resizeValue(entry, static_cast<uint64_t>(length) + PROPERTY_MAP_LENGTH_SIZE);
     if (code == PM_RC_OK)
-        writeBinaryValue(getEntryValue(entry), data, length);
+        writeBinaryValue(PropertyMapEntry(entry).getValueOffset(), data, length);
     return code;
 }
 
 /// Makes room for `newSize` bytes at the value's place, which stays, and moves what follows.
-PropertyMap_ReturnCode PropertyMap::resizeValue(const KeyValuePair* entry, uint64_t newSize)
+PropertyMap_ReturnCode PropertyMap::resizeValue(const KeyValuePair* pair, uint64_t newSize)
 {
-    const uint32_t valueOffset = getEntryValue(entry);
-    const uint32_t oldSize = getStoredSize(getEntryType(entry), _buffer + valueOffset);
+    const PropertyMapEntry entry(pair);
+    const uint32_t valueOffset = entry.getValueOffset();
+    const uint32_t oldSize = getValueSize(entry.getValueType(), valueOffset);
     if (newSize == oldSize)
         return PM_RC_OK;
     if (newSize > oldSize && getEmptySpace() < newSize - oldSize)
@@ -241,12 +244,14 @@ PropertyMap_ReturnCode PropertyMap::resizeValue(const KeyValuePair* entry, uint6
 /// Shifts the offsets of all values behind the one at `valueOffset`. Returns where the value area ended before.
 uint32_t PropertyMap::adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment adjustment)
 {
-    const uint32_t end = getBufferEnd();
-    KeyValuePair* entry = entryAt(0);
-    for (unsigned int left = getNumEntries(); left != 0; --left, ++entry) {
-        const uint32_t offset = getEntryValue(entry);
-        if (offset > valueOffset && isEntryOffsetStored(entry))
-            resetOffset(entry, adjustment == INCREASE ? offset + by : offset - by);
+    // Bytes up to here will be moved: where a value reaches into the key table, this stops.
+    const uint32_t end = getKeyTableOffset() - getEmptySpace();
+    KeyValuePair* pair = entryAt(0);
+    for (unsigned int left = getNumEntries(); left != 0; --left, ++pair) {
+        const PropertyMapEntry entry(pair);
+        const uint32_t offset = entry.getValueOffset();
+        if (offset > valueOffset && entry.isOffsetStored())
+            resetOffset(pair, adjustment == INCREASE ? offset + by : offset - by);
     }
     return end;
 }
@@ -257,10 +262,11 @@ PropertyMap_ReturnCode PropertyMap::removeKey(int key)
     if (index < 0)
         return PM_RC_KEY_NOT_FOUND;
 
-    const KeyValuePair* entry = entryAt(static_cast<unsigned int>(index));
-    if (isOffsetStored(entry)) {
-        const uint32_t valueOffset = getEntryValue(entry);
-        const uint32_t size = getStoredSize(getEntryType(entry), _buffer + valueOffset);
+    const PropertyMapEntry entry(entryAt(static_cast<unsigned int>(index)));
+    const PropertyMap_ValueType type = entry.getValueType();
+    if (entry.isOffsetStored()) {
+        const uint32_t valueOffset = entry.getValueOffset();
+        const uint32_t size = getValueSize(type, valueOffset);
         const uint32_t end = adjustOffset(valueOffset, size, DECREASE);
         const uint32_t following = valueOffset + size;
         if (end > following)

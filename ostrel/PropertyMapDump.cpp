@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "ostrel/PropertyMapEntry.h"
+#include "ostrel/internal/PropertyMapEntry.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 
@@ -32,8 +32,8 @@ unsigned int getOverhead(int key, PropertyMap_ValueType type)
 /// Ends the line of a number, which may be inline.
 void printOffsetOfNumber(const PropertyMap::KeyValuePair* entry)
 {
-    if (PropertyMap::isOffsetStored(entry))
-        printf(", buffer offset = [%d]", static_cast<int>(getEntryValue(entry)));
+    if (PropertyMapEntry(entry).isOffsetStored())
+        printf(", buffer offset = [%d]", static_cast<int>(PropertyMapEntry(entry).getValueOffset()));
     printf("\n");
 }
 
@@ -53,7 +53,7 @@ void PropertyMap::printContent() const
     for (unsigned int left = getNumEntries(); left != 0; --left, ++entry) {
         printf("\t#### ");
         printEntry(entry);
-        overhead += getOverhead(getEntryKey(entry), getValueType(entry));
+        overhead += getOverhead(PropertyMapEntry(entry).getKey(), getValueType(entry));
     }
     printf("###################### Total Overhead is [%d] and about [%.1f%%]  ######################\n",
            static_cast<int>(overhead), overhead * 100.0 / size);
@@ -62,12 +62,12 @@ void PropertyMap::printContent() const
 void PropertyMap::printEntry(const KeyValuePair* entry) const
 {
     const PropertyMap_ValueType type = getValueType(entry);
-    const int key = getEntryKey(entry);
+    const int key = getKey(entry);
     const int offset = static_cast<int>(getValueOffset(entry));
-    const unsigned char* value = getEntryValueBytes(_buffer, entry);
+    const unsigned char* value = getValueBytes(_buffer, entry);
     switch (type) {
     case PM_TYPE_BOOL:
-        printf("Key = [%d], value = [%s] [Boolean]\n", key, getEntryBool(entry) ? "true" : "false");
+        printf("Key = [%d], value = [%s] [Boolean]\n", key, PropertyMapEntry(entry).getBool() ? "true" : "false");
         break;
     case PM_TYPE_INT:
         printf("Key = [%d], value = [%d] [Integer]", key, loadWord<int>(value));

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "ostrel/PropertyMapEntry.h"
+#include "ostrel/internal/PropertyMapEntry.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 
@@ -21,18 +21,17 @@ inline unsigned char* writeHead(unsigned char* dest, unsigned char typeByte, int
 }
 
 /// The record of an entry, of a nested map's only the head. Returns its length, 0 when it does not fit.
-inline uint32_t writeRecord(unsigned char* dest, uint32_t room, const PropertyMap::KeyValuePair* entry,
+inline uint32_t writeRecord(unsigned char* dest, uint32_t room, const PropertyMapEntry& entry,
                             PropertyMap_ValueType type, const unsigned char* value)
 {
     if (room < RECORD_HEAD)
         return 0;
-    const int key = getEntryKey(entry);
-    unsigned char* body = writeHead(dest, static_cast<unsigned char>(type), key);
+    unsigned char* body = writeHead(dest, static_cast<unsigned char>(type), entry.getKey());
     room -= RECORD_HEAD;
-    uint32_t size = 0;
+    uint64_t size = 0; // a length word with 4 on top must not wrap
     switch (type) {
     case PM_TYPE_BOOL:
-        if (getEntryBool(entry))
+        if (entry.getBool())
             dest[0] = PROPERTY_MAP_FORM_TRUE;
         break;
     case PM_TYPE_INT:
@@ -64,13 +63,13 @@ inline uint32_t writeRecord(unsigned char* dest, uint32_t room, const PropertyMa
     default:
         break;
     }
-    return RECORD_HEAD + size;
+    return RECORD_HEAD + static_cast<uint32_t>(size);
 }
 
 /// What a record takes behind its head; a nested map's form is not counted.
 inline uint32_t getRecordBodySize(PropertyMap_ValueType type, const unsigned char* value)
 {
-    return type == PM_TYPE_PROPERTY_MAP ? 0 : getStoredSize(type, value);
+    return type == PM_TYPE_PROPERTY_MAP ? 0 : static_cast<uint32_t>(getStoredSize(type, value));
 }
 
 } // namespace
@@ -98,8 +97,8 @@ unsigned int PropertyMap::getFormLength() const
     unsigned int length = SIZE_WORD + TERMINATOR;
     const KeyValuePair* entry = getKeyTableEntry();
     for (unsigned int left = getNumEntries(); left != 0; --left, ++entry) {
-        const PropertyMap_ValueType type = getEntryType(entry);
-        length += RECORD_HEAD + getRecordBodySize(type, getEntryValueBytes(_buffer, entry));
+        const PropertyMap_ValueType type = PropertyMapEntry(entry).getValueType();
+        length += RECORD_HEAD + getRecordBodySize(type, getValueBytes(_buffer, entry));
         if (type == PM_TYPE_PROPERTY_MAP)
             length += getNestedMap(entry).getFormLength();
     }
@@ -110,30 +109,41 @@ unsigned int PropertyMap::externalize(unsigned char* dest, unsigned int destSize
 {
     if (dest == nullptr)
         return getFormLength();
+    uint32_t usedSize;
+    return writeForm(dest, destSize, &usedSize);
+}
+
+/// `externalize` into a buffer. `*usedSize` becomes the form's size word, so that whoever holds this map in its own
+/// need not count the free space again.
+unsigned int PropertyMap::writeForm(unsigned char* dest, unsigned int destSize, uint32_t* usedSize) const
+{
     if (destSize < SIZE_WORD)
         return 0;
-    uint32_t unused = getEmptySpace();
+    uint32_t used = getSize() - getEmptySpace();
     unsigned int remaining = destSize - SIZE_WORD;
-    const KeyValuePair* entry = getKeyTableEntry();
-    for (unsigned int left = getNumEntries(); left != 0; --left, ++entry) {
-        const PropertyMap_ValueType type = getEntryType(entry);
-        const unsigned char* value = getEntryValueBytes(_buffer, entry);
+    const KeyValuePair* pair = getKeyTableEntry();
+    for (unsigned int left = getNumEntries(); left != 0; --left, ++pair) {
+        const PropertyMapEntry entry(pair);
+        const PropertyMap_ValueType type = entry.getValueType();
+        const unsigned char* value = getValueBytes(_buffer, pair);
         unsigned int length = writeRecord(dest + (destSize - remaining), remaining, entry, type, value);
         if (length == 0)
             return 0;
         remaining -= length;
         if (type != PM_TYPE_PROPERTY_MAP)
             continue;
-        const PropertyMap nested = getNestedMap(entry);
-        unused += nested.getUnusedSpace();
-        length = nested.externalize(dest + (destSize - remaining), remaining);
+        const PropertyMap nested = getNestedMap(pair);
+        uint32_t nestedUsed;
+        length = nested.writeForm(dest + (destSize - remaining), remaining, &nestedUsed);
         if (length == 0)
             return 0;
+        used -= nested.getSize() - nestedUsed;
         remaining -= length;
     }
     if (remaining < TERMINATOR)
         return 0;
-    storeBE32(dest, getSize() - unused);
+    storeBE32(dest, used);
+    *usedSize = used;
     dest[destSize - remaining] = PM_MAX_TYPE;
     return destSize - remaining + TERMINATOR;
 }

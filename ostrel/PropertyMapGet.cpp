@@ -1,6 +1,6 @@
 #include "ostrel/PropertyMap.h"
 
-#include "ostrel/PropertyMapTable.h"
+#include "ostrel/internal/PropertyMapTable.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 
@@ -8,9 +8,9 @@ template <class Value>
 PropertyMap_ReturnCode PropertyMap::getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
                                                       Value* value) const
 {
-    if (getEntryType(entry) != type)
+    if (PropertyMapEntry(entry).getValueType() != type)
         return PM_RC_TYPE_MISMATCH;
-    *value = loadWord<Value>(getEntryValueBytes(_buffer, entry));
+    *value = loadWord<Value>(getValueBytes(_buffer, entry));
     return PM_RC_OK;
 }
 
@@ -18,9 +18,9 @@ template <>
 PropertyMap_ReturnCode PropertyMap::getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
                                                       bool* value) const
 {
-    if (getEntryType(entry) != type)
+    if (PropertyMapEntry(entry).getValueType() != type)
         return PM_RC_TYPE_MISMATCH;
-    *value = getEntryBool(entry);
+    *value = PropertyMapEntry(entry).getBool();
     return PM_RC_OK;
 }
 
@@ -59,11 +59,11 @@ PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, char* dest, u
 
 PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, const char** ref) const
 {
-    if (getEntryType(entry) != PM_TYPE_STRING) {
+    if (PropertyMapEntry(entry).getValueType() != PM_TYPE_STRING) {
         *ref = nullptr;
         return PM_RC_TYPE_MISMATCH;
     }
-    *ref = reinterpret_cast<const char*>(_buffer + getEntryValue(entry));
+    *ref = reinterpret_cast<const char*>(_buffer + PropertyMapEntry(entry).getValueOffset());
     return PM_RC_OK;
 }
 
@@ -88,10 +88,10 @@ PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, const unsigne
 {
     *ref = nullptr;
     *length = 0;
-    const PropertyMap_ValueType type = getEntryType(entry);
+    const PropertyMap_ValueType type = PropertyMapEntry(entry).getValueType();
     if (type != PM_TYPE_BINARY && type != PM_TYPE_PROPERTY_MAP)
         return PM_RC_TYPE_MISMATCH;
-    const unsigned char* value = _buffer + getEntryValue(entry);
+    const unsigned char* value = _buffer + PropertyMapEntry(entry).getValueOffset();
     *length = loadU32(value);
     *ref = value + PROPERTY_MAP_LENGTH_SIZE;
     return PM_RC_OK;

@@ -74,8 +74,11 @@ int ReadableString::substr(WritableString* dest, size_t pos, size_t length) cons
     const size_t byteLength = getByteLength();
     if (dest->getByteSize() > 0) {
         // Goes on only when the request is at least as large as the free room. It reads as if it were meant the other
-        // way round, and callers have come to rely on it.
-        const size_t freeBytes = dest->getByteSize() - 1 - dest->getByteLength();
+        // way round, and callers have come to rely on it. A text that leaves no byte for its terminator takes nothing.
+        const unsigned int used = dest->getByteLength() + 1;
+        if (used > dest->getByteSize())
+            return 0;
+        const size_t freeBytes = dest->getByteSize() - used;
         if ((length == 0 ? byteLength - pos : length) < freeBytes)
             return 0;
     }

@@ -13,12 +13,14 @@ class WritableString;
 
 /// Read-only view of a NUL-terminated UTF-8 text that someone else owns. Cheap to make at a call:
 ///
+///     FixedString<32> text;
 ///     text.insert(0, ReadableString("Hello"));
 ///
 /// Use `FixedString` or `DynamicString` to own the text.
 ///
 /// Units:     each operation says which of its numbers are bytes and which are characters; some mix them.
-/// Ownership: the text is borrowed and outlives the view. A null text has length 0 and equals the empty one.
+/// Ownership: the text is borrowed and outlives the view, which cannot be assigned another. A null text has length 0
+///            and equals the empty one.
 /// Errors:    a `ReturnCode`, 1 or 0, or null. Impossible offsets in `storeSubstring` are reported as fatal, misuse of
 ///            the `substr` forms stops the process.
 /// Threads:   as the text itself.
@@ -35,10 +37,11 @@ public:
     ReadableString(const char* text) : _data(text) {} // NOLINT(google-explicit-constructor)
     virtual ~ReadableString();
     ReadableString(const ReadableString&) = default;
-    ReadableString& operator=(const ReadableString&) = default;
+    ReadableString& operator=(const ReadableString&) = delete; // of an owner would make two of one storage
 
     /// Searches from byte `startByte` and gives the character index of the match, -1 without one. An empty pattern is
-    /// found at `startByte` unless that is the end.
+    /// found at `startByte` unless that is the end. -1 too when the first match begins inside a character: a character
+    /// index cannot tell its place, and no later match is looked for.
     int find(const ReadableString& pattern, unsigned int startByte) const;
 
     bool operator==(const ReadableString& other) const;

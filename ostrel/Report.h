@@ -2,7 +2,8 @@
 ///
 /// A check is an expression that yields whether it held, so that the site branches on it:
 ///
-///     if (!OSTREL_CHECK(FATAL, "0 == list.append(info)", 0 == list.append(info)))
+///     DynamicArrayList<int, 8> list;
+///     if (!OSTREL_CHECK(FATAL, "0 == list.append(7)", 0 == list.append(7)))
 ///         return;
 ///
 /// Severities are FATAL, RECOVERABLE and TRIVIAL. Texts are literals: log readers match on them, so they do not follow
@@ -23,7 +24,11 @@ namespace Ostrel {
 [[gnu::cold]] OSTREL_EXPORT bool reportFailedCheck(Severity severity, const char* file, int line, const char* text);
 
 /// Reports a message whose format already has its frame.
-[[gnu::cold]] OSTREL_EXPORT void reportMessage(Severity severity, const char* format, ...);
+[[gnu::cold, gnu::format(printf, 2, 3)]] OSTREL_EXPORT void reportMessage(Severity severity, const char* format, ...);
+
+/// Reports "%s:%d - 'text'".
+[[gnu::cold, gnu::format(printf, 4, 5)]] OSTREL_EXPORT void reportText(Severity severity, const char* file, int line,
+                                                                       const char* text, ...);
 
 } // namespace Ostrel
 
@@ -32,8 +37,8 @@ namespace Ostrel {
 
 #define OSTREL_CHECK(severity, text, condition) OSTREL_CHECK_AT(severity, __LINE__, text, condition)
 
-/// `text` may hold placeholders for the arguments behind it.
-#define OSTREL_REPORT_AT(severity, line, text, ...)                                                                    \
-    Ostrel::reportMessage(Ostrel::Severity::severity, "%s:%d - '" text "'", __FILE__, line, ##__VA_ARGS__)
+/// The text comes first behind the line, and may hold placeholders for the arguments behind it.
+#define OSTREL_REPORT_AT(severity, line, ...)                                                                          \
+    Ostrel::reportText(Ostrel::Severity::severity, __FILE__, line, __VA_ARGS__)
 
-#define OSTREL_REPORT(severity, text, ...) OSTREL_REPORT_AT(severity, __LINE__, text, ##__VA_ARGS__)
+#define OSTREL_REPORT(severity, ...) OSTREL_REPORT_AT(severity, __LINE__, __VA_ARGS__)

@@ -8,7 +8,14 @@
 #include <new>
 
 #include "ostrel/Report.h"
-#include "ostrel/XmlEventTexts.h"
+#include "ostrel/internal/XmlEventTexts.h"
+
+extern "C" {
+// What expat calls.
+void SAXParser_startElement(void* userData, const char* name, const char** attributes);
+void SAXParser_endElement(void* userData, const char* name);
+void SAXParser_charData(void* userData, const char* text, int length);
+}
 
 namespace Ostrel {
 
@@ -20,33 +27,28 @@ enum ReportLine { LINE_PARSE = 150, LINE_END_DOCUMENT = 173, LINE_RESET = 179 };
 const unsigned int MESSAGE_SIZE = 256;
 const unsigned int LARGEST_PIECE = 1U << 30; // expat's lengths are signed
 
-} // namespace
-
-XMLParser::ParseException::ParseException(const std::string& message) : _message(message) {}
-
-XMLParser::ParseException::ParseException(const ParseException& other) = default;
-
-XMLParser::ParseException& XMLParser::ParseException::operator=(const ParseException& other) = default;
-
-XMLParser::ParseException::~ParseException() = default;
-
-const char* XMLParser::ParseException::what() const noexcept
+template <class Create>
+XMLParser::ParseException createWithinMemory(Create create)
 {
-    return _message.c_str();
+    try {
+        return create();
+    } catch (const std::bad_alloc&) {
+        return XMLParser::ParseException("out of memory"); // short enough to need no block
+    }
 }
 
-XMLParser::~XMLParser() = default;
+} // namespace
 
 SAXHandler::~SAXHandler() = default;
 
 SAXParser::SAXParser(const SharedPtr<SAXHandler>& handler)
-    : m_expatParser(nullptr), _handler(handler), _calledHandler(handler), _texts(new (std::nothrow) XmlEventTexts)
+    : m_expatParser(nullptr), _handler(handler), _calledHandler(handler), _isOutOfMemory(false)
 {
     createExpatParser();
 }
 
 SAXParser::SAXParser(const WeakPtr<SAXHandler>& handler)
-    : m_expatParser(nullptr), _calledHandler(handler), _texts(new (std::nothrow) XmlEventTexts)
+    : m_expatParser(nullptr), _calledHandler(handler), _isOutOfMemory(false)
 {
     createExpatParser();
 }
@@ -56,11 +58,17 @@ SAXParser::~SAXParser()
     XML_ParserFree(m_expatParser);
 }
 
-void SAXParser::createExpatParser()
+/// Whether there is one now.
+bool SAXParser::createExpatParser()
 {
-    if (_texts)
+    if (m_expatParser != nullptr)
+        return true;
+    if (_texts == nullptr)
+        _texts.reset(new (std::nothrow) XmlEventTexts);
+    if (_texts != nullptr)
         m_expatParser = XML_ParserCreate(nullptr);
     initExpatParser();
+    return m_expatParser != nullptr;
 }
 
 void SAXParser::initExpatParser()
@@ -86,22 +94,31 @@ void SAXParser::parse(const char* data, unsigned int length)
 
 bool SAXParser::parsePiece(const char* data, unsigned int length, bool isFinal)
 {
-    return m_expatParser != nullptr &&
-           XML_Parse(m_expatParser, data, static_cast<int>(length), isFinal) != XML_STATUS_ERROR;
+    if (_isOutOfMemory)
+        return false;
+    if (!createExpatParser()) {
+        _isOutOfMemory = true;
+        return false;
+    }
+    const bool isParsed = XML_Parse(m_expatParser, data, static_cast<int>(length), isFinal) != XML_STATUS_ERROR;
+    // Expat itself would go on with the next piece, as if the one that it had no room for had never been there.
+    if (!isParsed && XML_GetErrorCode(m_expatParser) == XML_ERROR_NO_MEMORY)
+        _isOutOfMemory = true;
+    return isParsed && !_isOutOfMemory;
 }
 
 void SAXParser::handleParseFailure()
 {
     // Stays stored: callers that go on after the exception get it again.
     if (_pendingException)
-        throw ParseException(*_pendingException);
+        throw createWithinMemory([&] { return ParseException(*_pendingException); });
 
     SAXHandler* const handler = _calledHandler.require();
     if (handler != nullptr && !handler->parseError()) {
         char message[MESSAGE_SIZE];
         snprintf(message, sizeof(message), "Expat error '%s' on line %ld of document", getError(),
                  static_cast<long>(getErrorLine()));
-        throw ParseException(message);
+        throw createWithinMemory([&] { return ParseException(message); });
     }
     // Without the usual opening apostrophe; log readers know this line so.
     reportMessage(Severity::RECOVERABLE, "%s:%d - expat error '%s' on line %d", __FILE__, LINE_PARSE, getError(),
@@ -118,11 +135,12 @@ void SAXParser::endDocument()
     OSTREL_CHECK_AT(RECOVERABLE, LINE_RESET, "XML_ParserReset(m_expatParser, 0)",
                     m_expatParser != nullptr && XML_ParserReset(m_expatParser, nullptr) == XML_TRUE);
     initExpatParser(); // the reset has dropped the callbacks
+    _isOutOfMemory = false;
 }
 
 const char* SAXParser::getError() const
 {
-    return XML_ErrorString(m_expatParser == nullptr ? XML_ERROR_NO_MEMORY : XML_GetErrorCode(m_expatParser));
+    return XML_ErrorString(_isOutOfMemory ? XML_ERROR_NO_MEMORY : XML_GetErrorCode(m_expatParser));
 }
 
 unsigned long SAXParser::getErrorLine() const
@@ -130,13 +148,17 @@ unsigned long SAXParser::getErrorLine() const
     return m_expatParser == nullptr ? 0 : XML_GetCurrentLineNumber(m_expatParser);
 }
 
-/// Nothing may be thrown through expat, whose frames cannot be unwound.
+/// Nothing may be thrown through expat, whose frames cannot be unwound. In line: a sixth of our own time.
 template <class Call>
-void SAXParser::guard(Call call)
+__attribute__((always_inline)) inline void SAXParser::guard(Call call)
 {
+    if (_isOutOfMemory)
+        return; // expat may go on for some events after it was told to stop
     try {
         if (SAXHandler* const handler = _calledHandler.require())
             call(*handler);
+    } catch (const XmlEventTexts::OutOfMemory&) {
+        stopWithoutMemory();
     } catch (const ParseException& exception) {
         keepException([&] { return exception; });
         XML_StopParser(m_expatParser, XML_FALSE);
@@ -156,44 +178,76 @@ void SAXParser::keepException(Create create)
     try {
         SharedPtr<ParseException> exception(new ParseException(create()));
         if (exception)
-            _pendingException.swap(exception);
+            return _pendingException.swap(exception);
     } catch (const std::bad_alloc&) {
-        // An earlier one stays, and a document that fails without any is malformed to the handler.
     }
+    // An earlier one stays. Without any, the document is malformed to the handler.
+    stopWithoutMemory();
+}
+
+/// A tree would be bent by a document that goes on without one of its events.
+void SAXParser::stopWithoutMemory()
+{
+    _isOutOfMemory = true;
+    XML_StopParser(m_expatParser, XML_FALSE);
 }
 
 XMLParser::ParseException SAXParser::createException(const std::exception* exception)
 {
     std::string message("Unexpected exception ");
-    if (exception != nullptr)
-        message.append(exception->what()).append("' "); // no opening apostrophe: log readers know it so
+    if (exception != nullptr) {
+        const char* const what = exception->what(); // a handler's own class may give null
+        if (what != nullptr)
+            message.append(what);
+        message.append("' "); // no opening apostrophe: log readers know it so
+    }
     return ParseException(message.append("caught in ").append(__FILE__).append(":").append(__func__));
 }
 
+/// What expat calls: the user data is the parser.
+class ExpatCallbacks
+{
+public:
+    static void startElement(SAXParser& parser, const char* name, const char** attributes)
+    {
+        parser.guard([&](SAXHandler& handler) {
+            const size_t length = strlen(name);
+            handler.startElement(parser._texts->setText(name, length),
+                                 parser._texts->setAttributes(name, length, attributes));
+        });
+    }
+
+    static void endElement(SAXParser& parser, const char* name)
+    {
+        parser.guard([&](SAXHandler& handler) { handler.endElement(parser._texts->setText(name, strlen(name))); });
+    }
+
+    static void charData(SAXParser& parser, const char* text, size_t length)
+    {
+        parser.guard([&](SAXHandler& handler) { handler.charData(parser._texts->setText(text, length)); });
+    }
+};
+
 } // namespace Ostrel
 
-using Ostrel::SAXHandler;
+using Ostrel::ExpatCallbacks;
 using Ostrel::SAXParser;
+
+extern "C" {
 
 void XMLCALL SAXParser_startElement(void* userData, const char* name, const char** attributes)
 {
-    SAXParser& parser = *static_cast<SAXParser*>(userData);
-    parser.guard([&](SAXHandler& handler) {
-        const size_t length = strlen(name);
-        handler.startElement(parser._texts->setText(name, length),
-                             parser._texts->setAttributes(name, length, attributes));
-    });
+    ExpatCallbacks::startElement(*static_cast<SAXParser*>(userData), name, attributes);
 }
 
 void XMLCALL SAXParser_endElement(void* userData, const char* name)
 {
-    SAXParser& parser = *static_cast<SAXParser*>(userData);
-    parser.guard([&](SAXHandler& handler) { handler.endElement(parser._texts->setText(name, strlen(name))); });
+    ExpatCallbacks::endElement(*static_cast<SAXParser*>(userData), name);
 }
 
 void XMLCALL SAXParser_charData(void* userData, const char* text, int length)
 {
-    SAXParser& parser = *static_cast<SAXParser*>(userData);
-    parser.guard(
-        [&](SAXHandler& handler) { handler.charData(parser._texts->setText(text, static_cast<size_t>(length))); });
+    ExpatCallbacks::charData(*static_cast<SAXParser*>(userData), text, static_cast<size_t>(length));
 }
+
+} // extern "C"

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <exception>
 #include <map>
 #include <string>
 
@@ -8,53 +7,14 @@
 #include "ostrel/Export.h"
 #include "ostrel/SharedPtr.h"
 #include "ostrel/WeakPtr.h"
+#include "ostrel/XMLParser.h"
 
 struct XML_ParserStruct;
 
-extern "C" {
-// What expat calls. They are for the parser below alone.
-void SAXParser_startElement(void* userData, const char* name, const char** attributes);
-void SAXParser_endElement(void* userData, const char* name);
-void SAXParser_charData(void* userData, const char* text, int length);
-}
-
 namespace Ostrel {
 
+class ExpatCallbacks;
 class XmlEventTexts;
-
-/// Receives the text of XML documents (XML 1.0) in pieces of any size.
-///
-/// A document is `startDocument`, any number of `parse` calls, `endDocument`; then the next one may follow. Where a
-/// piece ends does not matter, not even inside a character.
-///
-/// Units:     lengths are bytes.
-/// Ownership: the text stays the caller's.
-/// Errors:    `parse` may throw `ParseException`; see the class that implements it.
-/// Threads:   one parser belongs to one thread at a time.
-class OSTREL_EXPORT XMLParser
-{
-public:
-    /// What goes through `parse` when a document is malformed or whoever receives it gives up.
-    class OSTREL_EXPORT ParseException : public std::exception
-    {
-    public:
-        explicit ParseException(const std::string& message);
-        ParseException(const ParseException& other);
-        ParseException& operator=(const ParseException& other);
-        ~ParseException() override;
-
-        const char* what() const noexcept override; ///< Lives as long as the exception.
-
-    private:
-        std::string _message;
-    };
-
-    virtual ~XMLParser();
-
-    virtual void startDocument() = 0;
-    virtual void parse(const char* data, unsigned int length) = 0; ///< `data` is used during the call only.
-    virtual void endDocument() = 0;
-};
 
 /// Receives the events of a document. Derive from it; `DataObjectSaxHandler` builds a tree.
 ///
@@ -76,13 +36,21 @@ public:
 
 /// Turns the text of XML documents into calls of a `SAXHandler`, by means of expat.
 ///
+/// Documents are UTF-8, UTF-16, ISO-8859-1 or US-ASCII; any other encoding makes them malformed. Names come as they
+/// are written, prefixes and `xmlns` attributes included. External entities, the external part of a DTD among them, are
+/// never read.
+///
 /// For files use `XMLFileProcessor`, for streams `XmlStreamFilter`, both with this parser.
 ///
+///     const char text[] = "<server><port>8080</port></server>";
 ///     Ostrel::DataObjectSaxHandler handler;
 ///     Ostrel::SAXParser parser(handler);
 ///     parser.startDocument();
-///     parser.parse(text, length);
+///     parser.parse(text, strlen(text));
 ///     parser.endDocument();
+///
+/// Expat holds back what the next piece may go on with, so that events may still come inside `endDocument`. Before its
+/// version 2.6 it reads a tag or comment that comes in many pieces from the start again with each: a large one is slow.
 ///
 /// A `ParseException` that an event throws stops the document: `parse` throws one with the same message, now and in
 /// each call up to `endDocument`. Anything else that an event throws is kept while parsing goes on. Whichever came last
@@ -95,7 +63,9 @@ public:
 ///            parser. Room that texts and attributes took is kept for later ones until the parser dies.
 /// Errors:    a malformed document is a recoverable report or an exception of `parse`, as the handler's `parseError`
 ///            tells; in `endDocument` it is always a report. A missing handler is a fatal report "m_ptr" at each call
-///            that it misses, and counts as one that wants reports. Lack of memory for expat is a malformed document.
+///            that it misses, and counts as one that wants reports. Lack of memory, expat's or the parser's own, is a
+///            malformed document with the error "out of memory": no event follows but `finished`, and the next document
+///            finds the parser as good as new. `bad_alloc` passes only where `parseError` or `finished` throws it.
 /// Threads:   one parser belongs to one thread at a time. A thread must not be cancelled inside a handler's call.
 class OSTREL_EXPORT SAXParser : public XMLParser
 {
@@ -115,14 +85,13 @@ public:
     void endDocument() override; ///< Also ends a document that failed. Throws nothing but what `finished` throws.
 
 private:
-    friend void ::SAXParser_startElement(void* userData, const char* name, const char** attributes);
-    friend void ::SAXParser_endElement(void* userData, const char* name);
-    friend void ::SAXParser_charData(void* userData, const char* text, int length);
+    friend class ExpatCallbacks;
 
-    void createExpatParser();
+    bool createExpatParser();
     void initExpatParser();
     bool parsePiece(const char* data, unsigned int length, bool isFinal);
     void handleParseFailure();
+    void stopWithoutMemory();
     const char* getError() const;
     unsigned long getErrorLine() const;
 
@@ -132,11 +101,12 @@ private:
     void keepException(Create create);
     static ParseException createException(const std::exception* exception);
 
-    XML_ParserStruct* m_expatParser; ///< Null when memory was exhausted.
+    XML_ParserStruct* m_expatParser; ///< Null when memory was exhausted; tried again for the next document.
     SharedPtr<SAXHandler> _handler;  ///< Empty when the handler is the caller's.
     WeakPtr<SAXHandler> _calledHandler;
     SharedPtr<ParseException> _pendingException;
     AutoPtr<XmlEventTexts> _texts;
+    bool _isOutOfMemory; ///< The rest of the document is dropped.
 };
 
 } // namespace Ostrel

@@ -9,11 +9,18 @@ class StructBuilder;
 
 /// Something that can describe itself to a `StructBuilder`, and so be written as JSON or XML or copied into a tree.
 ///
-///     void Point::serialize(WeakPtr<StructBuilder> builder) const
+///     struct Point : Serializable
 ///     {
-///         if (StructBuilder* target = builder.require())
-///             target->map().add("x", _x).add("y", _y).end();
-///     }
+///         int x = 0;
+///         int y = 0;
+///
+///         const char* getTypeName() const override { return "Point"; }
+///         void serialize(WeakPtr<StructBuilder> builder) const override
+///         {
+///             if (StructBuilder* target = builder.require())
+///                 target->map().add("x", x).add("y", y).end();
+///         }
+///     };
 ///
 /// Units:     texts are NUL-terminated.
 /// Ownership: texts handed to the builder stay the caller's and must live until the builder has used them.

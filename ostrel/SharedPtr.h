@@ -11,13 +11,23 @@
 
 namespace Ostrel {
 
+/// What the owners of an object share.
+class SharedCount
+{
+public:
+    explicit SharedCount(bool isInOneBlock) : owners(1), isWithObject(isInOneBlock) {}
+
+    AtomicCounter owners;
+    const bool isWithObject; ///< Both are in one block, which begins with this.
+};
+
 /// Reference-counted owner; the last one to go deletes the object through its virtual destructor.
 ///
 ///     SharedPtr<OutputStream> target(new (std::nothrow) FileOutputStream(stdout));
 ///     BufferedOutputStream out(target, 4096);
 ///
 /// Ownership: takes over the pointer or the `AutoPtr` it is made from. The count is a heap block of its own; when it
-///            cannot be allocated, the object is deleted and the pointer stays empty.
+///            cannot be allocated, the object is deleted and the pointer stays empty. `make` takes one block for both.
 /// Errors:    `->` and `*` on an empty one make one fatal report "m_ptr" and yield null.
 /// Threads:   the count is atomic, so copies may live on different threads; one `SharedPtr` object is not synchronized.
 template <class T>
@@ -47,6 +57,26 @@ public:
         : m_ptr(std::exchange(other.m_ptr, nullptr)), _count(std::exchange(other._count, nullptr))
     {}
     ~SharedPtr() { release(); }
+
+    /// Owns a new object, made of the arguments as by braces; empty when memory is exhausted.
+    template <class... Arguments>
+    static SharedPtr make(Arguments&&... arguments)
+    {
+        struct Block
+        {
+            explicit Block(Arguments&&... values) : count(true), object{std::forward<Arguments>(values)...} {}
+
+            SharedCount count;
+            T object;
+        };
+        static_assert(alignof(Block) <= alignof(std::max_align_t), "allocated and freed by the ordinary operators");
+        SharedPtr owner;
+        if (Block* const block = new (std::nothrow) Block(std::forward<Arguments>(arguments)...)) {
+            owner.m_ptr = &block->object;
+            owner._count = &block->count;
+        }
+        return owner;
+    }
 
     /// By value, so that assigning an object to itself, or to a part of what it owns, is harmless.
     SharedPtr& operator=(SharedPtr other) noexcept
@@ -91,7 +121,7 @@ private:
         if (object == nullptr)
             return;
 
-        _count = new (std::nothrow) AtomicCounter(1);
+        _count = new (std::nothrow) SharedCount(false);
         if (_count == nullptr)
             delete object;
         else
@@ -101,20 +131,25 @@ private:
     void retain()
     {
         if (_count != nullptr)
-            ++*_count;
+            ++_count->owners;
     }
 
     void release()
     {
-        if (_count == nullptr || --*_count != 0)
+        if (_count == nullptr || --_count->owners != 0)
             return;
 
+        if (_count->isWithObject) {
+            m_ptr->~T();
+            operator delete(_count);
+            return;
+        }
         delete m_ptr;
         delete _count;
     }
 
     T* m_ptr;
-    AtomicCounter* _count;
+    SharedCount* _count;
 };
 
 template <class T, class U>

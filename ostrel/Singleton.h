@@ -26,6 +26,9 @@ protected:
 
 /// Makes the one instance of T on first use and destroys it at process exit.
 ///
+/// A call after that makes a new one, which is never destroyed and knows nothing of what the first was told: reports
+/// that are made once the `ErrorServer` of the process has gone meet its default policy and are dropped.
+///
 /// The two static members are defined once, in the source of T, so that one process has one instance
 /// however many shared objects it loads.
 ///

@@ -5,8 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "ostrel/CancellationPause.h"
 #include "ostrel/Report.h"
+#include "ostrel/internal/CancellationPause.h"
 
 namespace Ostrel {
 

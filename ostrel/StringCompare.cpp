@@ -1,8 +1,8 @@
 #include <cstring>
 
-#include "ostrel/CaseFolding.h"
 #include "ostrel/StringUtils.h"
-#include "ostrel/Utf8Bytes.h"
+#include "ostrel/internal/CaseFolding.h"
+#include "ostrel/internal/Utf8Bytes.h"
 
 namespace Ostrel {
 

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "ostrel/StringUtils.h"
-#include "ostrel/Utf8Bytes.h"
+#include "ostrel/internal/Utf8Bytes.h"
 
 namespace Ostrel {
 
@@ -182,7 +182,7 @@ unsigned int ensureValidUtf8String(const char* src, char* dest)
             dest[written++] = '?';
             continue;
         }
-        memcpy(dest + written, p, static_cast<size_t>(length));
+        memmove(dest + written, p, static_cast<size_t>(length));
         written += static_cast<size_t>(length);
     }
     dest[written] = '\0';
@@ -224,7 +224,7 @@ unsigned int ensureStrictlyValidUtf8String(const unsigned char* src, unsigned ch
             continue;
         }
         if (length <= LONGEST_VALID_SEQUENCE) {
-            memcpy(dest, src, static_cast<size_t>(length));
+            memmove(dest, src, static_cast<size_t>(length)); // in place the two overlap behind a gap
             dest += length;
         }
         src += length;

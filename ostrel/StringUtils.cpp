@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "ostrel/Assert.h"
-#include "ostrel/Utf8Bytes.h"
+#include "ostrel/internal/Utf8Bytes.h"
 
 namespace Ostrel {
 
@@ -167,7 +167,7 @@ char* Utf8strccpy(char* dest, const char* src, unsigned int maxChars, unsigned i
         const size_t size = static_cast<size_t>(length);
         if (strnlen(src, size) < size)
             break;
-        memcpy(dest + written, src, size);
+        memmove(dest + written, src, size); // `src` may be a later part of `dest`
         characters += countCharacters(src, size);
         written += size;
         src += size;

@@ -16,6 +16,7 @@
 #include <cstdint>
 
 #include "ostrel/Export.h"
+#include "ostrel/string_utils_c.h" // convertUtf8ToUnicode for C
 
 namespace Ostrel {
 
@@ -77,17 +78,19 @@ OSTREL_EXPORT uint16_t read_uint16(const unsigned char* bytes); ///< A unit in h
 OSTREL_EXPORT int convertUtf16ToUtf8(char* dest, const unsigned char* src, int destSize);
 
 /// Converts `srcBytes` bytes of units, with 0x10000 added to pairs, tracing every unit on standard error. The unit
-/// behind the last one is read too: `src` holds `srcBytes` + 2 bytes. Otherwise as above.
+/// behind the last one is read too: `src` holds `srcBytes` + 2 bytes. The last byte of an odd number starts no unit, so
+/// that only a surrogate right before it takes it, with the byte behind. Otherwise as above.
 OSTREL_EXPORT int convertUtf16ToUtf8Ex(const unsigned char* src, int srcBytes, char* dest, int destSize);
 
 // Repair. Both return the bytes written, the terminator excluded.
 
 /// Writes '?' for what starts no character or is cut short. Does not check continuation bytes; bytes of a malformed
-/// sequence that are none are copied once more. `dest` holds the length of `src` + 4 bytes.
+/// sequence that are none are copied once more. `dest` holds the length of `src` + 4 bytes. In place, what is written
+/// may run ahead of what is read, and the result differ for malformed text.
 OSTREL_EXPORT unsigned int ensureValidUtf8String(const char* src, char* dest);
 
 /// Writes '?' for every malformed sequence and drops well-formed ones of 5 and 6 bytes. `dest` holds the length of
-/// `src` + 1 bytes.
+/// `src` + 1 bytes and may be `src` itself.
 OSTREL_EXPORT unsigned int ensureStrictlyValidUtf8String(const unsigned char* src, unsigned char* dest);
 
 /// Prints two hexadecimal digits a byte to standard output, characters separated by one blank, no line end.
@@ -109,5 +112,3 @@ OSTREL_EXPORT int stringCompareInsensitive(const char* a, const char* b);
 OSTREL_EXPORT unsigned int fnvHash24(const char* text);
 
 } // namespace Ostrel
-
-extern "C" OSTREL_EXPORT int C_convertUtf8ToUnicode(const char* p); ///< `Ostrel::convertUtf8ToUnicode` for C.

@@ -1,6 +1,6 @@
 #include "ostrel/StructBuilder.h"
 
-#include "ostrel/Narrowing.h"
+#include "ostrel/internal/Narrowing.h"
 
 namespace Ostrel {
 

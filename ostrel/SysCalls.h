@@ -15,7 +15,8 @@ struct timeval;
 /// System calls under one policy: interrupted ones are made again, a descriptor that is not ready is no event, and
 /// every other failure is reported. Results are those of the calls.
 ///
-///     const int count = SysCalls::readAll(fd, header, sizeof(header));
+///     unsigned char header[16];
+///     const int count = SysCalls::readAll(STDIN_FILENO, header, sizeof(header));
 ///
 /// Include this from sources, never from headers: the names are those of the C library.
 ///

@@ -16,6 +16,9 @@ struct MisuseSites;
 /// still pending is a misuse: it writes nothing and is reported as recoverable; a serializable is then written all the
 /// same, under the older key. Only `map(key)` and `end()` do not look at the pending key.
 ///
+/// Collections nest as deep as the generator allows: 15 levels. Values that describe themselves nest 1,000 deep; a
+/// deeper one is a misuse too, "Serializable nested too deep", and is not asked to describe itself.
+///
 /// Units:     `getDataLength` is bytes, without the terminator.
 /// Ownership: the text belongs to the serializer and lives until its next operation; a pending key is borrowed until
 ///            a keyless call takes it.
@@ -71,6 +74,8 @@ protected:
 private:
     const char* takePendingKey();
     bool refuseKeyed(int line, const char* text);
+    void refuse(int line, const char* text);
+    bool refuseTooDeep();
     template <class... Value>
     StructBuilder& addKeyed(int line, const char* misuse, const char* key, Value... value);
     template <class... Value>
@@ -80,6 +85,7 @@ private:
     const char* _pendingKey;
     const char* _errorText;
     const MisuseSites& _sites;
+    unsigned int _level; ///< How many values describe themselves right now, one inside the other.
 };
 
 } // namespace Ostrel

@@ -1,18 +1,23 @@
 #include "ostrel/Thread.h"
 
 #include <cerrno>
+#include <climits>
 #include <mutex>
 #include <time.h>
+#include <utility>
 
 #include "ostrel/Report.h"
 #include "ostrel/SysCalls.h"
+#include "ostrel/internal/CancellationPause.h"
 
 namespace {
 
 // Log collectors match on file and line, so the numbers of these sites outlive edits.
 enum ReportLine { LINE_RUNNABLE = 27, LINE_JOIN = 110 };
 
-enum { STOP_POLLS = 10, STOP_POLL_MS = 10, WAIT_POLL_MS = 20, START_RETRY_MS = 200 };
+enum { STOP_POLLS = 10, STOP_POLL_MS = 10, WAIT_POLL_MS = 20, START_RETRY_MS = 200, JOIN_STEP_MS = 200 };
+
+enum { IS_DETACHED = -1 }; // beside the errors of a join
 
 using Guard = std::lock_guard<Ostrel::Mutex>;
 
@@ -39,8 +44,35 @@ private:
 
 void sleepMs(int milliseconds)
 {
-    const timespec interval = {0, milliseconds * 1000000L};
-    nanosleep(&interval, nullptr);
+    timespec rest = {0, milliseconds * 1000000L};
+    while (nanosleep(&rest, &rest) == -1 && errno == EINTR) {
+    }
+}
+
+timespec getTimeIn(int milliseconds)
+{
+    timespec time;
+    clock_gettime(CLOCK_REALTIME, &time);
+    time.tv_nsec += milliseconds * 1000000L;
+    if (time.tv_nsec >= 1000000000L) {
+        time.tv_nsec -= 1000000000L;
+        ++time.tv_sec;
+    }
+    return time;
+}
+
+/// As `pthread_join`, but a cancellation acts between two steps only: the C library of the product has no unwind
+/// tables for the inside of a join, so nothing on the stack would be cleaned up there.
+int joinInSteps(pthread_t id)
+{
+    int error;
+    do {
+        pthread_testcancel();
+        const Ostrel::CancellationPause pause;
+        const timespec end = getTimeIn(JOIN_STEP_MS);
+        error = pthread_timedjoin_np(id, nullptr, &end);
+    } while (error == ETIMEDOUT);
+    return error;
 }
 
 const char* getJoinError(int error)
@@ -72,6 +104,26 @@ int createDetached(pthread_t* id, void* (*function)(void*), void* argument)
 
 } // namespace
 
+/// A call that an object which deletes itself waits for.
+class Thread::Visit
+{
+public:
+    explicit Visit(const Thread& thread) : _visitors(&thread._visitors) { ++*_visitors; }
+    ~Visit() { leave(); }
+    Visit(const Visit&) = delete;
+    Visit& operator=(const Visit&) = delete;
+
+    /// From here on the object may be gone.
+    void leave()
+    {
+        if (std::atomic<int>* const visitors = std::exchange(_visitors, nullptr))
+            --*visitors;
+    }
+
+private:
+    std::atomic<int>* _visitors;
+};
+
 Thread::Thread(Runnable* runnable, const char* name, bool detached) : Thread(runnable, name, detached, false, false) {}
 
 Thread::Thread(Ostrel::AutoPtr<Runnable> runnable, const char* name, bool detached, bool deleteOnExit)
@@ -86,14 +138,16 @@ Thread::Thread(Runnable* runnable, const char* name, bool detached, bool deleteO
       _threadId(0),
       _runnable(runnable),
       _mutex(Ostrel::Mutex::NORMAL),
-      _ending(false),
-      _joinState(NOT_JOINED)
+      _state(CREATED),
+      _joiner(nullptr),
+      _visitors(0)
 {
     setName(name);
 }
 
 Thread::~Thread()
 {
+    const Ostrel::CancellationPause pause;
     stop();
     if (_ownsRunnable)
         delete _runnable;
@@ -101,59 +155,74 @@ Thread::~Thread()
 
 void Thread::start()
 {
+    const Ostrel::CancellationPause pause; // the mutex is held all the time
     const Guard guard(_mutex);
     if (_running)
         return;
     _running = true;
-    OnCancellation cleanUp([this] { _running = false; });
     _startName.assign(_name);
-    _ending = false;
+    _state = RUNNING;
+    _joiner = nullptr;
     while (createThread() != 0) {
         _threadId = 0; // a failed creation leaves garbage
         Ostrel::reportMessage(Ostrel::Severity::RECOVERABLE, "Thread::start() Error starting thread");
         sleepMs(START_RETRY_MS);
     }
-    cleanUp.dismiss();
 }
 
 void Thread::stop()
 {
-    if (!_running) {
-        if (!_detached)
-            waitFor();
+    // The thread itself stays open to the cancellation that it asks for here.
+    if (pthread_getspecific(getRunKey()) == this)
+        return stopAndWait();
+    const Ostrel::CancellationPause pause; // destructors of derived classes and of owners call this
+    stopAndWait();
+}
+
+void Thread::stopAndWait()
+{
+    Visit visit(*this);
+    if (_running)
+        makeReturn();
+    else if (_detached)
         return;
-    }
+    waitFor(visit);
+}
+
+/// Leaves it running only if the work neither returns nor can be cancelled.
+void Thread::makeReturn()
+{
     if (_runnable != nullptr)
         _runnable->cancelRun();
     for (int polls = 0; _running; ++polls) {
-        if (polls == STOP_POLLS) {
-            cancel();
-            break;
-        }
+        if (polls == STOP_POLLS)
+            return cancel();
         sleepMs(STOP_POLL_MS);
     }
-    waitFor();
 }
 
 void Thread::waitFor() const
 {
-    if (_detached) {
+    Visit visit(*this);
+    waitFor(visit);
+}
+
+void Thread::waitFor(Visit& visit) const
+{
+    const int error = join(visit);
+    if (error == IS_DETACHED) {
         while (_running)
             sleepMs(WAIT_POLL_MS);
-        return;
-    }
-    if (_threadId == 0)
-        return;
-    const int error = join();
-    if (error != 0)
+    } else if (error != 0) {
         OSTREL_REPORT_AT(RECOVERABLE, LINE_JOIN, "Join Failed: %s", getJoinError(error));
+    }
 }
 
 bool Thread::detach()
 {
     const Guard guard(_mutex);
-    // Once the thread has decided not to delete the object, nobody would.
-    if (!_detached && _running && !_ending && pthread_detach(_threadId) == 0) {
+    // Whoever joins does not expect the object to go. Once the thread has decided not to delete it, nobody would.
+    if (!_detached && _state == RUNNING && _joiner == nullptr && pthread_detach(_threadId) == 0) {
         _detached = true;
         _ownsRunnable = true;
         _deleteOnExit = true;
@@ -163,9 +232,8 @@ bool Thread::detach()
 
 void Thread::stopped()
 {
-    const Guard guard(_mutex);
-    if (!_detached && _threadId != 0)
-        join(); // called on the thread itself, where it is refused
+    Visit visit(*this);
+    join(visit); // called on the thread itself, where it is refused
 }
 
 void Thread::setName(const char* name)
@@ -187,8 +255,11 @@ void* Thread::threadfunction(void* argument)
     const bool deletes = thread->endRun();
     // From this store on the object may be gone: whoever sees it may destroy or restart the thread at once.
     thread->_running = false;
-    if (deletes)
-        delete thread;
+    if (!deletes)
+        return nullptr;
+    while (thread->_visitors != 0)
+        sleepMs(STOP_POLL_MS);
+    delete thread;
     return nullptr;
 }
 
@@ -196,13 +267,33 @@ void Thread::runRunnable()
 {
     if (!OSTREL_CHECK_AT(FATAL, LINE_RUNNABLE, "t->_runnable", _runnable != nullptr))
         return;
-    OnCancellation cleanUp([this] {
-        endRun();
-        _running = false;
-    });
+    pthread_setspecific(getRunKey(), this);
+    OnCancellation cleanUp([this] { endCancelledRun(this); });
     _runnable->run();
-    cleanUp.dismiss();
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr); // the work may have allowed it
+    cleanUp.dismiss();
+    pthread_setspecific(getRunKey(), nullptr);
+}
+
+/// Leads from a thread to the object whose work it does. The product's unwinder sometimes ends before it has come to
+/// the guard on the stack, but thread-specific data are always cleaned up, so the key ends a cancelled run then. Where
+/// no key is left, whoever joins sets the flag right.
+pthread_key_t Thread::getRunKey()
+{
+    static const pthread_key_t KEY = [] {
+        pthread_key_t key = PTHREAD_KEYS_MAX;
+        pthread_key_create(&key, endCancelledRun);
+        return key;
+    }();
+    return KEY;
+}
+
+void Thread::endCancelledRun(void* argument)
+{
+    Thread* const thread = static_cast<Thread*>(argument);
+    pthread_setspecific(getRunKey(), nullptr); // once is enough: from the store on the object may be gone
+    thread->endRun();
+    thread->_running = false;
 }
 
 /// Whether the thread deletes the object. Settled under the mutex, so that a `detach` has either left it by now or
@@ -210,7 +301,7 @@ void Thread::runRunnable()
 bool Thread::endRun()
 {
     const Guard guard(_mutex);
-    _ending = true;
+    _state = ENDING;
     return _deleteOnExit;
 }
 
@@ -218,31 +309,62 @@ bool Thread::endRun()
 void Thread::cancel()
 {
     const Guard guard(_mutex);
-    if (!_ending)
+    if (_state == RUNNING)
         pthread_cancel(_threadId);
 }
 
 int Thread::createThread()
 {
-    _joinState = NOT_JOINED;
     return _detached ? createDetached(&_threadId, threadfunction, this)
                      : pthread_create(&_threadId, nullptr, threadfunction, this);
 }
 
-/// As `pthread_join`, but safe for an id that is no longer ours: the system may have given it to another thread.
-int Thread::join() const
+/// As `pthread_join`, but safe for an id that is no longer ours: the system may have given it to another thread. An
+/// object that deletes itself is not touched from the beginning of the join, as it may go before its thread.
+int Thread::join(Visit& visit) const
 {
-    if (_joinState == JOINED)
-        return ESRCH;
-    if (pthread_equal(pthread_self(), _threadId) != 0)
-        return EDEADLK;
-    JoinState state = NOT_JOINED;
-    if (!_joinState.compare_exchange_strong(state, JOINING))
-        return state == JOINING ? EINVAL : ESRCH;
-
-    OnCancellation giveBack([this] { _joinState = NOT_JOINED; }); // leaves the join to others
-    const int error = pthread_join(_threadId, nullptr);
-    giveBack.dismiss();
-    _joinState = error == 0 ? JOINED : NOT_JOINED;
+    pthread_t id;
+    bool deletesItself;
+    {
+        const Guard guard(_mutex);
+        if (_detached)
+            return IS_DETACHED;
+        if (_state == CREATED)
+            return 0;
+        if (_state == JOINED)
+            return ESRCH;
+        if (pthread_equal(pthread_self(), _threadId) != 0)
+            return EDEADLK;
+        if (_joiner != nullptr)
+            return EINVAL;
+        _joiner = &id;
+        id = _threadId;
+        deletesItself = _deleteOnExit;
+    }
+    if (deletesItself)
+        visit.leave();
+    // Leaves the join to others, or the thread to the system.
+    OnCancellation giveUp([&] {
+        if (deletesItself)
+            pthread_detach(id);
+        else
+            endJoin(&id, false);
+    });
+    const int error = joinInSteps(id);
+    giveUp.dismiss();
+    if (!deletesItself)
+        endJoin(&id, error == 0);
     return error;
+}
+
+void Thread::endJoin(const void* joiner, bool isJoined) const
+{
+    const Guard guard(_mutex);
+    if (_joiner != joiner)
+        return; // started again meanwhile
+    _joiner = nullptr;
+    if (isJoined) {
+        _state = JOINED;
+        _running = false; // in case the thread could not
+    }
 }

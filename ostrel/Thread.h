@@ -13,21 +13,51 @@
 ///
 /// For an object that is its own work derive from `Threadable`.
 ///
-///     Thread thread(&worker, "worker", false);
-///     thread.start();
-///     ...
-///     thread.stop(); // worker.cancelRun(), then waits for the end
+///     void workForAMinute(Runnable& worker)
+///     {
+///         Thread thread(&worker, "worker", false);
+///         thread.start();
+///         sleep(60);
+///         thread.stop(); // worker.cancelRun(), then waits for the end
+///     }
+///
+/// The life of a thread, and who may touch the object meanwhile. "The owner" is the one thread that controls it:
+/// `start`, `setName`, `getName` and the destructor are the owner's alone. "All" are the owner and the threads that
+/// know that `start` has returned: they call `isRunning`, `stop`, `detach` and `waitFor`.
+///
+/// State         | What holds                          | Who may touch it  | What moves it
+/// --------------|-------------------------------------|-------------------|------------------------------------------
+/// created       | no thread yet                       | the owner         | `start`: running
+/// running       | the work runs                       | all               | the work returns: ending; the thread is
+///               |                                     |                   | cancelled: ended; `detach`: detached
+/// ending        | the work is over; whether the       | all; `detach`     | the thread: self-deleting if it is to
+///               | object deletes itself is settled    | comes too late    | delete itself, else ended
+/// ended         | `isRunning` is false; the thread    | all               | a join: joined; `start`: running, and
+///               | has left the object                 |                   | what was not joined stays unjoined
+/// joining       | one `waitFor` or `stop` waits in a  | as the row that   | the thread ends: joined; the one who
+///               | join; comes on top of running,      | it is on top of;  | waits is cancelled: as before
+///               | ending or ended                     | `detach` refuses, |
+///               |                                     | a second join too |
+/// joined        | the id is the system's again        | all               | `start`: running
+/// detached      | as running, ending and ended, but   | all               | as those; after `detach` always to
+///               | nobody joins, `waitFor` polls       |                   | self-deleting when the work returns
+/// self-deleting | `isRunning` is false; the thread    | calls that began  | the last of these calls leaves: the
+///               | waits to destroy the object         | before the work   | object and, if it owns it, the work
+///               |                                     | returned          | are destroyed
+///
+/// Of an object that deletes itself no join is noted: when its work was cancelled, it stays as ended and unjoined.
 ///
 /// Units:     names are bytes: 31 are kept, 15 shown by the kernel.
 /// Ownership: the first constructor borrows the work, the second takes it over; `detach` makes the object own both
-///            its work and itself. One that deletes itself is made with `new` and, once its work may have returned,
-///            left alone.
+///            its work and itself. One that deletes itself is made with `new`; it does so when the work returns, not
+///            when it is cancelled. Destroying is for quiet times: nobody else is in a call or about to make one.
 /// Errors:    starting never fails: it is tried again every 200 ms, with a recoverable report each time. A join that
 ///            fails makes a recoverable report "Join Failed: ..." and changes nothing, so a joinable thread that was
 ///            waited for makes one more when it is destroyed ("Thread not found").
-/// Threads:   `isRunning`, `stop`, `detach` and `waitFor` may come from any thread that knows `start` has returned.
-///            `setName`, `getName` and `start` belong to the thread that controls the object. A thread that destroys
-///            one must not be cancelled meanwhile.
+/// Threads:   as the table says. The thread itself cannot wait for itself: `waitFor` is reported there when it is
+///            joinable ("Join would cause deadlock"), and never returns when it is detached. Only `waitFor` (and `stop`
+///            there) is a cancellation point, so destructors may call `stop`; it acts up to 200 ms late, and later if
+///            the wall clock is set back meanwhile.
 class OSTREL_EXPORT Thread
 {
 public:
@@ -46,16 +76,18 @@ public:
     void start();
 
     /// Asks the work to return, gives it about 100 ms, then cancels the thread, which acts only if the work allows
-    /// cancellation; waits for the end in any case. Without a thread that runs, the same as `waitFor` if joinable.
+    /// cancellation; then the same as `waitFor`. Without a thread that runs, the same as `waitFor` if joinable.
     void stop();
 
-    void waitFor() const; ///< Until the work has returned; joins a joinable thread.
+    /// Until the work has returned; joins a joinable thread. Returns at once, with a report, when the thread is joined
+    /// already or somebody else is joining it, and without one when it was never started.
+    void waitFor() const;
 
     /// Lets a running thread go on by itself; it deletes the object and its work in the end. False, and nothing
-    /// changed, when a joinable thread does not run; else true.
+    /// changed, when a joinable thread does not run or somebody is joining it; else true.
     bool detach();
 
-    /// The thread's own last step: ends the join of a joinable one where that is possible.
+    /// The thread's own last step, for nobody else: a join of itself, which is refused.
     void stopped();
 
     /// Shown by the kernel from the next start on. Null stands for the empty name, which the kernel is not told.
@@ -69,27 +101,40 @@ public:
     pthread_t getThreadId() { return _threadId; }
 
 private:
-    enum JoinState { NOT_JOINED, JOINING, JOINED };
+    friend struct ThreadProbe; ///< Lets tests wait until a call has begun.
+
+    /// Detached, self-deleting and running have flags of their own, joining is to have a joiner; ended is what ending
+    /// becomes when the running flag goes.
+    enum State { CREATED, RUNNING, ENDING, JOINED };
+
+    class Visit;
 
     Thread(Runnable* runnable, const char* name, bool detached, bool deleteOnExit, bool ownsRunnable);
 
     static void* threadfunction(void* thread);
     void runRunnable();
+    static pthread_key_t getRunKey();
+    static void endCancelledRun(void* thread);
     bool endRun();
-    void cancel();
     int createThread();
-    int join() const;
+    void stopAndWait();
+    void makeReturn();
+    void cancel();
+    void waitFor(Visit& visit) const;
+    int join(Visit& visit) const;
+    void endJoin(const void* joiner, bool isJoined) const;
 
     std::atomic<bool> _detached;
-    std::atomic<bool> _running;
+    mutable std::atomic<bool> _running;
     std::atomic<bool> _deleteOnExit;
     std::atomic<bool> _ownsRunnable;
     pthread_t _threadId;
     Ostrel::FixedString<32> _name;
     Runnable* const _runnable;
-    Ostrel::Mutex _mutex;
+    mutable Ostrel::Mutex _mutex;
 
-    Ostrel::FixedString<32> _startName;        ///< What the thread reads, while `_name` may change.
-    bool _ending;                              ///< The work is over; whether the thread deletes the object is decided.
-    mutable std::atomic<JoinState> _joinState; ///< Of `_threadId`, which the system gives away again after a join.
+    Ostrel::FixedString<32> _startName; ///< What the thread reads, while `_name` may change.
+    mutable State _state;               ///< Guarded by the mutex, as is the next one.
+    mutable const void* _joiner;        ///< Who joins this thread, not the one of an earlier start; null for none.
+    mutable std::atomic<int> _visitors; ///< Calls that the end of the object waits for.
 };

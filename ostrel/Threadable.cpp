@@ -1,6 +1,9 @@
 #include "ostrel/Threadable.h"
 
-Threadable::Threadable(const char* name, bool detached, bool flag) : _thread(this, name, detached), _flag(flag) {}
+Threadable::Threadable(const char* name, bool detached, bool flag) : _thread(this, name, detached), _flag(flag)
+{
+    static_cast<void>(_flag); // nothing reads it, which compilers would find odd
+}
 
 Threadable::~Threadable()
 {

@@ -40,5 +40,5 @@ public:
 
 private:
     Thread _thread;
-    [[maybe_unused]] bool _flag;
+    bool _flag;
 };

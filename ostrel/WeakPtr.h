@@ -14,8 +14,11 @@ namespace Ostrel {
 /// It does not follow the object's life: whoever hands it out keeps the object alive for as long as the receiver's
 /// documentation says. As small and as cheap to pass as a plain pointer.
 ///
-///     if (StructBuilder* target = builder.require())
-///         target->map();
+///     void describe(WeakPtr<StructBuilder> builder)
+///     {
+///         if (StructBuilder* target = builder.require())
+///             target->map().add("x", 1).end();
+///     }
 ///
 /// Ownership: none.
 /// Errors:    using a null one through `require`, `->` or `*` makes one fatal report "m_ptr".

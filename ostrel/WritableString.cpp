@@ -74,6 +74,8 @@ WritableString::ReturnCode WritableString::insertAt(unsigned int offset, unsigne
                                                     const ReadableString& source)
 {
     const unsigned int sourceLength = source.getByteLength();
+    if (sourceLength == 0)
+        return RC_OK; // the terminator stays where it is, be it behind the storage
     const unsigned int freeBytes = byteLength < _byteSize ? _byteSize - byteLength - 1 : 0;
     if (sourceLength > freeBytes)
         return insertCut(offset, source.getData(), sourceLength);
@@ -88,6 +90,8 @@ WritableString::ReturnCode WritableString::insertAt(unsigned int offset, unsigne
 /// The result does not fit: the old tail gives way first, then the source.
 WritableString::ReturnCode WritableString::insertCut(unsigned int offset, const char* source, unsigned int sourceLength)
 {
+    if (offset >= _byteSize - 1)
+        return RC_NO_SPACE; // nothing fits there, and a text that fills the storage ends behind it
     const unsigned int room = _byteSize - 1 - offset;
     char* const gap = getStorage() + offset;
     unsigned int kept = 0;
@@ -118,15 +122,19 @@ WritableString::ReturnCode WritableString::erase(unsigned int index, unsigned in
 
     const int indexOffset = convertCharToByteOffset(index, getData());
     OSTREL_ASSERT(indexOffset >= 0);
-    char* const to = getStorage() + indexOffset;
+    const unsigned int offset = static_cast<unsigned int>(indexOffset);
+    if (offset >= _byteSize)
+        return RC_INVALID_INDEX; // of a text that runs on behind the storage
+    char* const to = getStorage() + offset;
     if (numChars >= characters - index) {
         *to = '\0';
         return RC_OK;
     }
     const int numCharsOffset = convertCharToByteOffset(index + numChars, getData());
     OSTREL_ASSERT(numCharsOffset >= 0);
-    const unsigned int rest = _byteSize - static_cast<unsigned int>(numCharsOffset);
-    memmove(to, getStorage() + numCharsOffset, rest);
+    const unsigned int from = static_cast<unsigned int>(numCharsOffset);
+    const unsigned int rest = from < _byteSize ? _byteSize - from : 0;
+    moveBytes(to, getStorage() + from, rest);
     to[rest] = '\0';
     return RC_OK;
 }
@@ -136,12 +144,14 @@ void WritableString::trim()
     if (_byteSize == 0)
         return;
     const char* begin = getData();
-    const char* end = begin + getByteLength();
+    const char* end = begin + strnlen(begin, _byteSize);
     while (begin < end && isBlank(*begin))
         ++begin;
     while (begin < end && isBlank(end[-1]))
         --end;
-    replaceText(begin, static_cast<unsigned int>(end - begin));
+    const unsigned int length = static_cast<unsigned int>(end - begin);
+    if (length < _byteSize)
+        replaceText(begin, length);
 }
 
 WritableString::ReturnCode WritableString::assignv(const char* format, va_list arguments)

@@ -12,7 +12,7 @@ namespace Ostrel {
 ///
 ///     char storage[16] = "";
 ///     WritableString name(storage, sizeof(storage));
-///     name.assignFormat("worker %d", number);
+///     name.assignFormat("worker %d", 1);
 ///
 /// Units:     indexes and counts are characters; the byte size counts the terminator.
 /// Ownership: the storage stays the caller's and outlives the object. A source text must not lie in it.
@@ -21,7 +21,8 @@ namespace Ostrel {
 class OSTREL_EXPORT WritableString : public ReadableString
 {
 public:
-    /// `storage` holds a terminated text already. Byte size 0 stands for no storage.
+    /// `storage` holds a terminated text already. Byte size 0 stands for no storage. A terminator that lies behind the
+    /// storage is read, but nothing is ever written there.
     WritableString(char* storage, unsigned int byteSize);
     ~WritableString() override;
     WritableString(const WritableString&) = delete; // would share the storage
@@ -45,11 +46,13 @@ public:
 
     /// Formats, then inserts. The formatted text may have as many bytes as the byte size exceeds `index`, terminator
     /// included: otherwise nothing is inserted and `RC_NO_SPACE` returned, as when memory is exhausted.
-    /// `RC_INVALID_INDEX` when `index` reaches the byte size or exceeds the length.
+    /// `RC_INVALID_INDEX` when `index` reaches the byte size or exceeds the length. It is formatted in a
+    /// `DynamicString`: where the byte size exceeds `index` by more than 262,144, that gets no storage, so that nothing
+    /// is ever inserted and its fatal report is made.
     ReturnCode insertv(unsigned int index, const char* format, va_list arguments);
     ReturnCode insertFormat(unsigned int index, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
-    /// `insertv` at the end; `RC_NO_SPACE` also where that gives `RC_INVALID_INDEX`.
+    /// `insertv` at the end, with its limits; `RC_NO_SPACE` also where that gives `RC_INVALID_INDEX`.
     ReturnCode appendFormat(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     unsigned int getByteSize() const { return _byteSize; }

@@ -1,6 +1,9 @@
 #include "ostrel/XMLFileProcessor.h"
 
+#include <new>
+
 #include "ostrel/Report.h"
+#include "ostrel/internal/CancellationPause.h"
 
 namespace Ostrel {
 
@@ -13,10 +16,20 @@ const std::streamsize BLOCK_SIZE = 1024;
 
 } // namespace
 
-XMLFileProcessor::XMLFileProcessor(const std::string& fileName, const SharedPtr<XMLParser>& parser)
-    : m_parser(parser), m_input(fileName)
+XMLFileProcessor::XMLFileProcessor(const std::string& fileName, const SharedPtr<XMLParser>& parser) : m_parser(parser)
 {
+    try {
+        m_input.open(fileName);
+    } catch (const std::bad_alloc&) { // for the buffer; the file may be open then
+        m_input.setstate(std::ios::badbit);
+    }
     OSTREL_CHECK_AT(RECOVERABLE, LINE_OPEN, "bool(m_input)", bool(m_input));
+}
+
+XMLFileProcessor::~XMLFileProcessor()
+{
+    const CancellationPause pause;
+    m_input.close();
 }
 
 void XMLFileProcessor::start()

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "ostrel/Export.h"
-#include "ostrel/SAXParser.h"
 #include "ostrel/SharedPtr.h"
+#include "ostrel/XMLParser.h"
 
 namespace Ostrel {
 
@@ -13,24 +13,27 @@ namespace Ostrel {
 ///
 /// For other sources use `XmlStreamFilter`.
 ///
+///     DataObjectSaxHandler handler;
 ///     SharedPtr<XMLParser> parser(new (std::nothrow) SAXParser(handler));
 ///     XMLFileProcessor("settings.xml", parser).start();
 ///
 /// Units:     the file is read in blocks of 1024 bytes.
 /// Ownership: the parser is shared; the file stays open until the processor dies.
-/// Errors:    a file that cannot be opened is a recoverable report "bool(m_input)", and `start` then does nothing. A
-///            failure while reading looks like the end of the file. A missing parser is a fatal report "m_ptr" at each
-///            call that it misses.
+/// Errors:    a file that cannot be opened, be it for lack of memory, is a recoverable report "bool(m_input)", and
+///            `start` then does nothing. A failure while reading looks like the end of the file. A missing parser is a
+///            fatal report "m_ptr" at each call that it misses.
 /// Threads:   one processor belongs to one thread at a time.
 class OSTREL_EXPORT XMLFileProcessor
 {
 public:
     XMLFileProcessor(const std::string& fileName, const SharedPtr<XMLParser>& parser);
+    ~XMLFileProcessor();
     XMLFileProcessor(const XMLFileProcessor&) = delete;
     XMLFileProcessor& operator=(const XMLFileProcessor&) = delete;
 
-    /// Once only: afterwards the file is used up, and further calls do nothing. What `parse` throws passes through; the
-    /// document is then not ended, which `endDocument` of the parser makes up for.
+    /// What the parser throws passes through. The document is then not ended, which `endDocument` of the parser makes
+    /// up for. Once the end of the file was read, further calls do nothing; before, when the parser has thrown, they go
+    /// on behind the block that it was given last, as a document of its own.
     void start();
 
 private:

@@ -1,7 +1,8 @@
-#include "ostrel/XmlEventTexts.h"
+#include "ostrel/internal/XmlEventTexts.h"
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 
 #include "ostrel/CopyBytes.h"
 
@@ -18,6 +19,16 @@ const std::string& assignText(std::string& string, const char* text, size_t leng
     return string;
 }
 
+template <class Assign>
+decltype(auto) withinMemory(Assign assign)
+{
+    try {
+        return assign();
+    } catch (const std::exception&) { // a text may also be longer than any string
+        throw XmlEventTexts::OutOfMemory();
+    }
+}
+
 /// Few elements of a document share a value, not even those with a common prefix. An empty name has a byte, too.
 size_t hash(const char* name, size_t length)
 {
@@ -30,7 +41,8 @@ XmlEventTexts::XmlEventTexts() : _noAttributes() {}
 
 const std::string& XmlEventTexts::setText(const char* text, size_t length)
 {
-    return assignText(_texts[std::min(length, size_t{LONG_TEXT})], text, length);
+    return withinMemory(
+        [&]() -> const std::string& { return assignText(_texts[std::min(length, size_t{LONG_TEXT})], text, length); });
 }
 
 const XmlEventTexts::Attributes& XmlEventTexts::setAttributes(const char* element, size_t length,
@@ -39,10 +51,12 @@ const XmlEventTexts::Attributes& XmlEventTexts::setAttributes(const char* elemen
     if (*attributes == nullptr)
         return _noAttributes;
 
-    AttributeSet& set = _sets[hash(element, length) % SETS];
-    if (!set.assignInPlace(attributes))
-        set.assign(attributes);
-    return set.map;
+    return withinMemory([&]() -> const Attributes& {
+        AttributeSet& set = _sets[hash(element, length) % SETS];
+        if (!set.assignInPlace(attributes))
+            set.assign(attributes);
+        return set.map;
+    });
 }
 
 /// Whether the names were those that the set had before, in the same order.

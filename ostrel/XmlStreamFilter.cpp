@@ -8,18 +8,19 @@ namespace {
 
 const unsigned int BLOCK_SIZE = 4096;
 
-/// The count delivered; 0 at the end; -1 on a failure, be it one that looks like the end.
-int readBlock(InputStream& stream, unsigned char* block)
+struct Piece
 {
-    int count = stream.read(block, BLOCK_SIZE);
-    // An interrupted wait or a descriptor that had nothing for a moment may leave its error behind at the end, too.
-    if (count == 0 && stream.getErrorString() != nullptr) {
-        count = stream.read(block, BLOCK_SIZE);
-        if (count == 0 && stream.getErrorString() != nullptr)
-            return -1;
-    }
+    int count; ///< Of bytes; 0 or less at the end.
+    bool isFailure;
+};
+
+Piece readPiece(InputStream& stream, unsigned char* block)
+{
+    const int count = stream.read(block, BLOCK_SIZE);
+    // The stream is asked before anything else is done with it: another read would forget the error.
+    const bool isCutShort = count < static_cast<int>(BLOCK_SIZE) && stream.getErrorString() != nullptr;
     // A stream that claims more than it was asked for must not lead us behind the block.
-    return std::min(count, static_cast<int>(BLOCK_SIZE));
+    return {std::min(count, static_cast<int>(BLOCK_SIZE)), count < 0 || isCutShort};
 }
 
 } // namespace
@@ -37,11 +38,14 @@ int XmlStreamFilter::start()
 
     parser->startDocument();
     unsigned char block[BLOCK_SIZE];
-    int count = readBlock(*stream, block);
-    for (; count > 0; count = readBlock(*stream, block))
-        parser->parse(reinterpret_cast<const char*>(block), static_cast<unsigned int>(count));
+    Piece piece;
+    do {
+        piece = readPiece(*stream, block);
+        if (piece.count > 0)
+            parser->parse(reinterpret_cast<const char*>(block), static_cast<unsigned int>(piece.count));
+    } while (piece.count > 0 && !piece.isFailure);
     parser->endDocument();
-    return count < 0 ? -1 : 0;
+    return piece.isFailure ? -1 : 0;
 }
 
 } // namespace Ostrel

@@ -2,8 +2,8 @@
 
 #include "ostrel/Export.h"
 #include "ostrel/InputStream.h"
-#include "ostrel/SAXParser.h"
 #include "ostrel/WeakPtr.h"
+#include "ostrel/XMLParser.h"
 
 namespace Ostrel {
 
@@ -11,16 +11,19 @@ namespace Ostrel {
 ///
 /// For a file by its name `XMLFileProcessor` is shorter, but does not tell whether reading failed.
 ///
-///     FdInputStream in(socket);
+///     DataObjectSaxHandler handler;
+///     SAXParser parser(handler);
+///     FdInputStream in(STDIN_FILENO);
 ///     XmlStreamFilter filter(in, parser);
 ///     if (filter.start() != 0)
-///         puts(in.getErrorString());
+///         puts("the document is not complete");
 ///
 /// Every byte that the stream delivers reaches the parser once and in order, at the latest before `start` ends the
 /// document. A read that delivers less than was asked for is not the end; a time-out of the stream, which delivers
 /// nothing, cannot be told from it.
 ///
-/// Units:     reads ask for 4096 bytes; what one delivers is one `parse`, so that a slow source is parsed as it comes.
+/// Units:     reads ask for 4096 bytes; what one delivers is one `parse`. A stream that waits until it has them all, as
+///            `FdInputStream` does, holds back what a slow source has sent until then, or until its time-out.
 /// Ownership: stream and parser stay the caller's and outlive the filter.
 /// Errors:    see `start`. A missing stream or parser is a fatal report "m_ptr".
 /// Threads:   one filter belongs to one thread at a time, as do its stream and its parser.
@@ -31,8 +34,10 @@ public:
 
     /// 0 when the stream came to its end; whether the document was well-formed is told by the parser.
     ///
-    /// -1 when the stream failed: its read gave -1, or it came to an end with an error text that a second read did not
-    /// clear. The document is ended then too, incomplete as it is, so that the parser can take the next one.
+    /// -1 when the stream failed: its read gave -1, or had an error text after it delivered nothing or less than it was
+    /// asked for; what it delivered is parsed. The document is ended then too, incomplete as it is, so that the parser
+    /// can take the next one. An interrupted wait counts, and so does a moment without data of a descriptor that does
+    /// not block.
     ///
     /// -1 also without a stream or a parser; then the other one is not touched.
     ///

@@ -1,8 +1,10 @@
 /* Property map for C: a typed key/value map inside one buffer of the caller, which is handed on as plain bytes.
  *
  * The buffer stays the caller's: property_map_free() releases the handle alone, and a new handle over the same bytes
- * reads on. A null handle stops the process unless a function says otherwise; other failures are codes. Sizes, lengths
- * and offsets are bytes. Nothing locks. The byte formats are in docs/property-map-format.md.
+ * reads on. A null handle stops the process unless a function says otherwise; the other pointers, a second map's too,
+ * are not looked at and must not be null unless a function says so. Other failures are codes. Sizes, lengths and
+ * offsets are bytes. Nothing locks, and a change is many writes: keep readers out meanwhile, in other processes too.
+ * The byte formats are in docs/property-map-format.md.
  *
  * Between processes of the same byte order the buffer itself is exchanged. Otherwise the sender asks
  * property_map_check_externalized_size(), calls property_map_externalize() and sends the bytes; the receiver asks
@@ -33,11 +35,13 @@ OSTREL_EXPORT property_map* property_map_create_by_map_buffer(uint8_t* buffer);
 OSTREL_EXPORT void property_map_free(property_map* map);
 
 /* Whether the bytes can be used as a map without any operation leaving them. Ask once about bytes that another process
- * wrote. The map may be smaller than `size`. */
+ * wrote; where it can still write, about a copy. The map may be smaller than `size`. Maps with more than 32 KB of
+ * values take some heap meanwhile, and longer where it is refused. */
 OSTREL_EXPORT bool property_map_is_well_formed(const uint8_t* buffer, uint32_t size);
 
 /* Whether the bytes begin with a complete form that property_map_initialize can read into a buffer of
- * property_map_read_externalized_size bytes. Then `*consumed`, which may be null, is its length. */
+ * property_map_read_externalized_size bytes, which may be more than the records need. Then `*consumed`, which may be
+ * null, is its length. */
 OSTREL_EXPORT bool property_map_is_well_formed_externalized(const uint8_t* data, uint32_t length, uint32_t* consumed);
 
 OSTREL_EXPORT uint32_t property_map_get_num_entries(const property_map* map);
@@ -138,10 +142,12 @@ OSTREL_EXPORT unsigned int property_map_externalize(const property_map* map, uin
  * null. */
 OSTREL_EXPORT unsigned int property_map_read_externalized_size(const property_map* map, const uint8_t* buffer);
 
-/* Replaces the content by that of the form at `*cursor`, which moves behind what was read. The form must be complete.
- * PM_RC_BUFFER_TOO_SMALL: the map's buffer is smaller than the form asks for; the map is empty. PM_RC_TYPE_MISMATCH: an
- * unknown type; the map is empty. PM_RC_KEY_EXISTS, PM_RC_NO_SPACE: the form contradicts itself; the entries before
- * that stay. */
+/* Replaces the content by that of the form at `*cursor`, which moves behind what was read. Keys may come in any order;
+ * ascending is fastest. PM_RC_BUFFER_TOO_SMALL: the map's buffer is smaller than the form asks for; the map is empty.
+ * PM_RC_TYPE_MISMATCH: an unknown type; the map is empty. PM_RC_KEY_EXISTS, PM_RC_NO_SPACE: the form contradicts
+ * itself; the entries before that stay. A failure in a nested form gives the same code, and the entries before it and
+ * the nested map stay. A form that is cut off is read beyond its end, and a nested size outside 8..0x00FFFFFF stops the
+ * process: check forms from outside. */
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_initialize(const property_map* map, const uint8_t** cursor);
 
 #ifdef __cplusplus

@@ -25,6 +25,18 @@ TEST_F(ArrayListTest, RefusedGrowthLeavesListAndElement)
     });
 }
 
+TEST_F(ArrayListTest, LongListsKeepTheirStepButSeldomMove)
+{
+    DynamicArrayList<SharedPtr<int>, 8> list;
+    const unsigned int moves = countAllocations([&] {
+        for (unsigned int i = 0; i < 20000; ++i) {
+            ASSERT_EQ(list.append(SharedPtr<int>()), 0);
+            ASSERT_EQ(list.getCapacity(), i / 8 * 8 + 8);
+        }
+    });
+    EXPECT_EQ(moves, 8u + 33u) << "to 64, and four for each doubling from there";
+}
+
 TEST_F(ArrayListTest, OwnElementSurvivesTheGrowthItCauses)
 {
     DynamicArrayList<SharedPtr<int>, 1> list;
@@ -84,7 +96,9 @@ TEST_F(ArrayListTest, AutoPtrArrayDeletesItsElementsAndReportsMisuse)
 TEST_F(ArrayListTest, ArraysBeyondTheAddressSpaceAreRefused)
 {
     if (sizeof(void*) == 4) { // elsewhere there may be room
-        EXPECT_EQ(AutoPtrArray<int>(0x40000000).getLength(), 0u);
+        for (const unsigned int length : {0x1FFFFFF0u, 0x1FFFFFFFu, 0x40000000u})
+            EXPECT_EQ(AutoPtrArray<int>(length).getLength(), 0u) << length;
         EXPECT_EQ((DynamicArrayList<double, 0x10000000>().append(1)), 2);
+        EXPECT_EQ((DynamicArrayList<char, 0x80000000>().append(1)), 2);
     }
 }

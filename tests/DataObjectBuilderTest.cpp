@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/LogBuilder.h"
 #include "tests/support/RecordingPolicy.h"
 
@@ -72,8 +73,58 @@ TEST_F(DataObjectBuilderTest, APendingKeyIsUsedUpByOneCall)
     _builder.map().add("kept", restarting);
     expectTree("{kept:i1 } ");
     _builder.map().add("used", *DataObject::createInt(1)).add("silent", silent).add("outer", nesting);
-    _builder.add(2).list().end(); // neither has a key: a map refuses them, and what is refused has no end
-    expectTree("{outer:{} used:i1 } ", "Invalid end call");
+    _builder.add(2).list().add(3).map().add("k", silent).end().end(); // no key: a map refuses the list with all in it
+    _builder.add("late", 4).end();
+    expectTree("{late:i4 outer:{} used:i1 } ");
+
+    const Describing throwing([](StructBuilder&) { throw 5; });
+    _builder.map();
+    EXPECT_THROW(_builder.add("lost", throwing), int);
+    _builder.map().end().add("late", 6);
+    expectTree("{late:i6 } ");
+}
+
+TEST_F(DataObjectBuilderTest, ValuesNestAThousandLevelsDeep)
+{
+    for (const bool isList : {true, false}) {
+        int depth = 0;
+        const Describing nested([&](StructBuilder& builder) {
+            ++depth;
+            isList ? builder.list().add(nested) : builder.map().add("k", nested);
+        });
+        nested.serialize(_builder);
+        EXPECT_EQ(depth, 1001) << "the outermost one, and 1,000 in it";
+        EXPECT_EQ(takeReports().back().text, "test 'm_level < MAX_NESTING' failed");
+        _builder.reset();
+    }
+}
+
+TEST_F(DataObjectBuilderTest, WithoutMemoryEndsBalanceAndTheNextTreeIsWhole)
+{
+    const AutoPtr<DataObject> number = DataObject::createInt(3);
+    const std::string whole = "{l:[i2 s(x) null ] last:i4 m:{a:i1 b:i1 c:i1 d:i1 e:i1 f:i1 g:i1 h:i1 i:i3 } } ";
+    sweepAllocationFailures([&](AllocationFaults& faults) {
+        std::string trees[2];
+        for (std::string& tree : trees) {
+            _builder.map();
+            if (&tree == trees)
+                faults.arm();
+            _builder.list("l").add(2).add("x").add(StructBuilder::NullType()).add(*number).end().map("m");
+            for (char key[] = "a"; *key < 'i'; ++*key)
+                _builder.add(key, true);
+            _builder.add("i", *number).end();
+            faults.disarm();
+            const bool isReported = !takeReports().empty();
+            _builder.add("last", 4).end();
+            tree = describe(_tree.getRoot().get());
+            takeReports(); // of missing children
+            EXPECT_TRUE(_tree.getRoot()->has("last")) << "ends did not reach the root: " << tree;
+            EXPECT_TRUE(isReported || tree == whole) << "lost without a report: " << tree;
+            _builder.reset();
+        }
+        EXPECT_EQ(trees[1], whole);
+        return trees[0] == whole;
+    });
 }
 
 TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)

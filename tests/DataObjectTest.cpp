@@ -1,5 +1,6 @@
 #include "ostrel/DataObject.h"
 
+#include <algorithm>
 #include <climits>
 #include <stdexcept>
 #include <string>
@@ -9,6 +10,7 @@
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/LogBuilder.h"
 #include "tests/support/RecordingPolicy.h"
+#include "json/JsonSerializer.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
@@ -123,7 +125,6 @@ TEST_F(DataObjectTest, AChainOfMissesEndsInTheDefault)
     EXPECT_EQ(root->set(0, makeInt(1)), -1);
     EXPECT_EQ(makeInt(1)->set("k", makeInt(1)), -1);
     EXPECT_FALSE(root->unset(0));
-    EXPECT_EQ(root->binaryValue(), nullptr);
     EXPECT_STREQ(root->getTypeName(), "DataObject");
 }
 
@@ -187,6 +188,62 @@ TEST_F(DataObjectTest, TreesDescribeThemselvesAndDumpsShowEveryKind)
     EXPECT_EQ(dump(NullDataObject()), "Printing NullDataObject:\nNullDataObject\n");
     EXPECT_EQ(dump(InvalidDataObject()), "Printing InvalidDataObject:\nINVALID DATA OBJECT\n");
     EXPECT_EQ(dump(DataObjectList()), "Printing DataObjectList:\nDataObjectList:\n");
+    testing::internal::CaptureStdout();
+    makeInt(3)->print(NO_TEXT);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\nIntegerDataObject: 3\n");
+}
+
+TEST_F(DataObjectTest, TreesOfAnyDepthAreCopiedAndFreedButNotWritten)
+{
+    AutoPtr<DataObject> tree = makeInt(7);
+    for (int i = 0; i < 100000; ++i) {
+        AutoPtr<DataObject> outer = DataObject::parse(i % 2 == 0 ? "[1, [2]]" : "{'a':1, 'z':[2]");
+        EXPECT_EQ(i % 2 == 0 ? outer->append(std::move(tree)) : outer->set("m", std::move(tree)), 0);
+        tree = std::move(outer);
+    }
+    const AutoPtr<DataObject> copy = tree->clone();
+    const DataObject* node = copy.get();
+    while (node->getNumChildren() == 3)
+        node = node->has("m") ? &node->get("m") : &node->get(2);
+    EXPECT_EQ(node->toInt(0), 7);
+
+    testing::internal::CaptureStdout();
+    copy->internalPrint(990);
+    const std::string lines = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 40);
+    for (int i = 0; i < 2; ++i)
+        expectFailedCheck(Severity::RECOVERABLE, "DataObjectCollections", 0, "depth < MAX_NESTING");
+    json::JsonSerializer serializer;
+    copy->serialize(serializer);
+    EXPECT_EQ(takeReports().size(), 4U) << "one for each child at the bound";
+}
+
+/// Adds to its container whatever is asked of it.
+struct Growing : NullDataObject
+{
+    explicit Growing(DataObject& container) : _container(container) {}
+    void serialize(WeakPtr<StructBuilder>) const override { grow(); }
+    AutoPtr<DataObject> clone() const override { return grow(), makeInt(0); }
+    void grow() const
+    {
+        for (int i = 0; i < 20; ++i) {
+            if (_container.append("1") != 0)
+                _container.set(("x" + std::to_string(_container.getNumChildren())).c_str(), makeInt(0));
+        }
+    }
+    DataObject& _container;
+};
+
+TEST_F(DataObjectTest, ContainersMayChangeWhileTheirChildrenAreVisited)
+{
+    for (const bool isMap : {false, true}) {
+        const AutoPtr<DataObject> node = DataObject::parse(isMap ? "{'a': 1, 'z': 2" : "[1, 2]");
+        AutoPtr<DataObject> child(new Growing(*node));
+        EXPECT_EQ(isMap ? node->set("b", std::move(child)) : node->append(std::move(child)), 0);
+        const std::string text = describe(node.get());
+        EXPECT_EQ(std::count(text.begin(), text.end(), 'i'), 22) << "what was added is visited as well";
+        EXPECT_EQ(node->clone()->getNumChildren(), 43);
+    }
 }
 
 TEST_F(DataObjectTest, NullsAreReportedWhereTheyAreUsedAndSurvivedElsewhere)
@@ -250,9 +307,12 @@ TEST_F(DataObjectTest, RefusedMemoryIsACodeAndLosesNothing)
 
 TEST_F(DataObjectTest, ClonesAreDeepAndWholeOrNothing)
 {
-    const std::string whole = describe(makeTree().get());
+    const AutoPtr<DataObject> deep =
+        DataObject::parse("[[[[[[[[[[[[[[[[[[[['x',{'k':'y'}]"); // takes more than the copy
+    const std::string whole = "{a:i1 deep:" + describe(deep.get()) + "list:[null s(x) ] map:{k:i-5 } } ";
     sweepAllocationFailures([&](AllocationFaults& faults) {
         const AutoPtr<DataObject> original = makeTree();
+        original->set("deep", deep->clone());
         AutoPtr<DataObject> copy;
         try {
             copy = faults.during([&] { return original->clone(); });

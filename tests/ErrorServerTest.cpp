@@ -42,7 +42,7 @@ TEST_F(ErrorServerTest, FormatsAndCutsMessages)
     expectReport(Severity::RECOVERABLE, "", 0, std::string(1023, 'x').c_str());
 
     const char* noFormat = nullptr;
-    getServer().trivial(noFormat);
+    getServer().trivial(noFormat, 0);
     expectReport(Severity::TRIVIAL, "", 0, "");
 }
 
@@ -58,8 +58,6 @@ TEST_F(ErrorServerTest, ChecksAreEvaluatedOnceAndYieldTheirResult)
 
     OSTREL_REPORT_AT(TRIVIAL, 9, "duplicate key: '%s'", "k");
     expectReport(Severity::TRIVIAL, "ErrorServerTest", 9, "'duplicate key: 'k''");
-    OSTREL_REPORT(FATAL, "Not supported");
-    expectReport(Severity::FATAL, "ErrorServerTest", 0, "'Not supported'");
 }
 
 TEST_F(ErrorServerTest, PolicyIsReplacedAndTheOldOneDestroyedAtOnce)
@@ -91,14 +89,12 @@ TEST_F(ErrorServerTest, ServerWithoutAPolicyReportsItselfAndDropsTheRest)
 
 TEST_F(ErrorServerTest, ReportsComeFromSeveralThreadsAtOnce)
 {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([] {
-            for (int i = 0; i < 100; ++i)
-                OSTREL_REPORT(TRIVIAL, "%d", i);
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(takeReports().size(), 400u);
+    const auto report = [] {
+        for (int i = 0; i < 100; ++i)
+            OSTREL_REPORT(TRIVIAL, "%d", i);
+    };
+    std::thread other(report);
+    report();
+    other.join();
+    EXPECT_EQ(takeReports().size(), 200u);
 }

@@ -231,6 +231,12 @@ TEST(JsonParserTest, StreamsAreAskedForTheRightAmountsAndNotBeyondTheEnd)
     PieceStream whole(repeat(" ", 65536) + "[1,2]  ");
     EXPECT_EQ(json::JsonParser().parse(&whole), 0);
     EXPECT_EQ(whole.asked, std::vector<unsigned int>(3, 65536));
+
+    PieceStream byBlock("[1]");
+    PieceStream byByte("[1]");
+    byBlock.claimed = byByte.claimed = 70000; // more than it was asked for
+    EXPECT_EQ(observe([&](json::JsonParser& parser) { return parser.parse(&byBlock); }), "[ i1 ]");
+    EXPECT_EQ(observe([&](json::JsonParser& parser) { return parser.parseUnbuffered(&byByte); }), "[ i1 ]");
 }
 
 TEST(JsonParserTest, DescriptorsAreReadThroughACopy)
@@ -244,6 +250,16 @@ TEST(JsonParserTest, DescriptorsAreReadThroughACopy)
     const int next = dup(ends[0]);
     EXPECT_EQ(next, ends[1] + 1) << "a descriptor leaked";
     close(next);
+    ASSERT_EQ(write(ends[1], "null", 4), 4);
+    struct : json::JsonParser::EventHandler
+    {
+        void onNull(json::JsonParser*, const char*) override { flags = fcntl(fd, F_GETFD); }
+        int fd = 0;
+        int flags = 0;
+    } watch;
+    watch.fd = next;
+    json::JsonParser(&watch).parse(ends[0], 0U);
+    EXPECT_EQ(watch.flags, FD_CLOEXEC) << "programs started meanwhile do not get the copy";
     // The write end cannot be opened for reading, which is found out with the copy already made.
     EXPECT_EQ(parseFd(ends[1]) + parseFd(-1), INVALID + std::string(INVALID));
     EXPECT_EQ(dup(ends[0]), next) << "a descriptor leaked";

@@ -122,13 +122,16 @@ TEST(MemPoolTest, ChunksOfBothKindsOfPool)
 TEST(MemPoolTest, CountsAndAddressesAtTheEdges)
 {
     static const unsigned int CASES[][3] = {{8, 100, 12}, {8, 8, 0}, {8, 9, 1}, {0, 3, 24}, {0xFFFFFFFF, 100, 0}};
-    unsigned char buffer[100];
+    unsigned char buffer[100], other;
     for (const auto& c : CASES) {
         DynamicMemPool pool(c[0], buffer, c[1]);
         EXPECT_EQ(pool.getFreeChunks(), c[2]);
         EXPECT_EQ(pool.allocate(), c[2] == 0 ? nullptr : buffer);
-        pool.release(buffer + 100); // outside, except where all chunks are one
-        EXPECT_EQ(pool.getFreeChunks(), c[0] == 0 || c[2] == 0 ? c[2] : c[2] - 1);
+        for (unsigned char* const outside : {&other, buffer + 100, static_cast<unsigned char*>(nullptr)})
+            pool.release(outside);
+        EXPECT_EQ(pool.getFreeChunks(), c[2] == 0 ? 0 : c[2] - 1);
+        pool.release(buffer);
+        EXPECT_EQ(pool.getFreeChunks(), c[2]);
     }
     EXPECT_EQ(DynamicMemPool(0xFFFFFFFF, 0xFFFFFFFF).allocate(), nullptr); // no such storage
     unsigned char bitmap[] = {0, 0x14};

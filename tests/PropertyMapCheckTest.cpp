@@ -1,11 +1,27 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 #include <tuple>
 
 #include "fuzz/PropertyMapUse.h"
 #include "ostrel/Unaligned.h"
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/PropertyMapSample.h"
+
+static std::function<void()> whenSearched;
+
+// The linker sends all searches here. While the check looks for the end of a text is a good time to change the map.
+extern "C" {
+void* __real_memchr(const void* bytes, int byte, size_t length);
+
+void* __wrap_memchr(const void* bytes, int byte, size_t length)
+{
+    if (whenSearched)
+        whenSearched();
+    return __real_memchr(bytes, byte, length);
+}
+}
 
 namespace {
 
@@ -126,18 +142,59 @@ TEST(PropertyMapCheckTest, NestingIsBounded)
 
 TEST(PropertyMapCheckTest, OverlapsAreFoundInLargeMaps)
 {
-    // Larger than the stretch that is marked at a time.
-    Bytes bytes(100000);
-    PropertyMap map(bytes.data(), 100000);
+    // Larger than what is marked without the heap, and in it a map that is.
+    Bytes bytes(170000);
+    PropertyMap map(bytes.data(), 170000);
     const Bytes data(30000, 1);
     for (int key : {1, 2, 3})
         ASSERT_EQ(map.insert(key, data.data(), 30000), PM_RC_OK);
-    ASSERT_TRUE(isWellFormed(bytes));
-    const size_t length = 8 + 2 * 30004 - 30004; // of the second value, which reaches into the third by one byte
-    putWord(bytes, length, 30001);
-    EXPECT_FALSE(isWellFormed(bytes));
-    putWord(bytes, length, 29999);
-    EXPECT_TRUE(isWellFormed(bytes));
+    ASSERT_EQ(map.insert(0, nullptr, 70000, PM_TYPE_PROPERTY_MAP), PM_RC_OK);
+    const size_t nestedAt = 8 + 3 * 30004;
+    PropertyMap nested(bytes.data() + nestedAt + 4, 70000);
+    for (int key : {2, 1})
+        ASSERT_EQ(nested.insert(key, data.data(), 30000), PM_RC_OK);
+    // A word that is one too large lets the value reach into the next.
+    static const std::tuple<const char*, size_t, uint32_t, bool> CASES[] = {
+        {"second value shorter", 8 + 30004, 29999, true},
+        {"second value longer", 8 + 30004, 30001, false},
+        {"third value over the nested map", 8 + 2 * 30004, 30001, false},
+        {"nested map over the third value", 170000 - 8 * 4 + 4, 8 + 3 * 30004 - 4, false},
+        {"nested value longer", nestedAt + 4 + 8, 30001, false},
+        {"last nested value beyond its map", nestedAt + 4 + 8 + 30004, 40000, false},
+    };
+    for (const auto& [name, offset, word, expected] : CASES) {
+        SCOPED_TRACE(name);
+        Bytes changed = bytes;
+        putWord(changed, offset, word);
+        EXPECT_EQ(isWellFormed(changed), expected);
+        AllocationFaults faults(AllocationFaults::FAIL_ALL_LATER, 0);
+        EXPECT_EQ(faults.during([&] { return PropertyMap::isWellFormed(changed.data(), 170000); }), expected);
+        EXPECT_EQ(faults.getCount(), 1u);
+    }
+}
+
+TEST(PropertyMapCheckTest, BytesMayChangeMeanwhile)
+{
+    std::mt19937 random(7);
+    for (unsigned int i = 0; i < 6000; ++i) {
+        // Every other map is large enough to be gone through more than once where there is no heap.
+        const unsigned int reserved = i % 2 == 0 ? 1 : 40000;
+        Bytes bytes(reserved + 110);
+        PropertyMap map(bytes.data(), reserved + 110);
+        map.insert(1, PropertyMap(nestedMaps(1).data()));
+        map.insert(2, "out");
+        map.insert(3, nullptr, reserved);
+        map.insert(4, "last");
+        const size_t place = random() % 100;
+        unsigned int before = random() % 4;
+        whenSearched = [&] {
+            if (before-- == 0) // header, values or entries become far too much
+                putWord(bytes, place < 60 ? place : bytes.size() - 104 + place, 0x00FFFFF0u << random() % 8);
+        };
+        AllocationFaults faults(AllocationFaults::FAIL_ALL_LATER, 0);
+        faults.during([&] { PropertyMap::isWellFormed(bytes.data(), reserved + 110); });
+        whenSearched = nullptr;
+    }
 }
 
 TEST(PropertyMapCheckTest, WhatIsAcceptedCanBeUsed)

@@ -5,6 +5,7 @@
 #include <random>
 #include <string>
 
+#include "ostrel/internal/PropertyMapTable.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/PropertyMapModel.h"
 
@@ -136,16 +137,45 @@ TEST(PropertyMapTest, IteratorWalksBothWays)
     EXPECT_TRUE(map.getIterator(2) == i && map.getIterator(5) == map.end());
 }
 
-TEST(PropertyMapTest, NothingIsAllocated)
+TEST(PropertyMapTest, BrokenTablesAreScannedAlikeOneByOneAndInVectors)
 {
-    EXPECT_EQ(countAllocations([] {
-                  unsigned char buffer[300];
-                  PropertyMap map(buffer, sizeof(buffer));
-                  map.insert(1, "text");
-                  map.set(1, "longer text");
-                  map.removeKey(1);
-              }),
-              0u);
+    static const uint32_t OFFSETS[] = {0, 7, 8, 9, 0xFFFFFF, 0xFFFFFFF, 0x10000000, 0x20000008, 0x80000000, 0xFFFFFFFF};
+    std::mt19937 random(5);
+    for (unsigned int round = 0; round < 4000; ++round) {
+        PropertyMap::KeyValuePair pairs[40];
+        std::pair<uint32_t, PropertyMap_ValueType> expected(8, PM_TYPE_BOOL);
+        const unsigned int used = round % 41;
+        for (PropertyMap::KeyValuePair* pair = pairs; pair != pairs + used; ++pair) {
+            Ostrel::storeLE32(pair->bytes, static_cast<uint32_t>(random() << 8 | random() % 16));
+            Ostrel::storeU32(pair->bytes + 4, OFFSETS[random() % (round % 3 == 0 ? 6 : 10)]);
+            if (PropertyMap::isOffsetStored(pair))
+                expected = std::max(expected, {PropertyMap::getValueOffset(pair), PropertyMap::getValueType(pair)});
+        }
+        const Ostrel::PropertyMapScan scan(pairs, used);
+        ASSERT_EQ(std::make_pair(scan.getOffset(), scan.getType()), expected) << round;
+    }
+}
+
+TEST(PropertyMapTest, EntriesKeepTheFormOfTheirFlagAndNothingIsAllocated)
+{
+    unsigned char bytes[64];
+    const auto work = [&bytes] {
+        PropertyMap map(bytes, sizeof(bytes));
+        map.insert(1, "abc");
+        map.insert(2, "de");
+        map.insert(3, false);
+        // Short keys in the long form, as other writers may leave them.
+        Ostrel::storeLE32(bytes + 48, 12 << 8 | PM_TYPE_STRING << 1 | 1);
+        Ostrel::storeU32(bytes + 52, 2);
+        Ostrel::storeLE32(bytes + 56, PM_TYPE_BOOL << 1 | 1);
+        Ostrel::storeU32(bytes + 60, 3);
+        map.set(1, "abcdef");
+        map.set(3, true);
+        map.removeKey(1);
+        PropertyMap::isWellFormed(bytes, sizeof(bytes));
+    };
+    EXPECT_EQ(countAllocations(work), 0u);
+    EXPECT_EQ(std::string(bytes + 48, bytes + 64), "\x09\x08\0\0"s + toBytes(2) + "\x01\x01\0\0"s + toBytes(3));
 }
 
 TEST(PropertyMapDeathTest, MisuseStops)
@@ -175,4 +205,21 @@ TEST(PropertyMapDeathTest, MisuseStops)
     bytes[56] = 7 << 1;
     EXPECT_DEATH(map.begin().getDataSize(), "Assertion `false' failed");
     EXPECT_EQ(map.insert(2, 5), PM_RC_OK);
+}
+
+TEST(PropertyMapDeathTest, ValuesBehindTheKeyTableStop)
+{
+    for (const auto& [type, offset] : {std::make_pair(PM_TYPE_DOUBLE, 0x20000008u), std::make_pair(PM_TYPE_STRING, ~7u),
+                                       std::make_pair(PM_TYPE_BINARY, 12u)}) {
+        unsigned char bytes[64];
+        PropertyMap map(bytes, sizeof(bytes));
+        map.insert(1, "abc");
+        map.insert(2, nullptr, 1);
+        Ostrel::storeU32(bytes + 12, 0xFFFFFFFC); // the length of binary data
+        bytes[56] = static_cast<unsigned char>(type << 1);
+        Ostrel::storeU32(bytes + 60, offset);
+        EXPECT_EQ(map.insert(0, true), PM_RC_NO_SPACE) << type;
+        EXPECT_DEATH(map.getEmptySpace(), "Assertion `keyOffset >= bufferEnd' failed") << type;
+        EXPECT_DEATH(map.removeKey(1), "Assertion `keyOffset >= bufferEnd' failed") << type;
+    }
 }

@@ -1,9 +1,12 @@
 #include <expat.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
 
+#include "ostrel/SAXParser.h"
 #include "ostrel/XMLFileProcessor.h"
 #include "ostrel/XmlStreamFilter.h"
 #include "tests/support/AllocationFaults.h"
@@ -14,12 +17,13 @@ using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the w
 
 typedef XMLParser::ParseException ParseException;
 
-// expat itself allocates out of our reach, so its creation fails here in the place of its first allocation.
-extern "C" XML_Parser __real_XML_ParserCreate(const XML_Char* encoding);
+// expat takes its memory where the faults reach it.
 extern "C" XML_Parser __wrap_XML_ParserCreate(const XML_Char* encoding)
 {
-    return AllocationFaults::shouldFail() ? nullptr : __real_XML_ParserCreate(encoding);
+    static const XML_Memory_Handling_Suite SUITE = {malloc, realloc, free};
+    return XML_ParserCreate_MM(encoding, &SUITE, nullptr);
 }
+extern "C" void SAXParser_startElement(void* userData, const char* name, const char** attributes);
 
 namespace {
 
@@ -34,15 +38,19 @@ struct EventLog : SAXHandler
             text += " " + attribute.first + "=" + attribute.second;
         write(">", 's');
     }
-    void endElement(const std::string& name) override { write("</" + name + ">", 'e'); }
+    void endElement(const std::string& name) override
+    {
+        AllocationFaults::Pause pause;
+        write("</" + name + ">", 'e');
+    }
     void charData(const std::string& piece) override { write(piece, 't'); }
-    void finished() override { text += "."; }
-    bool parseError() override { return (text += "!", onlyReported); }
+    void finished() override { write(".", 0); }
+    bool parseError() override { return (write("!", 0), onlyReported); }
     void write(const std::string& event, char kind)
     {
         AllocationFaults::Pause pause;
         text += event; // pieces of one text stand together
-        if (kind == failing)
+        if (kind != 0 && kind == failing)
             fail();
     }
 
@@ -95,8 +103,13 @@ TEST_F(SAXParserTest, PiecesGiveTheEventsOfTheWhole)
 TEST_F(SAXParserTest, ParseExceptionOfTheHandlerStopsTheDocumentOthersWaitForTheNextFailure)
 {
     const std::string caught = "caught in ostrel/SAXParser.cpp:createException}";
+    struct Wordless : std::exception
+    {
+        const char* what() const noexcept override { return nullptr; }
+    };
     const std::pair<std::function<void()>, std::string> CASES[] = {
         {[] { throw std::runtime_error("boom"); }, "{Unexpected exception boom' " + caught},
+        {[] { throw Wordless(); }, "{Unexpected exception ' " + caught},
         {[] { throw 7; }, "{Unexpected exception " + caught},
         {[] { throw ParseException("enough"); }, "{enough}"},
     };
@@ -130,24 +143,39 @@ TEST_F(SAXParserTest, HandlerChoosesBetweenExceptionAndReportOfAMalformedDocumen
               missing + missing + "[SAXParser:150 " + error + "][SAXParser:173 '" + error + "']" + missing);
 }
 
-TEST_F(SAXParserTest, MemoryFaultsLoseEventsOnlyAndWithoutExpatAllIsMalformed)
+TEST_F(SAXParserTest, WithoutMemoryTheDocumentEndsThereAndTheNextOneIsWhole)
 {
-    const std::string document =
-        "<name-that-takes-a-block b='value that takes a block' c=''>t<i/></name-that-takes-a-block>";
-    log.onlyReported = true;
-    sweepAllocationFailures([&](AllocationFaults& faults) {
-        faults.arm();
-        SAXParser starved(log);
-        starved.parse(document.data(), static_cast<unsigned int>(document.size()));
-        faults.disarm();
-        const std::string outcome = run(starved, "");
-        EXPECT_TRUE(outcome[0] != '!' || outcome == "!.[SAXParser:150 expat error 'out of memory' on line "
-                                                    "0][SAXParser:173 'expat error 'out of memory' on line 0']"
-                                                    "[SAXParser:179 test 'XML_ParserReset(m_expatParser, 0)' failed]");
-        EXPECT_TRUE(outcome[0] == '!' || run(starved, "<name-that-takes-a-block b=''/>") ==
-                                             "<name-that-takes-a-block b=></name-that-takes-a-block>.");
-        return outcome == "<name-that-takes-a-block b=value that takes a block c=>t<i></i></name-that-takes-a-block>.";
-    });
+    const std::string document = "<name-that-takes-a-block b='value that takes a block' c=''>t<i/>" +
+                                 std::string(6000, 'x') + "<i/></name-that-takes-a-block>";
+    const std::string whole = run(parser, document);
+    log.fail = [] { throw 7; };
+    for (const auto& [failing, onlyReported] : {std::pair('n', true), {'n', false}, {'s', true}}) {
+        std::tie(log.failing, log.onlyReported) = std::tie(failing, onlyReported);
+        sweepAllocationFailures([&](AllocationFaults& faults) {
+            faults.arm();
+            SAXParser starved(log);
+            for (size_t i = 0; i < document.size(); i += 1500) {
+                try {
+                    starved.parse(&document[i], static_cast<unsigned>(std::min(document.size() - i, size_t{1500})));
+                } catch (const ParseException& exception) {
+                    const AllocationFaults::Pause pause;
+                    EXPECT_TRUE(failing == 's' || strstr(exception.what(), "out of memory")) << exception.what();
+                }
+            }
+            starved.endDocument();
+            faults.disarm();
+            const std::string outcome = std::exchange(log.text, "");
+            const size_t end = outcome.find_first_of("!.");
+            EXPECT_EQ(whole.compare(0, end, outcome, 0, end), 0) << "an event is missing in the middle";
+            EXPECT_EQ(outcome.find_first_not_of("!.", end), std::string::npos) << "an event after the end";
+            const std::vector<Report> reports = takeReports();
+            EXPECT_EQ(reports.empty(), outcome == whole);
+            for (const Report& report : reports)
+                EXPECT_TRUE(strstr(report.text.c_str(), "'out of memory'") || report.line == 179) << report.message;
+            EXPECT_EQ(run(starved, document), whole) << "with memory back";
+            return outcome == whole;
+        });
+    }
 }
 
 /// Writes down the lengths of the pieces between "start" and "end", then the text.
@@ -166,12 +194,12 @@ struct CallLog : XMLParser
     size_t throwAt = 9999;
 };
 
-/// Has an error text the first times that it is asked for one.
+/// Has an error text after one of its reads, until the next one.
 struct ErrorStream : PieceStream
 {
     using PieceStream::PieceStream;
-    const char* getErrorString() const override { return errors-- > 0 ? "broken" : nullptr; }
-    mutable int errors = 0;
+    const char* getErrorString() const override { return asked.size() == failingRead ? "broken" : nullptr; }
+    size_t failingRead = 0;
 };
 
 struct XmlFeederTest : ReportTest
@@ -193,6 +221,12 @@ TEST_F(XmlFeederTest, FileIsReadInBlocksOf1024)
         XMLFileProcessor(path, parser).start();
         EXPECT_EQ(log->calls + log->text, c.second + content);
     }
+    log->calls = "";
+    AllocationFaults faults(AllocationFaults::FAIL_ONE, 0);
+    XMLFileProcessor starved = faults.during([&] { return XMLFileProcessor(path, parser); });
+    expectFailedCheck(Severity::RECOVERABLE, "XMLFileProcessor", 20, "bool(m_input)");
+    starved.start();
+    EXPECT_EQ(log->calls, "");
     XMLFileProcessor(path, nullptr).start();
     for (int call = 0; call < 7; ++call)
         expectFailedCheck(Severity::FATAL, "SharedPtr", 180, "m_ptr");
@@ -203,14 +237,15 @@ TEST_F(XmlFeederTest, FileIsReadInBlocksOf1024)
 
 TEST_F(XmlFeederTest, EveryByteOfAStreamArrivesOnceAndAFailureIsTold)
 {
-    const std::tuple<std::vector<unsigned int>, int, int, size_t, int, const char*> CASES[] = {
+    const std::tuple<std::vector<unsigned int>, int, size_t, size_t, int, const char*> CASES[] = {
         {{9999}, 0, 0, 9999, 0, "start 4096 4096 1 end"},   {{4095, 1, 5000}, 0, 0, 9999, 0, "start 4095 1 4096 1 end"},
-        {{9999}, -1, 0, 9999, -1, "start 4096 4096 1 end"}, {{9999}, 0, 1, 9999, 0, "start 4096 4096 1 end"},
-        {{9999}, 0, 2, 9999, -1, "start 4096 4096 1 end"},  {{9999}, 0, 0, 8192, 1, "start 4096 4096"}};
-    for (const auto& [pieces, resultAtEnd, errors, throwAt, result, calls] : CASES) {
+        {{9999}, -1, 0, 9999, -1, "start 4096 4096 1 end"}, {{9999}, 0, 2, 9999, 0, "start 4096 4096 1 end"},
+        {{9999}, 0, 4, 9999, -1, "start 4096 4096 1 end"},  {{9999}, 0, 0, 8192, 1, "start 4096 4096"},
+        {{4096, 100}, 0, 2, 9999, -1, "start 4096 100 end"}};
+    for (const auto& [pieces, resultAtEnd, failingRead, throwAt, result, calls] : CASES) {
         log->throwAt = throwAt;
         ErrorStream stream(text, pieces, resultAtEnd);
-        stream.errors = errors;
+        stream.failingRead = failingRead;
         int outcome = 1;
         try {
             outcome = XmlStreamFilter(stream, parser).start();

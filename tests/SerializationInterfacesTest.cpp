@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "ostrel/CreateMixins.h"
 #include "ostrel/Deserializer.h"
 #include "ostrel/StructBuilder.h"
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/LogBuilder.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
@@ -28,9 +26,6 @@ public:
     int last = 0;
 };
 
-struct Created : NarrowBuilder, CreateMixins<Created, AutoPtr<StructBuilder>>
-{};
-
 } // namespace
 
 TEST(SerializationInterfacesTest, WideIntegersNarrowToTheirLowBits)
@@ -48,12 +43,4 @@ TEST(SerializationInterfacesTest, WideIntegersNarrowToTheirLowBits)
     EXPECT_EQ(handler.last, -1);
     EXPECT_EQ(base.arrayStart(nullptr, "k"), nullptr);
     EXPECT_EQ(base.objectStart(nullptr, "k"), nullptr);
-}
-
-TEST(SerializationInterfacesTest, CreatedObjectIsOwnedThroughItsInterface)
-{
-    sweepAllocationFailures([](AllocationFaults& faults) {
-        const AutoPtr<StructBuilder> builder = faults.during([] { return Created::create(); });
-        return builder && builder->isOk();
-    });
 }

@@ -64,7 +64,8 @@ TEST_F(SmartPointerTest, RefusedCountDeletesTheObject)
         const int before = Base::destroyed;
         const SharedPtr<Base> owner = faults.during([&] { return SharedPtr<Base>(std::move(object)); });
         EXPECT_EQ(Base::destroyed - before, owner ? 0 : 1);
-        return static_cast<bool>(owner);
+        const SharedPtr<Base> made = faults.during([] { return SharedPtr<Derived>::make(); }); // one block
+        return owner && made;
     });
 }
 

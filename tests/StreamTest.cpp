@@ -85,6 +85,7 @@ TEST(ByteArrayOutputStreamTest, TakesAPieceWholeOrNotAtAll)
     EXPECT_EQ(out.write(nullptr, 0), 0);
     EXPECT_EQ(play("xy"), "-1 OutputStream storage too small 0123456789|");
     EXPECT_EQ(play("x"), "1 Ok 01x3456789|");
+    EXPECT_EQ(ByteArrayOutputStream(nullptr, 8).write(storage, 1), -1);
 }
 
 namespace {
@@ -406,8 +407,7 @@ TEST(FileStreamTest, UnusableFiles)
     noInput.setNonBlocking();
     EXPECT_EQ(readTexts(noInput, {1}), "failed,!File not found") << "even with nothing left of the budget";
     FileOutputStream noOutput(nullptr, true);
-    EXPECT_EQ(write(noOutput, "a"), -1);
-    EXPECT_EQ(noOutput.flush(), 0);
+    EXPECT_TRUE(write(noOutput, "a") == -1 && noOutput.flush() == 0);
     EXPECT_STREQ(noOutput.getErrorString(), "File not found");
 
     FileInputStream directory(fopen("/", "r"), true);

@@ -20,6 +20,9 @@ const auto RC_OK = ReadableString::RC_OK;
 const auto RC_INVALID_INDEX = ReadableString::RC_INVALID_INDEX;
 const auto RC_NO_SPACE = ReadableString::RC_NO_SPACE;
 
+// Through any other class, owners would come to share a storage and free it twice.
+static_assert(!std::is_assignable_v<ReadableString&, ReadableString> && std::is_copy_assignable_v<DynamicString>, "");
+
 /// A string whose storage has guard bytes on both sides.
 struct GuardedString : GuardedBuffer
 {
@@ -117,14 +120,35 @@ TEST_F(StringTest, RandomEditsMatchTheModelInsideTheStorage)
     }
 }
 
+TEST_F(StringTest, TextsThatReachTheStoragesEndAreEditedInside)
+{
+    typedef WritableString Text; // over four bytes, with the terminator behind them
+    const std::tuple<const char*, int (*)(Text&), int, const char*> CASES[] = {
+        {"abcd", [](Text& text) -> int { return text.insert(4, "xy"); }, RC_NO_SPACE, "abcd"},
+        {"abcd", [](Text& text) -> int { return text.insert(3, "xy"); }, RC_NO_SPACE, "abcd"},
+        {"abcd", [](Text& text) -> int { return text.insert(1, "xy"); }, RC_NO_SPACE, "axy"},
+        {"€d", [](Text& text) -> int { return text.appendFormat("x"); }, RC_NO_SPACE, "€d"},
+        {"abcd", [](Text& text) -> int { return ReadableString("xyz").substr(&text, 1, 2); }, 0, "abcd"},
+        {"abcdef", [](Text& text) -> int { return text.insert(6, "xy"); }, RC_NO_SPACE, "abcdef"},
+        {"abcdef", [](Text& text) -> int { return text.erase(1, 4); }, RC_OK, "a"},
+        {"abcdef", [](Text& text) -> int { return text.erase(5, 1); }, RC_INVALID_INDEX, "abcdef"},
+        {" abcde", [](Text& text) -> int { return text.trim(), 0; }, RC_OK, "abc"}};
+    for (const auto& [given, edit, code, expected] : CASES) {
+        char block[16];
+        WritableString text(strcpy(block, given), 4);
+        EXPECT_EQ(edit(text), code) << given << ", " << expected;
+        EXPECT_STREQ(block, expected);
+        EXPECT_STREQ(block + 4, given + 4) << expected;
+    }
+}
+
 TEST_F(StringTest, NullAndOddTextsAreSafe)
 {
     DynamicString none;
     EXPECT_TRUE(none == "" && none == nullptr && none != "a" && none.getLength() == 0);
     EXPECT_EQ(none.insert(0, nullptr), RC_NO_SPACE);
     FixedString<5> text;
-    EXPECT_EQ(text.assign(nullptr), RC_OK);
-    EXPECT_EQ(text.insert(0, nullptr), RC_OK);
+    EXPECT_TRUE(text.assign(nullptr) == RC_OK && text.insert(0, nullptr) == RC_OK);
     EXPECT_EQ(text.assignFormat("\x80\x80\x80\x80\x80"), RC_NO_SPACE);
     EXPECT_TRUE(text == "");
     EXPECT_EQ(text.assignFormat("ab%lc", wint_t(0x20AC)), RC_NO_SPACE); // fails without a locale

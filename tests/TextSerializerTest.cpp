@@ -148,6 +148,19 @@ TYPED_TEST(TextSerializerTest, KeyedCallsAreRefusedWhileAKeyIsPending)
     EXPECT_FALSE(this->serializer.isOk());
 }
 
+TYPED_TEST(TextSerializerTest, ValuesNestAThousandLevelsDeep)
+{
+    int depth = 0;
+    const Described keyed([&](StructBuilder& b) { ++depth % 2 == 0 ? b.add(keyed) : b.add("k", keyed); });
+    keyed.serialize(this->serializer);
+    EXPECT_EQ(depth, 1001) << "the outermost one, and 1,000 in it";
+    const Report report = this->takeReports().back();
+    const Each<int> line = {302, 290};
+    EXPECT_EQ(report.line, line.of(this->serializer));
+    EXPECT_EQ(report.text, "'Serializable nested too deep'");
+    EXPECT_STREQ(this->serializer.getErrorString(), "Serializable nested too deep");
+}
+
 TYPED_TEST(TextSerializerTest, ResetForgetsTheTextButNeitherMisuseNorKey)
 {
     TypeParam& subject = this->serializer;

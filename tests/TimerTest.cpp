@@ -38,11 +38,6 @@ struct Waiter
     std::thread thread;
 };
 
-void sleepMs(int milliseconds)
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
-
 } // namespace
 
 class TimerTest : public ReportTest
@@ -53,7 +48,13 @@ TEST_F(TimerTest, EndedWaitsLeaveNothing)
     const int before = getNextDescriptor();
     for (int round = 0; round < 20; ++round) {
         Waiter waiter(600);
-        waiter.timer.reset();
+        bool isSent = false;
+        std::thread([&] {
+            pthread_cancel(pthread_self());
+            waiter.timer.reset();
+            isSent = true;
+        }).join();
+        EXPECT_TRUE(isSent) << "a sender is not cancelled with the lock in its hands";
         if (round < 10)
             waiter.timer.stop();
         else
@@ -89,7 +90,7 @@ TEST_F(TimerTest, ResetStartsTheIntervalAnew)
     for (bool isLate = true; isLate;) { // on a machine so busy that the wait may be over
         const auto waitAndReset = [&] {
             waiter.emplace(1);
-            sleepMs(300);
+            usleep(300000);
             waiter->timer.reset();
         };
         isLate = getDurationMs(waitAndReset) >= 1000;
@@ -102,8 +103,8 @@ TEST_F(TimerTest, InterruptedWaitDoublesWhatHasPassed)
 {
     signal(SIGUSR1, [](int) {});
     Waiter waiter(600);
-    for (int pause = 300; waiter.duration == 0; pause *= 2) { // until one has come during the wait
-        sleepMs(pause);
+    for (int pause = 300; waiter.duration == 0; pause *= 3) { // outruns what a step of the wall clock adds
+        usleep(pause * 1000);
         pthread_kill(waiter.thread.native_handle(), SIGUSR1);
     }
     waiter.thread.join();

@@ -80,6 +80,14 @@ TEST(XmlGenTest, CallsGiveTheirTextAndStatus)
         {"but are not inherited",
          [](XmlGen& g) { g.object(nullptr).object("a").reset().array(nullptr).object(nullptr).end().add(1).end(); },
          "$<a>1</a>$", "Done"},
+        {"names are copies, in blocks that are used again",
+         [](XmlGen& g) {
+             char name[] = "name longer than a first block has", next[] = "n";
+             g.object(nullptr).object("a").end().object(name).object("").end().array(next);
+             name[0] = next[0] = 'x';
+             g.object(nullptr).end().end().end().reset().array(nullptr).object(nullptr).end().add(1);
+         },
+         "$<name longer than a first block has>1</name longer than a first block has>", "Inside array"},
         {"value without key", [](XmlGen& g) { g.object(nullptr).add(1).add("k", 1); }, "", "Expected key/value"},
         {"collection without key", [](XmlGen& g) { g.object(nullptr).array(nullptr).end(); }, "", "Expected key/value"},
         {"member in an array", [](XmlGen& g) { g.array(nullptr).add("k", 1).end(); }, "", "Unexpected key/value"},
@@ -148,4 +156,20 @@ TEST(XmlGenFaultTest, WhatFitsIsWrittenAndOnlyTheEnclosingLevelKeepsTheError)
     EXPECT_EQ(bodyOf(gen), "<a>0123456789</a><></>") << "all but the name";
     EXPECT_STREQ(gen.getStatusString(), "Out of memory");
     EXPECT_EQ(gen.getDepth(), 1u);
+}
+
+TEST(XmlGenFaultTest, NamesWithoutMemoryAreToldAndTheNextDocumentIsWhole)
+{
+    const auto write = [](XmlGen& g) {
+        g.object(nullptr).object("a").array("b").object(nullptr).end().end().end().end();
+    };
+    sweepAllocationFailures([&](AllocationFaults& faults) {
+        XmlGen gen;
+        faults.during([&] { write(gen); });
+        const bool isDone = bodyOf(gen) == "<a><b></b></a>$";
+        EXPECT_TRUE(isDone || gen.getStatus() == XmlGen::OUT_OF_MEMORY || bodyOf(gen)[0] == 'w');
+        write(gen.reset());
+        EXPECT_EQ(bodyOf(gen), "<a><b></b></a>$");
+        return isDone;
+    });
 }

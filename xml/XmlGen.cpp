@@ -1,12 +1,15 @@
 #include "xml/XmlGen.h"
 
+#include <cstdlib>
 #include <cstring>
 
-#include "ostrel/EscapedPiece.h"
-#include "ostrel/IntegerPiece.h"
+#include "ostrel/CopyBytes.h"
+#include "ostrel/internal/EscapedPiece.h"
+#include "ostrel/internal/IntegerPiece.h"
 
 using Ostrel::BytesPiece;
 using Ostrel::CharacterPiece;
+using Ostrel::copyBytes;
 using Ostrel::IntegerPiece;
 using Ostrel::LiteralPiece;
 using Ostrel::signOf;
@@ -23,13 +26,40 @@ constexpr CharacterPiece SLASH('/');
 constexpr CharacterPiece END_OF_TAG('>');
 constexpr CharacterPiece END_OF_DOCUMENT('\0');
 
-/// A name as it is, or nothing for null.
-BytesPiece rawPiece(const char* name)
-{
-    return BytesPiece(name, name == nullptr ? 0 : strlen(name));
-}
+const size_t NAME_STEP = 32;
 
 } // namespace
+
+XmlGen::Name::~Name()
+{
+    free(_text);
+}
+
+bool XmlGen::Name::assign(const char* text, size_t length)
+{
+    if (length >= _size && !grow(length + 1)) {
+        _length = 0;
+        return false;
+    }
+    *copyBytes(_text, text, length) = '\0';
+    _length = length;
+    return true;
+}
+
+bool XmlGen::Name::grow(size_t size)
+{
+    size = (size + NAME_STEP - 1) & ~(NAME_STEP - 1);
+    char* const text = static_cast<char*>(realloc(_text, size));
+    if (text == nullptr)
+        return false;
+    _text = text;
+    _size = size;
+    return true;
+}
+
+XmlGen::XmlGen() = default;
+
+XmlGen::~XmlGen() = default;
 
 template <class... Pieces>
 XmlGen& XmlGen::writeValue(const Pieces&... pieces)
@@ -37,7 +67,7 @@ XmlGen& XmlGen::writeValue(const Pieces&... pieces)
     if (placeValue() == PLACE_REFUSED)
         return *this;
     // One above the names in use: that of the last collection closed here.
-    const BytesPiece name = rawPiece(_names[_nameDepth]);
+    const BytesPiece name(_names[_nameDepth].getText(), _names[_nameDepth].getLength());
     write(TAG, name, END_OF_TAG, pieces..., TAG, SLASH, name, END_OF_TAG);
     complete();
     return *this;
@@ -74,22 +104,25 @@ XmlGen& XmlGen::startCollection(const char* key, Status type)
     if (getStatus() == INITIALIZED) {
         write(DECLARATION);
     } else if (key != nullptr) {
-        openElement(key, type);
+        openElement(key, strlen(key), type);
     } else if (isInObject()) {
         setStatus(EXPECTED_KEY_VALUE);
         return *this;
     } else if (_nameDepth > 0) {
-        openElement(_names[_nameDepth - 1], type);
+        const Name& name = _names[_nameDepth - 1];
+        openElement(name.getText(), name.getLength(), type);
     }
     openLevel(type);
     return *this;
 }
 
-void XmlGen::openElement(const char* name, Status type)
+void XmlGen::openElement(const char* name, size_t length, Status type)
 {
     if (type == STARTING_OBJECT)
         write(TAG, EscapedPiece(name), END_OF_TAG);
-    _names[_nameDepth++] = name;
+    // The level opens without its name, too: its end is counted all the same.
+    if (!_names[_nameDepth++].assign(name, length))
+        setStatus(OUT_OF_MEMORY);
 }
 
 XmlGen& XmlGen::end()
@@ -114,8 +147,9 @@ void XmlGen::closeElement()
     }
     --_nameDepth;
     // Not escaped, unlike in the opening tag, and readers know it so.
+    const Name& name = _names[_nameDepth];
     if (isInObject())
-        write(TAG, SLASH, rawPiece(_names[_nameDepth]), END_OF_TAG);
+        write(TAG, SLASH, BytesPiece(name.getText(), name.getLength()), END_OF_TAG);
 }
 
 XmlGen& XmlGen::add(NullType)

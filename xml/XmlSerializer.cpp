@@ -1,6 +1,6 @@
 #include "xml/XmlSerializer.h"
 
-#include "ostrel/TextSerializerImpl.h"
+#include "ostrel/internal/TextSerializerImpl.h"
 
 template class Ostrel::TextSerializer<xml::XmlGen>;
 
@@ -19,6 +19,7 @@ const Ostrel::MisuseSites SITES = {
     218, // string
     249, // bool
     277, // null
+    290, // nesting
 };
 
 } // namespace

@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <utility>
 
-#include "ostrel/Observable/EventEntry.h"
-#include "ostrel/Observable/ObserverWord.h"
 #include "ostrel/Observable/StaticModel.h"
+#include "ostrel/internal/EventEntry.h"
+#include "ostrel/internal/ObserverWord.h"
 
 namespace Ostrel {
 
@@ -40,23 +40,15 @@ struct ObserverList
 {
     const char* begin;
     const char* end;
-    char* entry;
-
-    /// Id, count and form of the event: one of them is another after any change that moves the list or its end. (An
-    /// event leaves with its last observer only, so that its count has changed before its bytes are given up.)
-    uint64_t entryBegin;
-
-    bool isChanged() const { return loadU64(entry) != entryBegin; }
 };
 
 // Out of line, which leaves the registers to the pass itself.
 [[gnu::noinline]] ObserverList findObservers(char* buffer, int event)
 {
     const EventEntry entry = findEventEntry(buffer, event);
-    if (entry.getAddress() == buffer + loadU16(buffer + RegistryOffset::USED_SIZE) || entry.getCount() == 0)
-        return {buffer, buffer, buffer, 0};
-    // With an observer, the entry has eight bytes at least.
-    return {entry.getObservers(), entry.getObserversEnd(), entry.getAddress(), loadU64(entry.getAddress())};
+    if (entry.getAddress() == buffer + loadU16(buffer + RegistryOffset::USED_SIZE))
+        return {buffer, buffer};
+    return {entry.getObservers(), entry.getObserversEnd()};
 }
 
 } // namespace
@@ -66,7 +58,7 @@ Observer::~Observer() = default;
 ObservableImplementation::~ObservableImplementation() = default;
 
 PiloObservableImpl::PiloObservableImpl(char* buffer, const unsigned short& size)
-    : _state(StaticModel::create(buffer, size))
+    : _state(StaticModel::create(buffer, size)), _changes(0)
 {}
 
 PiloObservableImpl::~PiloObservableImpl()
@@ -76,11 +68,13 @@ PiloObservableImpl::~PiloObservableImpl()
 
 Observable_ReturnCode PiloObservableImpl::addObserver(const int& event, Observer* observer)
 {
+    ++_changes;
     return isOk() ? StaticModel::addEventAndObserver(_state, event, observer) : OBSERVABLE_INSUFFICIENT_MEMORY;
 }
 
 Observable_ReturnCode PiloObservableImpl::removeObserver(const int& event, Observer* observer)
 {
+    ++_changes;
     return isOk() ? StaticModel::removeEventAndObserver(_state, event, observer) : OBSERVABLE_EVENT_NOT_FOUND;
 }
 
@@ -89,20 +83,25 @@ Observable_ReturnCode PiloObservableImpl::notifyObservers(Observable* source, co
     if (!isOk())
         return OBSERVABLE_OK;
 
-    char* const buffer = _state->buffer;
-    ObserverList list = findObservers(buffer, event);
-    for (const char* slot = list.begin; slot != list.end;) {
-        observerFromWord(loadU32(slot))->notify(source, event, params);
-        slot += EventEntry::OBSERVER_SIZE;
-        if (list.isChanged()) {
-            // Under a recursive lock a callback can do that, though it must not. The pass goes on at the same place of
-            // the list, so it may skip an observer, but calls none of another event.
-            const ptrdiff_t done = slot - list.begin;
-            list = findObservers(buffer, event);
-            slot = list.begin + std::min(done, list.end - list.begin);
-        }
+    const int id = event; // an observer that goes during the pass may take the caller's with it
+    ptrdiff_t done = 0;
+    for (;;) {
+        const ObserverList list = findObservers(_state->buffer, id);
+        const ObserverWords observers;
+        const uint64_t changes = _changes;
+        const char* slot = list.begin + std::min(done, list.end - list.begin);
+        do {
+            if (slot == list.end)
+                return OBSERVABLE_OK;
+            Observer* const observer = observers[loadU32(slot)];
+            slot += EventEntry::OBSERVER_SIZE;
+            observer->notify(source, id, params);
+        } while (_changes == changes);
+
+        // Under a recursive lock a callback can change the registry. Nothing in the buffer would tell: freed bytes keep
+        // what they held, and places are taken again.
+        done = slot - list.begin;
     }
-    return OBSERVABLE_OK;
 }
 
 Observable::Observable(Lockable* lock, AutoPtr<ObservableImplementation> implementation)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "ostrel/AutoPtr.h"
 #include "ostrel/Export.h"
 #include "ostrel/Lockable.h"
@@ -49,20 +51,34 @@ public:
 
 private:
     StaticModelState* _state;
+    uint64_t _changes; ///< Calls that may have changed the registry; a pass looks its event up again when it moved.
 };
 
 /// A subject: tells the observers of an event whenever it is notified. Derive from it or hold one.
 ///
+///     struct Display : Observer
+///     {
+///         void notify(Observable*, const int&, const void* params) override
+///         {
+///             printf("volume %d\n", *static_cast<const int*>(params));
+///         }
+///     };
+///     enum { VOLUME_CHANGED = 1 };
 ///     char buffer[64];
 ///     Observable volume(nullptr, AutoPtr<ObservableImplementation>(new PiloObservableImpl(buffer, sizeof(buffer))));
+///     Display display;
 ///     volume.addObserver(VOLUME_CHANGED, &display);
+///     const int newVolume = 11;
 ///     volume.notifyObservers(VOLUME_CHANGED, &newVolume);
 ///
 /// Units:     none.
 /// Ownership: owns the implementation; the lock and the observers stay the caller's and outlive their use here.
 /// Errors:    codes. An exception of an observer passes through and leaves the lock free.
-/// Threads:   each operation runs under the lock, callbacks included: one that calls back in needs a recursive lock,
-///            and even then must not change the registrations of the pass it is called from.
+/// Threads:   each operation runs under the lock, callbacks included: one that calls back in needs a recursive lock.
+///
+/// A callback should leave the registrations alone. When it changes them, each pass under way goes on at the place it
+/// had reached in the list as it is then: it may skip an observer or call one again, but calls none that has been
+/// removed. A callback must not destroy the observable.
 class OSTREL_EXPORT Observable
 {
 public:
@@ -72,7 +88,8 @@ public:
     Observable(const Observable&) = delete;
     Observable& operator=(const Observable&) = delete;
 
-    /// An observer added repeatedly is called repeatedly. OBSERVABLE_INSUFFICIENT_MEMORY.
+    /// An observer added repeatedly is called repeatedly. Null is not looked at, here nor when it is called: do not
+    /// give it. OBSERVABLE_INSUFFICIENT_MEMORY.
     Observable_ReturnCode addObserver(const int& event, Observer* observer);
 
     /// Removes one registration. OBSERVABLE_EVENT_NOT_FOUND, OBSERVABLE_OBSERVER_NOT_FOUND.

@@ -1,4 +1,4 @@
-#include "ostrel/Observable/ObserverWord.h"
+#include "ostrel/internal/ObserverWord.h"
 
 #if UINTPTR_MAX != UINT32_MAX
 

@@ -4,8 +4,8 @@
 #include <new>
 
 #include "ostrel/Assert.h"
-#include "ostrel/Observable/EventEntry.h"
-#include "ostrel/Observable/ObserverWord.h"
+#include "ostrel/internal/EventEntry.h"
+#include "ostrel/internal/ObserverWord.h"
 
 namespace Ostrel {
 

@@ -67,10 +67,13 @@ private:
 /// `docs/observable-format.md` has the layout. Registrations cost 4 bytes each, an event 4 bytes more, or 8 when its id
 /// is outside -32767..32766. `PiloObservableImpl` is the class to use; this is what it stands on.
 ///
-///     char buffer[64];
-///     StaticModelState* registry = StaticModel::create(buffer, sizeof(buffer));
-///     StaticModel::addEventAndObserver(registry, VOLUME_CHANGED, &display);
-///     delete registry;
+///     void fill(char* buffer, Observer* display)
+///     {
+///         enum { VOLUME_CHANGED = 1 };
+///         StaticModelState* registry = StaticModel::create(buffer, 64);
+///         StaticModel::addEventAndObserver(registry, VOLUME_CHANGED, display);
+///         delete registry;
+///     }
 ///
 /// Units:     sizes are bytes.
 /// Ownership: the buffer stays the caller's and outlives the state; observers are borrowed.

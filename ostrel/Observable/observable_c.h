@@ -1,11 +1,23 @@
 /* Observables for C: a subject with its registrations in a fixed buffer, observers that are plain functions, and the
  * caller's own mutex.
  *
- *     static char buffer[256];
- *     ObservablePtr settings = createObservable(buffer, sizeof(buffer), NULL);
- *     ObserverPtr logger = createObserver(logChange);
- *     addObserver(settings, VOLUME_CHANGED, logger);
- *     notifyObserversWithParams(settings, VOLUME_CHANGED, &newVolume);
+ *     enum { VOLUME_CHANGED = 1 };
+ *
+ *     void logChange(ObservablePtr source, Event_Type event, const void* params)
+ *     {
+ *         printf("event %d: %d\n", (int)event, *(const int*)params);
+ *     }
+ *
+ *     void changeVolume(int newVolume)
+ *     {
+ *         static char buffer[256];
+ *         ObservablePtr settings = createObservable(buffer, sizeof(buffer), NULL);
+ *         ObserverPtr logger = createObserver(logChange);
+ *         addObserver(settings, VOLUME_CHANGED, logger);
+ *         notifyObserversWithParams(settings, VOLUME_CHANGED, &newVolume);
+ *         destroyObservable(settings);
+ *         destroyObserver(logger);
+ *     }
  *
  * Units:     sizes are bytes. A registration costs 4, each event 4 more (8 when its id is outside -32767..32766), the
  *            registry itself 4.
@@ -13,8 +25,11 @@
  *            observer must be removed from every observable before it is destroyed.
  * Errors:    codes. Null where a handle must be given stops the process.
  * Threads:   each operation on an observable holds its mutex, also while the observers are called. An observer that
- *            calls back in needs a recursive mutex, and even then must not change the registrations of the event that
- *            it is called for. Without a mutex nothing is locked. */
+ *            calls back in needs a recursive mutex. Without a mutex nothing is locked.
+ *
+ * An observer should leave the registrations alone while it is called. When it changes them, each notification under
+ * way goes on at the place it had reached in the list as it is then: it may skip an observer or call one again, but
+ * calls none that has been removed. It must not destroy the observable. */
 #pragma once
 
 #include <pthread.h>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -75,7 +76,8 @@ public:
         const size_t wanted = std::min(size, _pieces[(asked.size() - 1) % _pieces.size()]);
         const size_t count = _text.copy(reinterpret_cast<char*>(buffer), wanted, _position);
         _position += count;
-        return static_cast<int>(count);
+        memset(buffer + count, ' ', claimed == 0 ? 0 : size - count);
+        return claimed == 0 ? static_cast<int>(count) : claimed;
     }
 
     const char* getErrorString() const override { return nullptr; }
@@ -83,6 +85,7 @@ public:
 
     std::vector<unsigned int> asked;
     int readsAtEnd = 0;
+    int claimed = 0; ///< What each read before the end gives instead of its count; blanks fill what was asked for.
 
 private:
     std::string _text;

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "ostrel/Observable/ObserverWord.h"
 #include "ostrel/Observable/StaticModel.h"
+#include "ostrel/internal/ObserverWord.h"
 
 /// A registry in a heap block of exactly its size, at an odd address, beside an independent model: what is registered
 /// is a list, and the bytes are written anew from it for every operation.

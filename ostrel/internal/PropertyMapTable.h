@@ -1,9 +1,13 @@
-/// The two searches of a property map's key table: for a key, and for the end of the value area. Not installed.
+/// Not installed: internal to the library.
+///
+/// The two searches of a property map's key table: for a key, and for the end of the value area.
 #pragma once
 
-#include "ostrel/PropertyMapEntry.h"
+#include "ostrel/internal/PropertyMapEntry.h"
 
-#if (defined(__SSE2__) || defined(__ARM_NEON)) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+// GCC has the shuffle from version 12 on.
+#if (defined(__SSE2__) || defined(__ARM_NEON)) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ &&                         \
+    __has_builtin(__builtin_shufflevector)
 #define OSTREL_PROPERTY_MAP_VECTOR_SCAN 1
 #endif
 
@@ -14,17 +18,19 @@ struct PropertyMapTable
 {
     /// The checks are those of `getNumEntries`, which stops the process in its own name.
     PropertyMapTable(const PropertyMap& map, const unsigned char* buffer)
-        : size(loadU32(buffer)), offset(loadU32(buffer + sizeof(uint32_t)))
+        : size(loadMapSize(buffer)), offset(loadTableOffset(buffer))
     {
         if (size - PROPERTY_MAP_HEADER_SIZE > PROPERTY_MAP_MAX_SIZE - PROPERTY_MAP_HEADER_SIZE || offset > size)
             map.getNumEntries();
-        entries = reinterpret_cast<const PropertyMap::KeyValuePair*>(buffer + offset);
+        pairs = reinterpret_cast<const PropertyMap::KeyValuePair*>(buffer + offset);
         count = (size - offset) / PROPERTY_MAP_ENTRY_SIZE;
     }
 
+    int getKey(unsigned int index) const { return PropertyMapEntry(pairs + index).getKey(); }
+
     uint32_t size; // of the whole buffer
     uint32_t offset;
-    const PropertyMap::KeyValuePair* entries;
+    const PropertyMap::KeyValuePair* pairs;
     unsigned int count;
 };
 
@@ -42,10 +48,10 @@ inline KeyPosition halveTable(const PropertyMapTable& table, unsigned int low, u
         return {low, false};
     while (count > 1) {
         const unsigned int half = count / 2;
-        low += getEntryKey(table.entries + low + half) <= key ? half : 0;
+        low += table.getKey(low + half) <= key ? half : 0;
         count -= half;
     }
-    const int nearest = getEntryKey(table.entries + low);
+    const int nearest = table.getKey(low);
     return {low + (nearest < key ? 1 : 0), nearest == key};
 }
 
@@ -57,14 +63,14 @@ inline KeyPosition locateKey(const PropertyMapTable& table, int key)
     if (table.count == 0)
         return {0, false};
     const unsigned int lastIndex = table.count - 1;
-    const uint32_t first = loadTagWord(table.entries);
-    const uint32_t last = loadTagWord(table.entries + lastIndex);
-    if (((first | last) & 1) != 0 || !isShortKey(key))
+    const PropertyMapEntry first(table.pairs);
+    const PropertyMapEntry last(table.pairs + lastIndex);
+    if (first.isLong() || last.isLong() || !isShortKey(key))
         return halveTable(table, 0, table.count, key);
 
     const uint32_t wanted = static_cast<uint32_t>(key);
-    const uint32_t lowest = first >> 8;
-    const uint32_t highest = last >> 8;
+    const uint32_t lowest = first.tag >> 8;
+    const uint32_t highest = last.tag >> 8;
     if (wanted <= lowest)
         return {0, wanted == lowest};
     if (wanted >= highest)
@@ -76,7 +82,7 @@ inline KeyPosition locateKey(const PropertyMapTable& table, int key)
     const float HALF = 0.5f; // to the nearest
     const float rounded = expected + HALF;
     const unsigned int guess = static_cast<unsigned int>(static_cast<int>(rounded));
-    const uint32_t there = loadTagWord(table.entries + guess) >> 8;
+    const uint32_t there = PropertyMapEntry(table.pairs + guess).tag >> 8;
     if (there == wanted)
         return {guess, true};
     return there < wanted ? halveTable(table, guess, table.count - guess, key) : halveTable(table, 0, guess, key);
@@ -87,28 +93,30 @@ inline const PropertyMap::KeyValuePair* findEntry(const PropertyMap& map, const 
 {
     const PropertyMapTable table(map, buffer);
     const KeyPosition position = locateKey(table, key);
-    return position.found ? table.entries + position.index : nullptr;
+    return position.found ? table.pairs + position.index : nullptr;
 }
 
 /// Finds the value with the highest offset. Nothing in the buffer caches it, and every insert needs it, so this is the
 /// loop that large maps spend their time in.
 ///
-/// A value's place is one number, its offset in bits 3-30 and its type in bits 0-2, so that the highest place names
-/// both. Where no entry has a value in the value area, it is the start of that, with a type that takes no bytes there.
+/// A value's place is one number, its offset above and its type in bits 0-2, so that the highest place names both.
+/// Where no entry has a value in the value area, it is the start of that, with a type that takes no bytes there.
 class PropertyMapScan
 {
 public:
-    PropertyMapScan(const PropertyMap::KeyValuePair* entry, unsigned int count)
+    PropertyMapScan(const PropertyMap::KeyValuePair* pairs, unsigned int count)
     {
+        const PropertyMap::KeyValuePair* pair = pairs;
+        const PropertyMap::KeyValuePair* const end = pairs + count;
 #ifdef OSTREL_PROPERTY_MAP_VECTOR_SCAN
         // Small tables were mostly just written, and words that are not yet in the cache are not read as vectors.
-        const unsigned int inVectors = count < 16 ? 0 : count & ~3u;
-        scanVectors(entry, inVectors);
-        entry += inVectors;
-        count -= inVectors;
+        if (count >= 16)
+            pair = scanVectors(pair, count & ~3u);
 #endif
-        for (; count != 0; --count, ++entry)
-            scanEntry(entry);
+        for (; pair != end; ++pair)
+            scanEntry(PropertyMapEntry(pair));
+        // No buffer is so large; but what a broken entry holds must not wrap to a place inside.
+        _place = _offsets < OFFSET_LIMIT ? _highest : scanBroken(pairs, count);
     }
 
     bool hasUnknownType() const
@@ -117,79 +125,113 @@ public:
     }
     uint32_t getOffset() const
     {
-        return _highest >> TYPE_BITS;
+        return static_cast<uint32_t>(_place >> TYPE_BITS);
     }
     PropertyMap_ValueType getType() const
     {
-        return static_cast<PropertyMap_ValueType>(_highest & TYPE_MASK);
+        return static_cast<PropertyMap_ValueType>(_place & TYPE_MASK);
     }
 
 private:
     static const unsigned int TYPE_BITS = 3;
     static const uint32_t TYPE_MASK = 7;
 
+    // Below it, places are positive as signed 32-bit numbers, which are what vectors compare.
+    static const uint32_t OFFSET_LIMIT = 1u << (31 - TYPE_BITS);
+
     // Types from 3 on have their value in the value area, with a long key those from 1 on; 7 never.
     static const uint32_t LAST_INLINE_TYPE = PM_TYPE_FLOAT;
 
-    void scanEntry(const PropertyMap::KeyValuePair* entry)
+    void scanEntry(const PropertyMapEntry& entry)
     {
-        const uint32_t tagWord = loadTagWord(entry);
-        const uint32_t isLong = tagWord & 1;
-        const uint32_t type = tagWord >> 1 & TYPE_MASK;
-        const uint32_t offset = isLong != 0 ? tagWord >> 8 : loadEntryWord(entry);
-        const uint32_t place = offset << TYPE_BITS | type;
+        const uint32_t isLong = entry.tag & 1;
+        const uint32_t type = entry.tag >> 1 & TYPE_MASK;
         const bool stored = type > LAST_INLINE_TYPE - 2 * isLong && type != TYPE_MASK;
-        _tags |= tagWord;
-        if (stored && place > _highest)
+        const uint32_t offset = stored ? entry.getValueOffset() : 0;
+        const uint32_t place = offset << TYPE_BITS | type; // below the start where nothing is stored
+        _tags |= entry.tag;
+        _offsets |= offset;
+        if (place > _highest)
             _highest = place;
+    }
+
+    [[gnu::cold, gnu::noinline]] static uint64_t scanBroken(const PropertyMap::KeyValuePair* pair, unsigned int count)
+    {
+        uint64_t highest = START;
+        for (; count != 0; --count, ++pair) {
+            const PropertyMapEntry entry(pair);
+            const uint64_t place =
+                static_cast<uint64_t>(entry.getValueOffset()) << TYPE_BITS | (entry.getRawType() & TYPE_MASK);
+            if (entry.isOffsetStored() && place > highest)
+                highest = place;
+        }
+        return highest;
     }
 
 #ifdef OSTREL_PROPERTY_MAP_VECTOR_SCAN
     typedef uint32_t Words __attribute__((vector_size(16)));
     typedef int32_t Masks __attribute__((vector_size(16)));
 
-    /// The same for four entries a step.
-    void scanVectors(const PropertyMap::KeyValuePair* entry, unsigned int count)
+    static uint32_t joinLanes(const Words& words)
+    {
+        return words[0] | words[1] | words[2] | words[3];
+    }
+
+    /// The same as `scanEntry` for four entries a step.
+    const PropertyMap::KeyValuePair* scanVectors(const PropertyMap::KeyValuePair* pair, unsigned int count)
     {
         Words tags = {0, 0, 0, 0};
+        Words offsets = {0, 0, 0, 0};
         Masks highest = {0, 0, 0, 0};
-        for (const PropertyMap::KeyValuePair* end = entry + count; entry != end; entry += 4) {
-            const Words first = loadWord<Words>(entry);
-            const Words second = loadWord<Words>(entry + 2);
+        for (const PropertyMap::KeyValuePair* end = pair + count; pair != end; pair += 4) {
+            const Words first = loadWord<Words>(pair);
+            const Words second = loadWord<Words>(pair + 2);
             const Words tagWord = __builtin_shufflevector(first, second, 0, 2, 4, 6);
             const Words word = __builtin_shufflevector(first, second, 1, 3, 5, 7);
             const Words isLong = -(tagWord & 1);
             const Words type = tagWord >> 1 & TYPE_MASK;
-            const Words offset = (tagWord >> 8 & isLong) | (word & ~isLong);
             // Type 7 comes out as 0 and the others one higher; all are small, so signed comparisons will do.
             const Masks rank = (Masks)((type + 1) & TYPE_MASK);
             const Masks stored = rank > (Masks)(LAST_INLINE_TYPE + 1 + isLong + isLong);
-            const Masks place = (Masks)(offset << TYPE_BITS | type) & stored;
+            const Words offset = ((tagWord >> 8 & isLong) | (word & ~isLong)) & (Words)stored;
+            const Masks place = (Masks)(offset << TYPE_BITS | type);
             const Masks higher = place > highest;
             highest = (place & higher) | (highest & ~higher);
             tags |= tagWord;
+            offsets |= offset;
         }
+        _tags = joinLanes(tags);
+        _offsets = joinLanes(offsets);
         for (unsigned int lane = 0; lane < 4; ++lane) {
-            _tags |= tags[lane];
             if (static_cast<uint32_t>(highest[lane]) > _highest)
                 _highest = static_cast<uint32_t>(highest[lane]);
         }
+        return pair;
     }
 #endif
 
-    uint32_t _highest = PROPERTY_MAP_HEADER_SIZE << TYPE_BITS | PM_TYPE_BOOL;
-    uint32_t _tags = 0;
+    static const uint32_t START = PROPERTY_MAP_HEADER_SIZE << TYPE_BITS | PM_TYPE_BOOL;
+
+    uint64_t _place;
+    uint32_t _highest = START;
+    uint32_t _tags = 0;    // all bits that occur in the entries' first words
+    uint32_t _offsets = 0; // and in the offsets of values in the value area
 };
 
-/// Where the value area ends and the free space begins.
-inline uint32_t findBufferEnd(const PropertyMapTable& table, const unsigned char* buffer)
+/// Where the value area ends and the free space begins. In a broken map that may be behind the key table's start, even
+/// behind the buffer.
+inline uint64_t findBufferEnd(const PropertyMapTable& table, const unsigned char* buffer)
 {
-    const PropertyMapScan scan(table.entries, table.count);
+    const PropertyMapScan scan(table.pairs, table.count);
     if (scan.hasUnknownType()) {
         for (unsigned int i = 0; i < table.count; ++i)
-            getEntryType(table.entries + i); // stops at the broken one
+            PropertyMapEntry(table.pairs + i).getValueType(); // stops at the broken one
     }
-    return scan.getOffset() + getStoredSize(scan.getType(), buffer + scan.getOffset());
+    const uint64_t offset = scan.getOffset();
+    // Nothing to read a length from: its first byte is behind the end already.
+    if (offset >= table.offset && scan.getType() >= PM_TYPE_STRING)
+        return offset + 1;
+    return offset + getStoredSize(scan.getType(), buffer + offset);
 }
 
 } // namespace Ostrel

@@ -1,3 +1,5 @@
+/// Not installed: internal to the library.
+///
 /// How an observer is written down in the four bytes that a registry has for it.
 ///
 /// Where pointers have four bytes the word is the address. Elsewhere a process-wide table gives every address a word of
@@ -30,6 +32,11 @@ inline Observer* observerFromWord(uint32_t word)
     return reinterpret_cast<Observer*>(word);
 }
 
+struct ObserverWords
+{
+    Observer* operator[](uint32_t word) const { return observerFromWord(word); }
+};
+
 #else
 
 /// The word of `observer`, given out now if it has none yet.
@@ -43,6 +50,16 @@ inline Observer* observerFromWord(uint32_t word)
 {
     return observersByWord.load(std::memory_order_acquire)[word];
 }
+
+/// The words given out until now, for many looks: the table is fetched once.
+class ObserverWords
+{
+public:
+    Observer* operator[](uint32_t word) const { return _observers[word]; }
+
+private:
+    Observer* const* _observers = observersByWord.load(std::memory_order_acquire);
+};
 
 #endif
 

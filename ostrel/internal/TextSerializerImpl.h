@@ -1,4 +1,6 @@
-/// The steps of `TextSerializer`, for the sources that instantiate it. Not installed.
+/// Not installed: internal to the library.
+///
+/// The steps of `TextSerializer`, for the sources that instantiate it.
 #pragma once
 
 #include <new>
@@ -7,6 +9,8 @@
 #include "ostrel/Serializable.h"
 #include "ostrel/TextGenerator.h"
 #include "ostrel/TextSerializer.h"
+#include "ostrel/internal/Nesting.h"
+#include "ostrel/internal/RestoredValue.h"
 
 namespace Ostrel {
 
@@ -22,13 +26,14 @@ struct MisuseSites
     int text;
     int boolean;
     int null;
+    int nesting;
 };
 
 const unsigned char DEFAULT_DIGITS = 6;
 
 template <class Generator>
 TextSerializer<Generator>::TextSerializer(const MisuseSites& sites)
-    : _generator(new (std::nothrow) Generator), _pendingKey(nullptr), _errorText(nullptr), _sites(sites)
+    : _generator(new (std::nothrow) Generator), _pendingKey(nullptr), _errorText(nullptr), _sites(sites), _level(0)
 {}
 
 template <class Generator>
@@ -90,8 +95,24 @@ bool TextSerializer<Generator>::refuseKeyed(int line, const char* text)
 {
     if (_pendingKey == nullptr)
         return false;
+    refuse(line, text);
+    return true;
+}
+
+template <class Generator>
+void TextSerializer<Generator>::refuse(int line, const char* text)
+{
     _errorText = text;
     reportMessage(Severity::RECOVERABLE, "%s:%d - '%s'", _sites.file, line, text);
+}
+
+/// True, with the misuse kept and reported, when one more value inside a value would take too much stack.
+template <class Generator>
+bool TextSerializer<Generator>::refuseTooDeep()
+{
+    if (_level < MAX_NESTING)
+        return false;
+    refuse(_sites.nesting, "Serializable nested too deep");
     return true;
 }
 
@@ -167,11 +188,12 @@ StructBuilder& TextSerializer<Generator>::end()
 template <class Generator>
 StructBuilder& TextSerializer<Generator>::add(const char* key, const Serializable& value)
 {
-    if (_generator == nullptr)
+    if (_generator == nullptr || refuseTooDeep())
         return *this;
     // The value is written in either case: after a misuse it takes the older key.
     if (!refuseKeyed(_sites.serializable, "Unexpected serializable with key"))
         _pendingKey = key;
+    const RestoredValue<unsigned int> outerLevel(_level, _level + 1);
     value.serialize(*this);
     return *this;
 }
@@ -179,8 +201,10 @@ StructBuilder& TextSerializer<Generator>::add(const char* key, const Serializabl
 template <class Generator>
 StructBuilder& TextSerializer<Generator>::add(const Serializable& value)
 {
-    if (_generator != nullptr)
-        value.serialize(*this);
+    if (_generator == nullptr || refuseTooDeep())
+        return *this;
+    const RestoredValue<unsigned int> outerLevel(_level, _level + 1);
+    value.serialize(*this);
     return *this;
 }
 

@@ -1,4 +1,6 @@
-/// The smallest steps on UTF-8 bytes, inlined. Internal to the text sources.
+/// Not installed: internal to the library.
+///
+/// The smallest steps on UTF-8 bytes, inlined.
 #pragma once
 
 #include <cstddef>

@@ -1,3 +1,5 @@
+/// Not installed: internal to the library.
+///
 /// One event entry of a registry buffer, read and written in place. `docs/observable-format.md` has the layout.
 ///
 /// The count is a field of fixed bytes; ids and observer words are in host byte order at any address.

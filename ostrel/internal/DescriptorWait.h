@@ -1,4 +1,6 @@
-/// Waiting for a descriptor, for the streams; not installed.
+/// Not installed: internal to the library.
+///
+/// Waiting for a descriptor, for the streams.
 #pragma once
 
 #include <sys/time.h>

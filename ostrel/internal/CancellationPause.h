@@ -1,12 +1,14 @@
-/// For destructors that make blocking calls; not installed.
+/// Not installed: internal to the library.
+///
+/// For destructors and locked steps that make blocking calls.
 #pragma once
 
 #include <pthread.h>
 
 namespace Ostrel {
 
-/// Keeps the calling thread from being cancelled for a scope: closing is a cancellation point, and a destructor that
-/// is left by one ends the process.
+/// Keeps the calling thread from being cancelled for a scope: closing and sending are cancellation points. A destructor
+/// that is left by one ends the process; a step under a lock leaves it locked where the unwinder does not come so far.
 class CancellationPause
 {
 public:

@@ -1,3 +1,4 @@
+/// Not installed: internal to the library.
 #pragma once
 
 #include <cstddef>
@@ -49,7 +50,7 @@ private:
 };
 
 /// One parse: a recursive descent over a window of bytes that is refilled from a stream, or over the caller's bytes.
-/// All state of the parse is here, so that an event may start another one. Private to `JsonParser`.
+/// All state of the parse is here, so that an event may start another one.
 ///
 /// The steps take the position to go on from and return the position behind what they read, or null when the parse
 /// has failed; that keeps it in a register all the way. Where `at` is given, a byte is there. A refill happens only

@@ -1,5 +1,7 @@
+/// Not installed: internal to the library.
+///
 /// A stretch of text that is examined at once: 16 bytes where the processor has vectors, else one machine word.
-/// Private to the JSON reader and to the query in place.
+/// The JSON reader and the query in place use it.
 ///
 /// Units:     bytes; positions count from the block's first byte in memory.
 /// Ownership: the bytes are copied in and out.

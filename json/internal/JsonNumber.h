@@ -1,8 +1,9 @@
+/// Not installed: internal to the library.
 #pragma once
 
 namespace json {
 
-/// A JSON number (RFC 8259, leading zeros allowed) taken from text. Private to the JSON reader.
+/// A JSON number (RFC 8259, leading zeros allowed) taken from text.
 ///
 /// Units:     `scan` looks at [text, end) and nowhere else; the text needs no terminator.
 /// Ownership: none.

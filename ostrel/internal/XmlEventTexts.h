@@ -1,3 +1,4 @@
+/// Not installed: internal to the library.
 #pragma once
 
 #include <cstddef>
@@ -14,12 +15,15 @@ namespace Ostrel {
 ///
 /// Units:     lengths are bytes.
 /// Ownership: a text lives until the next one, attributes until the next ones.
-/// Errors:    `bad_alloc` passes; the next event is not affected.
+/// Errors:    `OutOfMemory`, which no handler throws, so that the two can be told apart.
 /// Threads:   belongs to one parser.
 class XmlEventTexts
 {
 public:
     typedef std::map<std::string, std::string> Attributes;
+
+    struct OutOfMemory
+    {};
 
     XmlEventTexts();
     XmlEventTexts(const XmlEventTexts&) = delete;
