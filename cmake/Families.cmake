@@ -276,6 +276,7 @@ ostrel_family(PropertyMaps TITLE "Property maps"
     ostrel/PropertyMapCheck.cpp
     ostrel/PropertyMapDump.cpp
     ostrel/PropertyMapForm.cpp
+    ostrel/PropertyMapFormReader.cpp
     ostrel/PropertyMapGet.cpp
     ostrel/property_map.cpp
   TESTS
