@@ -94,6 +94,7 @@ ostrel_family(Containers TITLE "Containers and memory"
     ostrel/List.h
     ostrel/MemPool.h
   SOURCES
+    ostrel/DynamicLookupTable.cpp
     ostrel/HeapStack.cpp
     ostrel/List.cpp
     ostrel/MemPool.cpp
