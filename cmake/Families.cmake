@@ -94,6 +94,7 @@ ostrel_family(Containers TITLE "Containers and memory"
     ostrel/List.h
     ostrel/MemPool.h
   SOURCES
+    ostrel/DynamicLookupTable.cpp
     ostrel/HeapStack.cpp
     ostrel/List.cpp
     ostrel/MemPool.cpp
@@ -276,6 +277,7 @@ ostrel_family(PropertyMaps TITLE "Property maps"
     ostrel/PropertyMapCheck.cpp
     ostrel/PropertyMapDump.cpp
     ostrel/PropertyMapForm.cpp
+    ostrel/PropertyMapFormReader.cpp
     ostrel/PropertyMapGet.cpp
     ostrel/property_map.cpp
   TESTS
