@@ -15,10 +15,12 @@
 /// Threads:   any thread; see `ErrorServer`.
 #pragma once
 
-#include "ostrel/ErrorServer.h"
 #include "ostrel/Export.h"
 
 namespace Ostrel {
+
+/// How bad the thing reported is; selects the operation of the `ErrorPolicy`.
+enum class Severity { FATAL, RECOVERABLE, TRIVIAL };
 
 /// Reports "%s:%d - test '%s' failed". Always false, which is the value of the failed check.
 [[gnu::cold]] OSTREL_EXPORT bool reportFailedCheck(Severity severity, const char* file, int line, const char* text);

@@ -5,9 +5,11 @@
 
 #include "ostrel/AutoPtr.h"
 #include "ostrel/Report.h"
-#include "ostrel/SharedPtr.h"
 
 namespace Ostrel {
+
+template <class T>
+class SharedPtr;
 
 /// Non-owning pointer for signatures: says that the callee uses the object and keeps no share of it.
 ///
