@@ -24,13 +24,13 @@ ostrel_family(Base TITLE "Base"
     ostrel/Unaligned.h
   INTERNAL
     ostrel/internal/CancellationPause.h
-    ostrel/internal/DescriptorWait.h
+    ostrel/internal/Descriptor.h
     ostrel/internal/Narrowing.h
     ostrel/internal/Nesting.h
     ostrel/internal/RestoredValue.h
   SOURCES
     ostrel/Assert.cpp
-    ostrel/DescriptorWait.cpp
+    ostrel/Descriptor.cpp
     ostrel/Mutex.cpp
   TESTS
     MutexTest.cpp

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "ostrel/Report.h"
+#include "ostrel/internal/Descriptor.h"
 
 namespace SysCalls {
 
@@ -33,21 +34,11 @@ enum ReportLine {
     errno = error;
 }
 
-template <class Call>
-int repeatWhileInterrupted(Call call)
-{
-    int result;
-    do {
-        result = static_cast<int>(call());
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
-
 /// `call` gives -1 when it fails, which is also what EOF is.
 template <class Call>
 int callReported(int line, Call call)
 {
-    const int result = repeatWhileInterrupted(call);
+    const int result = static_cast<int>(Ostrel::retryInterrupted(call));
     if (result == -1 && errno != EAGAIN)
         reportError(line);
     return result;
@@ -115,7 +106,7 @@ int stat(const char* path, struct ::stat* result)
 
 int connect(int fd, const struct ::sockaddr* address, unsigned int length)
 {
-    return repeatWhileInterrupted([=] { return ::connect(fd, address, length); });
+    return Ostrel::retryInterrupted([=] { return ::connect(fd, address, length); });
 }
 
 int open(const char* path, int flags, unsigned int mode)

@@ -9,6 +9,7 @@
 #include "ostrel/Report.h"
 #include "ostrel/SysCalls.h"
 #include "ostrel/internal/CancellationPause.h"
+#include "ostrel/internal/Descriptor.h"
 
 namespace {
 
@@ -45,8 +46,7 @@ private:
 void sleepMs(int milliseconds)
 {
     timespec rest = {0, milliseconds * 1000000L};
-    while (nanosleep(&rest, &rest) == -1 && errno == EINTR) {
-    }
+    Ostrel::retryInterrupted([&] { return nanosleep(&rest, &rest); });
 }
 
 timespec getTimeIn(int milliseconds)
