@@ -116,12 +116,15 @@ ostrel_family(Concurrency TITLE "Concurrency"
     ostrel/SocketPair.h
     ostrel/Thread.h
     ostrel/Threadable.h
+  INTERNAL
+    ostrel/internal/PatientLock.h
   SOURCES
     ostrel/Conditional.cpp
     ostrel/CppSemaphore.cpp
     ostrel/CppTimer.cpp
     ostrel/FifoBuffer.cpp
     ostrel/Lockable.cpp
+    ostrel/PatientLock.cpp
     ostrel/ReadWriteLock.cpp
     ostrel/Runnable.cpp
     ostrel/SocketPair.cpp
