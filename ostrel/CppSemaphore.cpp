@@ -10,8 +10,10 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine { LINE_INIT = 23, LINE_DESTROY = 28, LINE_TIMED_WAIT = 61, LINE_VALUE = 94 };
+constexpr int LINE_INIT = 23;
+constexpr int LINE_DESTROY = 28;
+constexpr int LINE_TIMED_WAIT = 61;
+constexpr int LINE_VALUE = 94;
 
 int waitUntilDeadline(sem_t* semaphore, int seconds)
 {

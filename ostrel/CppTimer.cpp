@@ -13,9 +13,7 @@ namespace Ostrel {
 
 namespace {
 
-enum {
-    LINE_SHORT_COMMAND = 150 // crash logs are matched on file and line, so the number outlives edits
-};
+constexpr int LINE_SHORT_COMMAND = 150;
 
 const long long MICROSECONDS_PER_SECOND = 1000000;
 

@@ -17,22 +17,19 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line: these reports go by the name of the class's main source, with lines of their
-// own, which outlive edits. docs/reports.md lists them.
+// These reports go by the name of the class's main source. docs/reports.md lists them.
 const char REPORTING_FILE[] = "ostrel/DataObject.cpp";
 
-enum ReportLine {
-    LINE_KEY_BUFFER = 147,
-    LINE_POINTER = 236,
-    LINE_DIRECTIVE = 239,
-    LINE_TEXT = 264,
-    LINE_INTEGER = 281,
-    LINE_NULL = 293,
-    LINE_NESTING = 301,
-    LINE_MAP = 332,
-    LINE_KEY = 345,
-    LINE_DUPLICATE = 349
-};
+constexpr int LINE_KEY_BUFFER = 147;
+constexpr int LINE_POINTER = 236;
+constexpr int LINE_DIRECTIVE = 239;
+constexpr int LINE_TEXT = 264;
+constexpr int LINE_INTEGER = 281;
+constexpr int LINE_NULL = 293;
+constexpr int LINE_NESTING = 301;
+constexpr int LINE_MAP = 332;
+constexpr int LINE_KEY = 345;
+constexpr int LINE_DUPLICATE = 349;
 
 /// A terminated copy of a stretch of text; a short one needs no heap.
 class TerminatedText

@@ -193,9 +193,7 @@ protected:
     int insertAt(unsigned int index, const K& key, V value);
 
 private:
-    enum {
-        LINE_INDEX = 87 // log collectors match on file and line, so the number outlives edits
-    };
+    static constexpr int LINE_INDEX = 87;
 
     void resetView() { this->setView(_entries.begin(), _entries.getSize()); }
 

@@ -8,9 +8,7 @@ namespace Ostrel {
 
 namespace {
 
-enum {
-    LINE_NOT_HELD = 102 // crash logs are matched on file and line, so the number outlives edits
-};
+constexpr int LINE_NOT_HELD = 102;
 
 void initializeMutex(pthread_mutex_t* mutex, int pthreadType)
 {

@@ -10,6 +10,10 @@
 /// a renamed variable. The condition is evaluated once, in every build type. After a report the site goes on along its
 /// own failure path; nothing stops by itself.
 ///
+/// Some sites, and some assertions, tell a fixed line, a `constexpr int LINE_X` of theirs, and not the one they stand
+/// on: log collectors and readers of crash logs match on file and line together. So the number outlives every edit, and
+/// the source keeps its name.
+///
 /// Ownership: all texts are borrowed for the call.
 /// Errors:    a report that finds no server (memory exhausted) is dropped.
 /// Threads:   any thread; see `ErrorServer`.

@@ -12,8 +12,8 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine { LINE_CLOSE = 27, LINE_CREATE = 35 };
+constexpr int LINE_CLOSE = 27;
+constexpr int LINE_CREATE = 35;
 
 } // namespace
 

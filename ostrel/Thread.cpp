@@ -13,8 +13,8 @@
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine { LINE_RUNNABLE = 27, LINE_JOIN = 110 };
+constexpr int LINE_RUNNABLE = 27;
+constexpr int LINE_JOIN = 110;
 
 enum { STOP_POLLS = 10, STOP_POLL_MS = 10, WAIT_POLL_MS = 20, START_RETRY_MS = 200, JOIN_STEP_MS = 200 };
 

@@ -58,9 +58,7 @@ public:
     explicit operator bool() const { return m_ptr != nullptr; }
 
 private:
-    enum {
-        LINE_NULL = 37 // log collectors match on file and line, so the number outlives edits
-    };
+    static constexpr int LINE_NULL = 37;
 
     T* m_ptr;
 };

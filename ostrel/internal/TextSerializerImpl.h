@@ -14,7 +14,7 @@
 
 namespace Ostrel {
 
-/// Where a serializer reports its misuses. Log collectors match on file and line.
+/// Where a serializer reports its misuses.
 struct MisuseSites
 {
     const char* file;
