@@ -24,13 +24,13 @@ ostrel_family(Base TITLE "Base"
     ostrel/Unaligned.h
   INTERNAL
     ostrel/internal/CancellationPause.h
-    ostrel/internal/DescriptorWait.h
+    ostrel/internal/Descriptor.h
     ostrel/internal/Narrowing.h
     ostrel/internal/Nesting.h
     ostrel/internal/RestoredValue.h
   SOURCES
     ostrel/Assert.cpp
-    ostrel/DescriptorWait.cpp
+    ostrel/Descriptor.cpp
     ostrel/Mutex.cpp
   TESTS
     MutexTest.cpp
@@ -117,12 +117,15 @@ ostrel_family(Concurrency TITLE "Concurrency"
     ostrel/SocketPair.h
     ostrel/Thread.h
     ostrel/Threadable.h
+  INTERNAL
+    ostrel/internal/PatientLock.h
   SOURCES
     ostrel/Conditional.cpp
     ostrel/CppSemaphore.cpp
     ostrel/CppTimer.cpp
     ostrel/FifoBuffer.cpp
     ostrel/Lockable.cpp
+    ostrel/PatientLock.cpp
     ostrel/ReadWriteLock.cpp
     ostrel/Runnable.cpp
     ostrel/SocketPair.cpp

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "json/JsonParser.h"
 #include "json/internal/JsonBlock.h"

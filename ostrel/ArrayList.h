@@ -78,11 +78,9 @@ protected:
     ArrayList(T* elements, unsigned int capacity) : _elements(elements), _capacity(capacity), _size(0) {}
 
 private:
-    enum {
-        RC_OK = 0,
-        RC_REFUSED = 2,
-        LINE_INDEX = 299 // log collectors match on file and line, so the number outlives edits
-    };
+    enum { RC_OK = 0, RC_REFUSED = 2 };
+
+    static constexpr int LINE_INDEX = 299;
 
     /// Storage from `new[]` for more elements than now: what is there already, where it has the room, or other that
     /// replaces it. Null where there is none.

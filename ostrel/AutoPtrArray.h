@@ -32,10 +32,8 @@ public:
     unsigned int getLength() const { return _length; }
 
 private:
-    enum { // log collectors match on file and line, so the numbers outlive edits
-        LINE_INDEX = 71,
-        LINE_NULL = 72
-    };
+    static constexpr int LINE_INDEX = 71;
+    static constexpr int LINE_NULL = 72;
 
     bool isIndex(unsigned int i) const { return OSTREL_CHECK_AT(FATAL, LINE_INDEX, "i < _length", i < _length); }
 

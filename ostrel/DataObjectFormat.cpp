@@ -17,22 +17,19 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line: these reports go by the name of the class's main source, with lines of their
-// own, which outlive edits. docs/reports.md lists them.
+// These reports go by the name of the class's main source. docs/reports.md lists them.
 const char REPORTING_FILE[] = "ostrel/DataObject.cpp";
 
-enum ReportLine {
-    LINE_KEY_BUFFER = 147,
-    LINE_POINTER = 236,
-    LINE_DIRECTIVE = 239,
-    LINE_TEXT = 264,
-    LINE_INTEGER = 281,
-    LINE_NULL = 293,
-    LINE_NESTING = 301,
-    LINE_MAP = 332,
-    LINE_KEY = 345,
-    LINE_DUPLICATE = 349
-};
+constexpr int LINE_KEY_BUFFER = 147;
+constexpr int LINE_POINTER = 236;
+constexpr int LINE_DIRECTIVE = 239;
+constexpr int LINE_TEXT = 264;
+constexpr int LINE_INTEGER = 281;
+constexpr int LINE_NULL = 293;
+constexpr int LINE_NESTING = 301;
+constexpr int LINE_MAP = 332;
+constexpr int LINE_KEY = 345;
+constexpr int LINE_DUPLICATE = 349;
 
 /// A terminated copy of a stretch of text; a short one needs no heap.
 class TerminatedText
@@ -155,11 +152,9 @@ private:
     {
         char digits[MAX_DIGITS];
         const int length = snprintf(digits, sizeof(digits), "%d", number);
-        if (static_cast<unsigned int>(length) >= sizeof(digits)) {
-            reportFailedCheck(Severity::FATAL, REPORTING_FILE, LINE_KEY_BUFFER,
-                              "static_cast<unsigned int>(rc) < sizeof(keybuf)");
+        if (!OSTREL_CHECK_FROM(FATAL, REPORTING_FILE, LINE_KEY_BUFFER, "static_cast<unsigned int>(rc) < sizeof(keybuf)",
+                               static_cast<unsigned int>(length) < sizeof(digits)))
             return nullptr;
-        }
         return _text.assign(digits, static_cast<size_t>(length));
     }
 
@@ -213,7 +208,7 @@ AutoPtr<DataObject> FormatReader::readValue()
 AutoPtr<DataObject> FormatReader::readCollection()
 {
     if (_level >= MAX_NESTING) {
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Nested too deep (%s)'", REPORTING_FILE, LINE_NESTING, _cursor);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_NESTING, "Nested too deep (%s)", _cursor);
         _cursor += strlen(_cursor); // all is ended: the collections around would take what follows for theirs
         return AutoPtr<DataObject>();
     }
@@ -256,9 +251,10 @@ Scalar FormatReader::readDirective()
     case 'p':
         // The pointer is not taken from the arguments: the next directive gets it. Formats that count on it exist.
         ++_cursor;
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Not supported'", REPORTING_FILE, LINE_POINTER);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_POINTER, "Not supported");
         return Scalar::none();
     default:
+        // Framed here: at the end of the format the character ends the message, without what a frame puts behind it.
         reportMessage(Severity::RECOVERABLE, "%s:%d - 'Unexpected format char (%c)'", REPORTING_FILE, LINE_DIRECTIVE,
                       *_cursor);
         return Scalar::none();
@@ -285,7 +281,7 @@ Scalar FormatReader::readQuotedText()
     while (*quote != '\0' && !(*quote == '\'' && endsText(quote[1])))
         ++quote;
     if (*quote == '\0') {
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Invalid string format (%s)'", REPORTING_FILE, LINE_TEXT, text);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_TEXT, "Invalid string format (%s)", text);
         return Scalar::none();
     }
     _cursor = quote + 1;
@@ -302,8 +298,7 @@ Scalar FormatReader::readInteger()
         number = strtoll(_cursor, &stop, 0);
         end = stop;
         if (end == _cursor || (number == 0 && errno != 0)) {
-            reportMessage(Severity::RECOVERABLE, "%s:%d - 'Invalid integer format (%s)'", REPORTING_FILE, LINE_INTEGER,
-                          _cursor);
+            OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_INTEGER, "Invalid integer format (%s)", _cursor);
             return Scalar::none();
         }
     }
@@ -315,8 +310,7 @@ Scalar FormatReader::readNull()
 {
     for (const char* expected = "null"; *expected != '\0'; ++expected) {
         if (*_cursor != *expected) {
-            reportMessage(Severity::RECOVERABLE, "%s:%d - 'Unexpected characters (%s)'", REPORTING_FILE, LINE_NULL,
-                          _cursor);
+            OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_NULL, "Unexpected characters (%s)", _cursor);
             if (*_cursor != '\0')
                 ++_cursor;
             return Scalar::none();
@@ -355,8 +349,7 @@ AutoPtr<DataObject> FormatReader::readMap()
     while (!isAtEndOf('}')) {
         if (!readEntry(*map)) {
             map.reset();
-            reportMessage(Severity::RECOVERABLE, "%s:%d - 'Invalid map input @ %s\n'", REPORTING_FILE, LINE_MAP,
-                          _cursor);
+            OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_MAP, "Invalid map input @ %s\n", _cursor);
             return map;
         }
     }
@@ -369,11 +362,11 @@ bool FormatReader::readEntry(DataObject& map)
     Key storage;
     const char* const key = storage.assign(readScalar());
     if (key == nullptr) {
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'unable to parse key'", REPORTING_FILE, LINE_KEY);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_KEY, "unable to parse key");
         return false;
     }
     if (map.has(key)) {
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'duplicate key: '%s''", REPORTING_FILE, LINE_DUPLICATE, key);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_DUPLICATE, "duplicate key: '%s'", key);
         return false;
     }
     skipWhiteSpace();

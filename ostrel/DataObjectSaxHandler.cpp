@@ -14,8 +14,8 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine { LINE_TOO_DEEP = 21, LINE_END_ELEMENT = 47 };
+constexpr int LINE_TOO_DEEP = 21;
+constexpr int LINE_END_ELEMENT = 47;
 
 const char TEXT_KEY[] = "cdata";
 const uint64_t LARGEST_TEXT = 0x40000; // a larger one is reported by the string

@@ -170,10 +170,7 @@ protected:
 
 private:
     static constexpr bool OWNS_KEYS = std::is_same_v<K, const char*>;
-
-    enum {
-        LINE_INDEX = 87 // log collectors match on file and line, so the number outlives edits
-    };
+    static constexpr int LINE_INDEX = 87;
 
     /// Keys are kept by value, but texts as copies of the table's own.
     static bool copyKey(const K& key, K& stored)

@@ -13,8 +13,7 @@ namespace {
 
 const unsigned int MAX_BYTE_SIZE = 0x40000;
 
-// Log collectors match on file and line, so the number of this site outlives edits.
-enum ReportLine { LINE_COPY = 45 };
+constexpr int LINE_COPY = 45;
 
 /// A sum of sizes as a size. One beyond 32 bits stays far too large instead of wrapping to a small one.
 unsigned int clampSize(uint64_t size)

@@ -46,7 +46,7 @@ public:
     const char* getErrorString() const override;
 
 private:
-    bool waitUntilReadable();
+    bool waitOnce();
 
     int _fd;
     bool _own;

@@ -49,7 +49,7 @@ public:
 
 private:
     bool clearPassingError();
-    bool waitUntilReadable(timeval& timeOut);
+    bool waitThroughSignals(timeval& timeOut);
     unsigned int readOnce(unsigned char* buffer, unsigned int size);
 
     FILE* _file;

@@ -58,12 +58,9 @@ public:
 
 private:
     friend class Conditional;
-    friend class FifoBuffer;
     friend class NestedScopeLock;
     friend class NestedScopeUnlock;
-
-    void lockPatiently();
-    void yield();
+    friend class PatientLock; ///< The library's own, for its FIFO.
 
     pthread_mutex_t _mutex;
 };
@@ -107,13 +104,7 @@ public:
     NestedScopeLock& operator=(const NestedScopeLock&) = delete;
 
 private:
-    friend class FifoBuffer;
     friend class LockProbe; ///< Lets tests see which guard locked.
-
-    enum Patience { PATIENT };
-
-    /// Not for nested scopes.
-    NestedScopeLock(CheckedMutex& mutex, Patience) : _locked(&mutex) { mutex.lockPatiently(); }
 
     CheckedMutex* _locked; ///< Null when this guard did not lock it.
 };

@@ -1,5 +1,7 @@
 #include "ostrel/PropertyMap.h"
 
+#include <cstring>
+
 #include "ostrel/internal/PropertyMapTable.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not

@@ -21,8 +21,9 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine { LINE_PARSE = 150, LINE_END_DOCUMENT = 173, LINE_RESET = 179 };
+constexpr int LINE_PARSE = 150;
+constexpr int LINE_END_DOCUMENT = 173;
+constexpr int LINE_RESET = 179;
 
 const unsigned int MESSAGE_SIZE = 256;
 const unsigned int LARGEST_PIECE = 1U << 30; // expat's lengths are signed

@@ -5,9 +5,11 @@
 
 #include "ostrel/AutoPtr.h"
 #include "ostrel/Report.h"
-#include "ostrel/SharedPtr.h"
 
 namespace Ostrel {
+
+template <class T>
+class SharedPtr;
 
 /// Non-owning pointer for signatures: says that the callee uses the object and keeps no share of it.
 ///
@@ -56,9 +58,7 @@ public:
     explicit operator bool() const { return m_ptr != nullptr; }
 
 private:
-    enum {
-        LINE_NULL = 37 // log collectors match on file and line, so the number outlives edits
-    };
+    static constexpr int LINE_NULL = 37;
 
     T* m_ptr;
 };

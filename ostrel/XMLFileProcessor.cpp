@@ -9,8 +9,7 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the number of this site outlives edits.
-enum ReportLine { LINE_OPEN = 20 };
+constexpr int LINE_OPEN = 20;
 
 const std::streamsize BLOCK_SIZE = 1024;
 

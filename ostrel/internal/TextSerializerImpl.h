@@ -14,7 +14,7 @@
 
 namespace Ostrel {
 
-/// Where a serializer reports its misuses. Log collectors match on file and line.
+/// Where a serializer reports its misuses.
 struct MisuseSites
 {
     const char* file;
@@ -103,7 +103,7 @@ template <class Generator>
 void TextSerializer<Generator>::refuse(int line, const char* text)
 {
     _errorText = text;
-    reportMessage(Severity::RECOVERABLE, "%s:%d - '%s'", _sites.file, line, text);
+    OSTREL_REPORT_FROM(RECOVERABLE, _sites.file, line, "%s", text);
 }
 
 /// True, with the misuse kept and reported, when one more value inside a value would take too much stack.
@@ -162,7 +162,7 @@ StructBuilder& TextSerializer<Generator>::list(const char* key)
         return *this;
     if (_pendingKey != nullptr) {
         _errorText = "Unexpected list with key";
-        reportMessage(Severity::RECOVERABLE, "%s:%d - '%s ... %s'", _sites.file, _sites.list, _errorText, key);
+        OSTREL_REPORT_FROM(RECOVERABLE, _sites.file, _sites.list, "%s ... %s", _errorText, key);
         return *this;
     }
     _generator->array(key);
