@@ -213,6 +213,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     json/internal/JsonBlock.h
     json/internal/JsonNumber.h
     json/internal/JsonReader.h
+    ostrel/internal/ByteBlock.h
     ostrel/internal/EscapedPiece.h
     ostrel/internal/IntegerPiece.h
     ostrel/internal/TextSerializerImpl.h

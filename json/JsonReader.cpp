@@ -131,11 +131,11 @@ const char* JsonReader::skipBlanks(const char* cur)
         }
     }
     while (cur != nullptr) {
-        while (_end - cur >= JsonBlock::SIZE) {
-            const unsigned int blanks = JsonBlock(cur).findNonBlank();
-            if (blanks < JsonBlock::SIZE)
+        while (_end - cur >= ByteBlock::SIZE) {
+            const unsigned int blanks = findNonBlank(ByteBlock(cur));
+            if (blanks < ByteBlock::SIZE)
                 return cur + blanks;
-            cur += JsonBlock::SIZE; // not `blanks`, for which the next block would have to wait
+            cur += ByteBlock::SIZE; // not `blanks`, for which the next block would have to wait
         }
         for (; cur != _end; ++cur) {
             if (!isBlank(*cur))
@@ -211,11 +211,11 @@ inline const char* JsonReader::readObject(const char* at, size_t keySize)
 inline const char* JsonReader::readShortText(const char* text, size_t offset, size_t& behind)
 {
     char* const out = _scratch.getData() + offset;
-    if (_end - text < JsonBlock::SIZE || _scratch.getEnd() - out < JsonBlock::SIZE)
+    if (_end - text < ByteBlock::SIZE || _scratch.getEnd() - out < ByteBlock::SIZE)
         return nullptr;
-    const JsonBlock block(text);
-    const unsigned int plain = block.findQuoteOrBackslash();
-    if (plain == JsonBlock::SIZE || text[plain] != '"')
+    const ByteBlock block(text);
+    const unsigned int plain = findQuoteOrBackslash(block);
+    if (plain == ByteBlock::SIZE || text[plain] != '"')
         return nullptr;
     block.store(out);
     out[plain] = '\0';
@@ -281,13 +281,13 @@ inline const char* JsonReader::readString(const char* at, size_t keySize)
 const char* JsonReader::terminateInWindow(const char* text)
 {
     const char* cur = text;
-    while (_end - cur >= JsonBlock::SIZE) {
-        const unsigned int plain = JsonBlock(cur).findQuoteOrBackslash();
-        if (plain < JsonBlock::SIZE) {
+    while (_end - cur >= ByteBlock::SIZE) {
+        const unsigned int plain = findQuoteOrBackslash(ByteBlock(cur));
+        if (plain < ByteBlock::SIZE) {
             cur += plain;
             break;
         }
-        cur += JsonBlock::SIZE;
+        cur += ByteBlock::SIZE;
     }
     while (cur != _end && *cur != '"' && *cur != '\\')
         ++cur;
@@ -350,18 +350,18 @@ inline const char* JsonReader::readEscape(const char* cur, char*& out)
 /// scratch.
 const char* JsonReader::readText(const char* cur, size_t offset, size_t& behind)
 {
-    const ptrdiff_t ROOM = JsonBlock::SIZE + MAX_UTF8_SIZE; // for a block, then for a character or the terminator
+    const ptrdiff_t ROOM = ByteBlock::SIZE + MAX_UTF8_SIZE; // for a block, then for a character or the terminator
     char* out = _scratch.getData() + offset;
     for (;;) {
         if (_scratch.getEnd() - out < ROOM && !_scratch.grow(out))
             return nullptr;
-        if (_end - cur >= JsonBlock::SIZE) {
-            const JsonBlock block(cur);
+        if (_end - cur >= ByteBlock::SIZE) {
+            const ByteBlock block(cur);
             block.store(out);
-            const unsigned int plain = block.findQuoteOrBackslash();
-            if (plain == JsonBlock::SIZE) {
-                cur += JsonBlock::SIZE;
-                out += JsonBlock::SIZE;
+            const unsigned int plain = findQuoteOrBackslash(block);
+            if (plain == ByteBlock::SIZE) {
+                cur += ByteBlock::SIZE;
+                out += ByteBlock::SIZE;
                 continue;
             }
             cur += plain;
