@@ -213,6 +213,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     json/internal/JsonBlock.h
     json/internal/JsonNumber.h
     json/internal/JsonReader.h
+    json/internal/JsonScratch.h
     ostrel/internal/ByteBlock.h
     ostrel/internal/EscapedPiece.h
     ostrel/internal/IntegerPiece.h
@@ -224,6 +225,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     json/JsonNumber.cpp
     json/JsonParser.cpp
     json/JsonReader.cpp
+    json/JsonScratch.cpp
     json/JsonSerializer.cpp
     ostrel/EscapedPiece.cpp
     ostrel/IntegerPiece.cpp
