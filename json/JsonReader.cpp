@@ -213,7 +213,7 @@ inline const char* JsonReader::readElements(const char* cur)
     const char closing = KIND == OBJECT ? '}' : ']';
     cur = findToken(cur);
     if (cur == nullptr || *cur == closing)
-        return cur == nullptr ? nullptr : cur + 1;
+        return expect(cur, closing);
     for (;;) {
         cur = KIND == OBJECT ? readMember(cur) : readValue(cur, 0);
         if (cur == nullptr)
@@ -230,11 +230,12 @@ inline const char* JsonReader::readElements(const char* cur)
 /// Key, colon and value.
 inline const char* JsonReader::readMember(const char* at)
 {
-    if (*at != '"')
+    const char* const text = expect(at, '"');
+    if (text == nullptr)
         return nullptr;
     // The key is copied out of the window: reading its value may refill that.
     size_t keySize = 0;
-    const char* cur = readText(at + 1, 0, keySize);
+    const char* cur = readText(text, 0, keySize);
     if (cur == nullptr)
         return nullptr;
     cur = expect(findToken(cur), ':');
