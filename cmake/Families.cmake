@@ -217,6 +217,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     ostrel/internal/ByteBlock.h
     ostrel/internal/EscapedPiece.h
     ostrel/internal/IntegerPiece.h
+    ostrel/internal/TextPieces.h
     ostrel/internal/TextSerializerImpl.h
   SOURCES
     json/JsonData.cpp
