@@ -217,8 +217,11 @@ ostrel_family(StructuredText TITLE "Structured text"
     json/internal/JsonBlock.h
     json/internal/JsonNumber.h
     json/internal/JsonReader.h
+    json/internal/JsonScratch.h
+    ostrel/internal/ByteBlock.h
     ostrel/internal/EscapedPiece.h
     ostrel/internal/IntegerPiece.h
+    ostrel/internal/TextPieces.h
     ostrel/internal/TextSerializerImpl.h
   SOURCES
     json/JsonData.cpp
@@ -227,6 +230,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     json/JsonNumber.cpp
     json/JsonParser.cpp
     json/JsonReader.cpp
+    json/JsonScratch.cpp
     json/JsonSerializer.cpp
     ostrel/EscapedPiece.cpp
     ostrel/IntegerPiece.cpp

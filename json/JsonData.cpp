@@ -54,9 +54,9 @@ const char* skipCollection(const char* p, const char* end)
         depth += isOpening(bracket) ? 1 : -1;
         return depth < 1;
     };
-    for (; end - p >= JsonBlock::SIZE; p += JsonBlock::SIZE) {
-        const unsigned int position = JsonBlock(p).findBracket([&](unsigned int i) { return closesAll(p[i]); });
-        if (position != JsonBlock::SIZE)
+    for (; end - p >= ByteBlock::SIZE; p += ByteBlock::SIZE) {
+        const unsigned int position = findBracket(ByteBlock(p), [&](unsigned int i) { return closesAll(p[i]); });
+        if (position != ByteBlock::SIZE)
             return p + position + 1;
     }
     for (; p != end; ++p) {

@@ -2,7 +2,8 @@
 
 #include "ostrel/internal/TextSerializerImpl.h"
 
-using Ostrel::StructBuilder;
+template <>
+constexpr bool Ostrel::TAKES_64_BITS<json::JsonGen> = true;
 
 template class Ostrel::TextSerializer<json::JsonGen>;
 
@@ -30,25 +31,5 @@ const Ostrel::MisuseSites SITES = {
 JsonSerializer::JsonSerializer() : TextSerializer(SITES) {}
 
 JsonSerializer::~JsonSerializer() = default;
-
-StructBuilder& JsonSerializer::add(const char* key, int value)
-{
-    return add(key, static_cast<long long>(value));
-}
-
-StructBuilder& JsonSerializer::add(const char* key, long long value)
-{
-    return addInteger(key, value);
-}
-
-StructBuilder& JsonSerializer::add(int value)
-{
-    return add(static_cast<long long>(value));
-}
-
-StructBuilder& JsonSerializer::add(long long value)
-{
-    return addInteger(value);
-}
 
 } // namespace json

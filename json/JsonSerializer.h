@@ -30,12 +30,6 @@ class OSTREL_EXPORT JsonSerializer : public Ostrel::TextSerializer<JsonGen>,
 public:
     JsonSerializer();
     ~JsonSerializer() override;
-
-    using TextSerializer::add;
-    StructBuilder& add(const char* key, int value) override;
-    StructBuilder& add(const char* key, long long value) override;
-    StructBuilder& add(int value) override;
-    StructBuilder& add(long long value) override;
 };
 
 } // namespace json

@@ -42,11 +42,13 @@ public:
     StructBuilder& list() override;
     StructBuilder& end() override;
 
-    using StructBuilder::add;
     StructBuilder& add(const char* key, const Serializable& value) override;
     StructBuilder& add(const Serializable& value) override;
+    // A generator of 64 bits gets all integers through the `long long` forms, another one through the `int` forms.
     StructBuilder& add(const char* key, int value) override;
+    StructBuilder& add(const char* key, long long value) override;
     StructBuilder& add(int value) override;
+    StructBuilder& add(long long value) override;
     StructBuilder& add(const char* key, double value) override;
     StructBuilder& add(const char* key, double value, unsigned char digits) override;
     StructBuilder& add(double value) override; ///< 6 digits behind the point, as in the keyed form without digits.
@@ -64,12 +66,6 @@ public:
 
 protected:
     explicit TextSerializer(const MisuseSites& sites);
-
-    // Integers of any width that the generator takes.
-    template <class Integer>
-    StructBuilder& addInteger(const char* key, Integer value);
-    template <class Integer>
-    StructBuilder& addInteger(Integer value);
 
 private:
     const char* takePendingKey();

@@ -6,6 +6,7 @@
 #include "ostrel/CopyBytes.h"
 #include "ostrel/internal/EscapedPiece.h"
 #include "ostrel/internal/IntegerPiece.h"
+#include "ostrel/internal/TextPieces.h"
 
 using Ostrel::BytesPiece;
 using Ostrel::CharacterPiece;

@@ -31,6 +31,10 @@ struct MisuseSites
 
 const unsigned char DEFAULT_DIGITS = 6;
 
+/// Whether a generator takes integers of 64 bits.
+template <class Generator>
+constexpr bool TAKES_64_BITS = false;
+
 template <class Generator>
 TextSerializer<Generator>::TextSerializer(const MisuseSites& sites)
     : _generator(new (std::nothrow) Generator), _pendingKey(nullptr), _errorText(nullptr), _sites(sites), _level(0)
@@ -209,29 +213,43 @@ StructBuilder& TextSerializer<Generator>::add(const Serializable& value)
 }
 
 template <class Generator>
-template <class Integer>
-StructBuilder& TextSerializer<Generator>::addInteger(const char* key, Integer value)
-{
-    return addKeyed(_sites.integer, "Unexpected integer with key", key, value);
-}
-
-template <class Generator>
-template <class Integer>
-StructBuilder& TextSerializer<Generator>::addInteger(Integer value)
-{
-    return addKeyless(value);
-}
-
-template <class Generator>
 StructBuilder& TextSerializer<Generator>::add(const char* key, int value)
 {
-    return addInteger(key, value);
+    if constexpr (TAKES_64_BITS<Generator>) {
+        return add(key, static_cast<long long>(value)); // virtual: who overrides the wider form gets them all
+    } else {
+        return addKeyed(_sites.integer, "Unexpected integer with key", key, value);
+    }
+}
+
+template <class Generator>
+StructBuilder& TextSerializer<Generator>::add(const char* key, long long value)
+{
+    if constexpr (TAKES_64_BITS<Generator>) {
+        return addKeyed(_sites.integer, "Unexpected integer with key", key, value);
+    } else {
+        return Serializer::add(key, value);
+    }
 }
 
 template <class Generator>
 StructBuilder& TextSerializer<Generator>::add(int value)
 {
-    return addInteger(value);
+    if constexpr (TAKES_64_BITS<Generator>) {
+        return add(static_cast<long long>(value));
+    } else {
+        return addKeyless(value);
+    }
+}
+
+template <class Generator>
+StructBuilder& TextSerializer<Generator>::add(long long value)
+{
+    if constexpr (TAKES_64_BITS<Generator>) {
+        return addKeyless(value);
+    } else {
+        return Serializer::add(value);
+    }
 }
 
 template <class Generator>
@@ -283,15 +301,15 @@ StructBuilder& TextSerializer<Generator>::add(bool value)
 }
 
 template <class Generator>
-StructBuilder& TextSerializer<Generator>::add(const char* key, NullType)
+StructBuilder& TextSerializer<Generator>::add(const char* key, NullType value)
 {
-    return addKeyed(_sites.null, "Unexpected null with key", key, TextGenerator::NullType());
+    return addKeyed(_sites.null, "Unexpected null with key", key, value);
 }
 
 template <class Generator>
-StructBuilder& TextSerializer<Generator>::add(NullType)
+StructBuilder& TextSerializer<Generator>::add(NullType value)
 {
-    return addKeyless(TextGenerator::NullType());
+    return addKeyless(value);
 }
 
 } // namespace Ostrel
