@@ -190,6 +190,7 @@ ostrel_family(DataObjects TITLE "Data objects"
     ostrel/DataObjectFormat.cpp
     ostrel/DataObjectHandler.cpp
     ostrel/DataObjectListSorter.cpp
+    ostrel/DataObjectScalars.cpp
   TESTS
     DataObjectBuilderTest.cpp
     DataObjectFormatTest.cpp
