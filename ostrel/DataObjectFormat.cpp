@@ -254,7 +254,8 @@ Scalar FormatReader::readDirective()
         ++_cursor;
         return readLongDirective();
     case 'p':
-        // The pointer is not taken from the arguments: the next directive gets it. Formats that count on it exist.
+        // The pointer is not taken from the arguments: the next directive gets it. See
+        // docs/compatibility.md.
         ++_cursor;
         reportMessage(Severity::RECOVERABLE, "%s:%d - 'Not supported'", REPORTING_FILE, LINE_POINTER);
         return Scalar::none();
@@ -360,7 +361,7 @@ AutoPtr<DataObject> FormatReader::readMap()
             return map;
         }
     }
-    // The cursor stays on the brace, which so ends the collection around it as well. Formats that count on it exist.
+    // The cursor stays on the brace, which so ends the collection around it too: see docs/compatibility.md.
     return map;
 }
 
