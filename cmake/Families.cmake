@@ -75,9 +75,9 @@ ostrel_family(Text TITLE "Text"
     ostrel/CaseFolding.cpp
     ostrel/DynamicString.cpp
     ostrel/ReadableString.cpp
-    ostrel/StringCompare.cpp
-    ostrel/StringConversion.cpp
     ostrel/StringUtils.cpp
+    ostrel/StringUtilsCompare.cpp
+    ostrel/StringUtilsConversion.cpp
     ostrel/WritableString.cpp
   TESTS
     StringTest.cpp
@@ -194,6 +194,7 @@ ostrel_family(DataObjects TITLE "Data objects"
     ostrel/DataObjectFormat.cpp
     ostrel/DataObjectHandler.cpp
     ostrel/DataObjectListSorter.cpp
+    ostrel/DataObjectScalars.cpp
   TESTS
     DataObjectBuilderTest.cpp
     DataObjectFormatTest.cpp

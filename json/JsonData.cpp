@@ -41,8 +41,8 @@ const char* find(const char* p, const char* end, char wanted)
     return static_cast<const char*>(memchr(p, wanted, static_cast<size_t>(end - p)));
 }
 
-/// Skips white space and a collection, if one starts there. Brackets inside strings count: documents that hold such
-/// strings are known to be cut, and readers of them rely on where.
+/// Skips white space and a collection, if one starts there. Brackets inside strings count, and so may end it early:
+/// see docs/compatibility.md.
 const char* skipCollection(const char* p, const char* end)
 {
     p = skipBlanks(p, end);

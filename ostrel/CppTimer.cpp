@@ -96,7 +96,7 @@ Timer::WaitResult Timer::waitSeconds(int seconds)
             timeOut = interval;
             start = getTime();
         } else if (result == -1 && errno == EINTR) {
-            timeOut = getElapsed(start); // what has passed, not what is left: users rely on the early end
+            timeOut = getElapsed(start); // what has passed, not what is left: see docs/compatibility.md
         } else {
             break;
         }

@@ -63,7 +63,7 @@ void DataObjectSaxHandler::reset()
 
 void DataObjectSaxHandler::startElement(const std::string& name, const std::map<std::string, std::string>& attributes)
 {
-    // Its end tag pops an element all the same. Readers of such documents know their trees in that shape.
+    // Its end tag pops an element all the same: see docs/compatibility.md.
     if (_top >= STACK_SIZE - 1) {
         OSTREL_REPORT_AT(RECOVERABLE, LINE_TOO_DEEP, "Error: stack too shallow to handle XML");
         return;

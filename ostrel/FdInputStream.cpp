@@ -59,7 +59,7 @@ bool FdInputStream::waitOnce()
 void FdInputStream::setTimeOut(unsigned int seconds)
 {
     _timeOut = seconds;
-    // Without a time-out the descriptor becomes non-blocking on purpose: callers poll with it.
+    // Without a time-out the descriptor becomes non-blocking: see docs/compatibility.md.
     setBlocking(seconds != 0);
 }
 
@@ -79,7 +79,7 @@ const char* FdInputStream::getErrorString() const
     if (_errno == 0)
         return nullptr;
 
-    // The GNU form never gives null, so callers know every error by this one text; it stays as it is for them.
+    // The GNU form never gives null, so every error has this one text: see docs/compatibility.md.
     const char* text = strerror_r(_errno, _errorText, sizeof(_errorText));
     return text != nullptr ? "FdInputStream::getErrorString cannot format this error." : _errorText;
 }

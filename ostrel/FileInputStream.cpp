@@ -87,7 +87,7 @@ const char* FileInputStream::getErrorString() const
     if (!ferror(_file))
         return nullptr;
 
-    // The GNU form never gives null, so callers know every error by this one text; it stays as it is for them.
+    // The GNU form never gives null, so every error has this one text: see docs/compatibility.md.
     const char* text = strerror_r(_errno, _errorText, sizeof(_errorText));
     return text != nullptr ? "FileInputStream::getErrorString cannot format this error." : _errorText;
 }

@@ -23,7 +23,7 @@ void initializeMutex(pthread_mutex_t* mutex, int pthreadType)
 
 AbstractMutex::~AbstractMutex() = default;
 
-// Any other type is left uninitialised on purpose: callers use these two only.
+// Another number than these two, which are all of TYPE, leaves the mutex uninitialised, as the header says.
 Mutex::Mutex(TYPE type) // NOLINT(cppcoreguidelines-pro-type-member-init)
 {
     if (type == NORMAL)

@@ -275,7 +275,7 @@ unsigned int property_map_read_externalized_size(const property_map*, const uint
     return PropertyMap::externalizedSize(buffer);
 }
 
-// Declared for a map that is not to be changed, though its content is replaced: callers rely on the declaration.
+// Declared for a map that is not to be changed, though its content is replaced: see docs/compatibility.md.
 PropertyMap_ReturnCode property_map_initialize(const property_map* map, const uint8_t** cursor)
 {
     OSTREL_ASSERT_TEXT(map, "map");

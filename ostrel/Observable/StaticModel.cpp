@@ -155,7 +155,7 @@ StaticModelEventIterator StaticModel::findEvent(StaticModelState* state, const i
 
 Observable_ReturnCode StaticModel::addEvent(StaticModelState* state, const int& id)
 {
-    // The room comes first, so that a known event is refused too by a full buffer: callers rely on the code.
+    // The room comes first, so that a known event is refused too by a full buffer: see docs/compatibility.md.
     if (insufficentMemory(state, getEventHeaderSize(id)))
         return OBSERVABLE_INSUFFICIENT_MEMORY;
     if (findEvent(state, id) == end(state))
