@@ -99,6 +99,8 @@ ostrel_family(Containers TITLE "Containers and memory"
     ostrel/MemPool.cpp
   TESTS
     ArrayListTest.cpp
+    AutoPtrArrayTest.cpp
+    HeapStackTest.cpp
     ListTest.cpp
     LookupTableTest.cpp
     MemPoolTest.cpp
@@ -128,8 +130,11 @@ ostrel_family(Concurrency TITLE "Concurrency"
     ostrel/Thread.cpp
     ostrel/Threadable.cpp
   TESTS
+    ConditionalTest.cpp
     FifoBufferTest.cpp
+    ReadWriteLockTest.cpp
     SemaphoreTest.cpp
+    SocketPairTest.cpp
     ThreadTest.cpp
     TimerTest.cpp
 )
@@ -173,8 +178,6 @@ ostrel_family(Serialization TITLE "Serialization interfaces"
     ostrel/Serializable.cpp
     ostrel/Serializer.cpp
     ostrel/StructBuilder.cpp
-  TESTS
-    SerializationInterfacesTest.cpp
 )
 
 ostrel_family(DataObjects TITLE "Data objects"
@@ -230,11 +233,11 @@ ostrel_family(StructuredText TITLE "Structured text"
     xml/XmlGen.cpp
     xml/XmlSerializer.cpp
   TESTS
+    EscapedPieceTest.cpp
     JsonDataTest.cpp
     JsonDeserializerTest.cpp
     JsonGenTest.cpp
     JsonParserTest.cpp
-    RoundTripTest.cpp
     TextSerializerTest.cpp
     XmlGenTest.cpp
 )
@@ -279,6 +282,7 @@ ostrel_family(PropertyMaps TITLE "Property maps"
     ostrel/PropertyMapGet.cpp
     ostrel/property_map.cpp
   TESTS
+    DynamicPropertyMapTest.cpp
     PropertyMapCInterfaceTest.cpp
     PropertyMapCheckTest.cpp
     PropertyMapFormTest.cpp
