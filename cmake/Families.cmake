@@ -100,6 +100,8 @@ ostrel_family(Containers TITLE "Containers and memory"
     ostrel/MemPool.cpp
   TESTS
     ArrayListTest.cpp
+    AutoPtrArrayTest.cpp
+    HeapStackTest.cpp
     ListTest.cpp
     LookupTableTest.cpp
     MemPoolTest.cpp
@@ -132,8 +134,11 @@ ostrel_family(Concurrency TITLE "Concurrency"
     ostrel/Thread.cpp
     ostrel/Threadable.cpp
   TESTS
+    ConditionalTest.cpp
     FifoBufferTest.cpp
+    ReadWriteLockTest.cpp
     SemaphoreTest.cpp
+    SocketPairTest.cpp
     ThreadTest.cpp
     TimerTest.cpp
 )
@@ -177,8 +182,6 @@ ostrel_family(Serialization TITLE "Serialization interfaces"
     ostrel/Serializable.cpp
     ostrel/Serializer.cpp
     ostrel/StructBuilder.cpp
-  TESTS
-    SerializationInterfacesTest.cpp
 )
 
 ostrel_family(DataObjects TITLE "Data objects"
@@ -239,11 +242,11 @@ ostrel_family(StructuredText TITLE "Structured text"
     xml/XmlGen.cpp
     xml/XmlSerializer.cpp
   TESTS
+    EscapedPieceTest.cpp
     JsonDataTest.cpp
     JsonDeserializerTest.cpp
     JsonGenTest.cpp
     JsonParserTest.cpp
-    RoundTripTest.cpp
     TextSerializerTest.cpp
     XmlGenTest.cpp
 )
@@ -289,6 +292,7 @@ ostrel_family(PropertyMaps TITLE "Property maps"
     ostrel/PropertyMapGet.cpp
     ostrel/property_map.cpp
   TESTS
+    DynamicPropertyMapTest.cpp
     PropertyMapCInterfaceTest.cpp
     PropertyMapCheckTest.cpp
     PropertyMapFormTest.cpp

@@ -1,9 +1,7 @@
 #include "ostrel/CallStack.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/TestIncludes.h"
 
 #include <cstdio>
-#include <string>
 
 using Ostrel::CallStack;
 
