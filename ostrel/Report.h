@@ -10,7 +10,6 @@
 /// a renamed variable. The condition is evaluated once, in every build type. After a report the site goes on along its
 /// own failure path; nothing stops by itself.
 ///
-/// Ownership: all texts are borrowed for the call.
 /// Errors:    a report that finds no server (memory exhausted) is dropped.
 /// Threads:   any thread; see `ErrorServer`.
 #pragma once
