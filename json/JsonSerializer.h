@@ -21,9 +21,7 @@ namespace json {
 ///         puts(serializer.getData());
 ///
 /// Units:     integers keep their 64 bits; `getDataLength` is bytes, without the terminator.
-/// Ownership: as `TextSerializer`: the text lives until the serializer's next operation.
 /// Errors:    as `TextSerializer`: ask `isOk` and `getErrorString` at the end; misuse is reported as recoverable.
-/// Threads:   one serializer belongs to one thread at a time.
 class OSTREL_EXPORT JsonSerializer : public Ostrel::TextSerializer<JsonGen>,
                                      public Ostrel::CreateMixins<JsonSerializer, Ostrel::AutoPtr<Ostrel::Serializer>>
 {

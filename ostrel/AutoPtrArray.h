@@ -13,7 +13,6 @@ namespace Ostrel {
 /// Units:     length and indexes count elements.
 /// Ownership: the array deletes its elements.
 /// Errors:    a bad index and a null element make a fatal report ("i < _length", "_array[i]"); the access gives null.
-/// Threads:   not synchronized.
 template <class T>
 class AutoPtrArray
 {

@@ -143,7 +143,6 @@ private:
 ///            the table is not deleted.
 /// Errors:    `set` returns -1 when memory is exhausted and leaves the table as it was. The value given to it is used
 ///            up all the same: one that owns something has then released it.
-/// Threads:   not synchronized.
 template <class V, class K, class Less = LessOperator<K>>
 class DynamicLookupTable : public BinaryLookupTable<V, K, Less>
 {

@@ -25,7 +25,6 @@ namespace Ostrel {
 /// Errors:    `read` gives -1 without a file. A failure of the file looks like the end: what was read before is
 ///            delivered, and `getErrorString()` is then not null. A failed wait leaves no error text: a file without a
 ///            descriptor (`fmemopen`), and one whose descriptor was closed, read as empty.
-/// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT FileInputStream : public InputStream
 {
 public:

@@ -14,7 +14,6 @@
 /// on: log collectors and readers of crash logs match on file and line together. So the number outlives every edit, and
 /// the source keeps its name.
 ///
-/// Ownership: all texts are borrowed for the call.
 /// Errors:    a report that finds no server (memory exhausted) is dropped.
 /// Threads:   any thread; see `ErrorServer`.
 #pragma once

@@ -13,11 +13,8 @@ namespace Ostrel {
 /// machine; a caller who forgets a key, goes on after the end or nests too deeply finds a status that says so instead
 /// of broken text.
 ///
-/// Units:     lengths and sizes are bytes.
-/// Ownership: the text belongs to the generator and lives until its next operation.
 /// Errors:    an error is kept as the status of the current level, which from then on ignores every call; ask for it
 ///            once, at the end. Nothing is reported.
-/// Threads:   one generator belongs to one thread at a time.
 class OSTREL_EXPORT TextGenerator
 {
 public:

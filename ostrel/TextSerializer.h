@@ -19,12 +19,10 @@ struct MisuseSites;
 /// Collections nest as deep as the generator allows: 15 levels. Values that describe themselves nest 1,000 deep; a
 /// deeper one is a misuse too, "Serializable nested too deep", and is not asked to describe itself.
 ///
-/// Units:     `getDataLength` is bytes, without the terminator.
 /// Ownership: the text belongs to the serializer and lives until its next operation; a pending key is borrowed until
 ///            a keyless call takes it.
 /// Errors:    see `isOk` and `getErrorString`; an object that found no memory for its generator is not OK and ignores
 ///            all calls.
-/// Threads:   one serializer belongs to one thread at a time.
 template <class Generator>
 class OSTREL_EXPORT TextSerializer : public Serializer
 {

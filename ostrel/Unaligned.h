@@ -2,9 +2,6 @@
 /// other. The compilers make one access of each where the processor allows it.
 ///
 /// Units:     each function reads or writes exactly the bytes of its word.
-/// Ownership: none taken.
-/// Errors:    none; the bytes must exist.
-/// Threads:   plain memory accesses.
 #pragma once
 
 #include <cstdint>

@@ -22,9 +22,7 @@ class SharedPtr;
 ///             target->map().add("x", 1).end();
 ///     }
 ///
-/// Ownership: none.
 /// Errors:    using a null one through `require`, `->` or `*` makes one fatal report "m_ptr".
-/// Threads:   as a plain pointer.
 template <class T>
 class WeakPtr
 {

@@ -19,7 +19,6 @@ namespace Ostrel {
 /// Units:     indexes and counts are characters; the byte size counts the terminator.
 /// Ownership: the storage stays the caller's and outlives the object. A source text must not lie in it.
 /// Errors:    a `ReturnCode`. After `RC_NO_SPACE` the text holds what fits; after other failures it is unchanged.
-/// Threads:   not synchronized.
 class OSTREL_EXPORT WritableString : public ReadableString
 {
 public:
