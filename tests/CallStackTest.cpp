@@ -1,10 +1,6 @@
 #include "ostrel/CallStack.h"
 #include "tests/support/TestIncludes.h"
 
-#include <cstdio>
-
-using Ostrel::CallStack;
-
 namespace Ostrel {
 
 struct CallStackTestAccess
@@ -21,7 +17,7 @@ struct CallStackTestAccess
 
 } // namespace Ostrel
 
-using Ostrel::CallStackTestAccess;
+using namespace Ostrel;
 
 static std::string print(const CallStack& stack)
 {

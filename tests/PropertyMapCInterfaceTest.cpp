@@ -1,10 +1,8 @@
 #include "ostrel/property_map.h"
 #include "tests/support/TestIncludes.h"
 
-extern "C" {
-int getAndSetByFunctions();
-int exchangeByFunctions();
-}
+extern "C" int getAndSetByFunctions(); // property_map_calls.c
+extern "C" int exchangeByFunctions();
 
 TEST(PropertyMapCInterfaceTest, CallsFromCReachTheirOperations)
 {

@@ -1,5 +1,3 @@
-#include "fuzz/PropertyMapUse.h"
-#include "ostrel/Unaligned.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/PropertyMapSample.h"
 
@@ -85,7 +83,6 @@ TEST(PropertyMapCheckTest, EachBrokenTrustIsFound)
         {"long boolean of 2", 24, {entry(0, 2, 1)}, false},
         {"short key in the long form", 28, {0}, false},
         {"type 7", 24, {entry(7, 1, 1)}, false},
-        {"type 8", 24, {entry(8, 1, 1)}, false},
         {"text without end", 8, {~0u, ~0u, ~0u, ~0u}, false},
         {"value in the header", 36, {7}, false},
         {"value in the table", 36, {24}, false},
@@ -152,12 +149,11 @@ TEST(PropertyMapCheckTest, OverlapsAreFoundInLargeMaps)
         {"last nested value beyond its map", nestedAt + 4 + 8 + 30004, 40000, false},
     };
     for (const auto& [name, offset, word, expected] : CASES) {
-        SCOPED_TRACE(name);
         Bytes changed = bytes;
         putWord(changed, offset, word);
-        EXPECT_EQ(isWellFormed(changed), expected);
+        EXPECT_EQ(isWellFormed(changed), expected) << name;
         AllocationFaults faults(AllocationFaults::FAIL_ALL_LATER, 0);
-        EXPECT_EQ(faults.during([&] { return PropertyMap::isWellFormed(changed.data(), 170000); }), expected);
+        EXPECT_EQ(faults.during([&] { return PropertyMap::isWellFormed(changed.data(), 170000); }), expected) << name;
         EXPECT_EQ(faults.getCount(), 1u);
     }
 }
@@ -184,29 +180,6 @@ TEST(PropertyMapCheckTest, BytesMayChangeMeanwhile)
         faults.during([&] { PropertyMap::isWellFormed(bytes.data(), reserved + 110); });
         whenSearched = nullptr;
     }
-}
-
-TEST(PropertyMapCheckTest, WhatIsAcceptedCanBeUsed)
-{
-    const PropertyMapSample sample;
-    const unsigned char* data = nullptr;
-    const unsigned int size = sample.map.serialize(&data);
-    std::mt19937 random(3);
-    unsigned int accepted = 0;
-    for (unsigned int i = 0; i < 40000; ++i) {
-        Bytes bytes(data, data + size);
-        for (unsigned int flips = 1 + i % 3; flips != 0; --flips) {
-            // Header, values and entries, not the free space.
-            const size_t offset = random() % 200;
-            bytes[offset < 130 ? offset : size - (offset - 129)] ^= static_cast<unsigned char>(1 << random() % 8);
-        }
-        if (isWellFormed(bytes)) {
-            ++accepted;
-            useMap(bytes.data());
-        }
-        ASSERT_FALSE(HasFatalFailure()) << i;
-    }
-    EXPECT_GT(accepted, 1000u);
 }
 
 TEST(PropertyMapCheckTest, FormsAreCheckedToTheirEndAndForTheirSize)

@@ -1,4 +1,3 @@
-#include "ostrel/PropertyMap.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/GuardedBuffer.h"
 #include "tests/support/PropertyMapSample.h"

@@ -1,4 +1,3 @@
-#include "ostrel/AutoPtr.h"
 #include "ostrel/SharedPtr.h"
 #include "ostrel/WeakPtr.h"
 #include "tests/support/ReportTest.h"
@@ -24,14 +23,11 @@ static_assert(!std::is_convertible<Base*, SharedPtr<Base>>::value, "taking owner
 
 } // namespace
 
-class SmartPointerTest : public ReportTest
-{
-protected:
-    SmartPointerTest() { Base::destroyed = 0; }
-};
+using SmartPointerTest = ReportTest;
 
 TEST_F(SmartPointerTest, LastShareDeletesTheObjectOnce)
 {
+    Base::destroyed = 0;
     SharedPtr<Base> second;
     {
         SharedPtr<Derived> first(new Derived);

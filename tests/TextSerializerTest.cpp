@@ -185,8 +185,7 @@ TYPED_TEST(TextSerializerTest, WithoutMemoryForItsGeneratorItIgnoresEverything)
         static_cast<TypeParam&>(*created).nullTerminateData();
         created->reset();
         EXPECT_STREQ(created->getErrorString(), "Out of memory");
-        EXPECT_EQ(created->getData(), nullptr);
-        EXPECT_EQ(created->getDataLength(), 0u);
+        EXPECT_TRUE(created->getData() == nullptr && created->getDataLength() == 0);
         return false;
     });
 }
