@@ -28,13 +28,13 @@ ostrel_family(Base TITLE "Base"
     ostrel/Version.h
   INTERNAL
     ostrel/internal/CancellationPause.h
-    ostrel/internal/DescriptorWait.h
+    ostrel/internal/Descriptor.h
     ostrel/internal/Narrowing.h
     ostrel/internal/Nesting.h
     ostrel/internal/RestoredValue.h
   SOURCES
     ostrel/Assert.cpp
-    ostrel/DescriptorWait.cpp
+    ostrel/Descriptor.cpp
     ostrel/Mutex.cpp
     ostrel/Version.cpp
   TESTS
@@ -80,9 +80,9 @@ ostrel_family(Text TITLE "Text"
     ostrel/CaseFolding.cpp
     ostrel/DynamicString.cpp
     ostrel/ReadableString.cpp
-    ostrel/StringCompare.cpp
-    ostrel/StringConversion.cpp
     ostrel/StringUtils.cpp
+    ostrel/StringUtilsCompare.cpp
+    ostrel/StringUtilsConversion.cpp
     ostrel/WritableString.cpp
   TESTS
     StringTest.cpp
@@ -99,11 +99,14 @@ ostrel_family(Containers TITLE "Containers and memory"
     ostrel/List.h
     ostrel/MemPool.h
   SOURCES
+    ostrel/DynamicLookupTable.cpp
     ostrel/HeapStack.cpp
     ostrel/List.cpp
     ostrel/MemPool.cpp
   TESTS
     ArrayListTest.cpp
+    AutoPtrArrayTest.cpp
+    HeapStackTest.cpp
     ListTest.cpp
     LookupTableTest.cpp
     MemPoolTest.cpp
@@ -121,20 +124,26 @@ ostrel_family(Concurrency TITLE "Concurrency"
     ostrel/SocketPair.h
     ostrel/Thread.h
     ostrel/Threadable.h
+  INTERNAL
+    ostrel/internal/PatientLock.h
   SOURCES
     ostrel/Conditional.cpp
     ostrel/CppSemaphore.cpp
     ostrel/CppTimer.cpp
     ostrel/FifoBuffer.cpp
     ostrel/Lockable.cpp
+    ostrel/PatientLock.cpp
     ostrel/ReadWriteLock.cpp
     ostrel/Runnable.cpp
     ostrel/SocketPair.cpp
     ostrel/Thread.cpp
     ostrel/Threadable.cpp
   TESTS
+    ConditionalTest.cpp
     FifoBufferTest.cpp
+    ReadWriteLockTest.cpp
     SemaphoreTest.cpp
+    SocketPairTest.cpp
     ThreadTest.cpp
     TimerTest.cpp
 )
@@ -178,8 +187,6 @@ ostrel_family(Serialization TITLE "Serialization interfaces"
     ostrel/Serializable.cpp
     ostrel/Serializer.cpp
     ostrel/StructBuilder.cpp
-  TESTS
-    SerializationInterfacesTest.cpp
 )
 
 ostrel_family(DataObjects TITLE "Data objects"
@@ -195,6 +202,7 @@ ostrel_family(DataObjects TITLE "Data objects"
     ostrel/DataObjectFormat.cpp
     ostrel/DataObjectHandler.cpp
     ostrel/DataObjectListSorter.cpp
+    ostrel/DataObjectScalars.cpp
   TESTS
     DataObjectBuilderTest.cpp
     DataObjectFormatTest.cpp
@@ -218,8 +226,11 @@ ostrel_family(StructuredText TITLE "Structured text"
     json/internal/JsonBlock.h
     json/internal/JsonNumber.h
     json/internal/JsonReader.h
+    json/internal/JsonScratch.h
+    ostrel/internal/ByteBlock.h
     ostrel/internal/EscapedPiece.h
     ostrel/internal/IntegerPiece.h
+    ostrel/internal/TextPieces.h
     ostrel/internal/TextSerializerImpl.h
   SOURCES
     json/JsonData.cpp
@@ -228,6 +239,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     json/JsonNumber.cpp
     json/JsonParser.cpp
     json/JsonReader.cpp
+    json/JsonScratch.cpp
     json/JsonSerializer.cpp
     ostrel/EscapedPiece.cpp
     ostrel/IntegerPiece.cpp
@@ -235,11 +247,11 @@ ostrel_family(StructuredText TITLE "Structured text"
     xml/XmlGen.cpp
     xml/XmlSerializer.cpp
   TESTS
+    EscapedPieceTest.cpp
     JsonDataTest.cpp
     JsonDeserializerTest.cpp
     JsonGenTest.cpp
     JsonParserTest.cpp
-    RoundTripTest.cpp
     TextSerializerTest.cpp
     XmlGenTest.cpp
 )
@@ -281,9 +293,11 @@ ostrel_family(PropertyMaps TITLE "Property maps"
     ostrel/PropertyMapCheck.cpp
     ostrel/PropertyMapDump.cpp
     ostrel/PropertyMapForm.cpp
+    ostrel/PropertyMapFormReader.cpp
     ostrel/PropertyMapGet.cpp
     ostrel/property_map.cpp
   TESTS
+    DynamicPropertyMapTest.cpp
     PropertyMapCInterfaceTest.cpp
     PropertyMapCheckTest.cpp
     PropertyMapFormTest.cpp

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "ostrel/DataObjectSaxHandler.h"
+#include "ostrel/ErrorServer.h"
 #include "ostrel/SAXParser.h"
 #include "ostrel/XMLFileProcessor.h"
 #include "json/JsonSerializer.h"

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tests/support/JsonEventLog.h"
+#include "tests/support/PieceStream.h"
 #include "json/JsonParser.h"
 
 namespace {

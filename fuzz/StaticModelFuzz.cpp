@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "tests/support/RegistryModel.h"
+#include "tests/support/CheckedRegistry.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ostrel/DataObjectSaxHandler.h"
+#include "ostrel/ErrorServer.h"
 #include "tests/support/LogBuilder.h"
 
 using namespace Ostrel;

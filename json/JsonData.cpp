@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "json/JsonParser.h"
 #include "json/internal/JsonBlock.h"
@@ -40,8 +41,8 @@ const char* find(const char* p, const char* end, char wanted)
     return static_cast<const char*>(memchr(p, wanted, static_cast<size_t>(end - p)));
 }
 
-/// Skips white space and a collection, if one starts there. Brackets inside strings count: documents that hold such
-/// strings are known to be cut, and readers of them rely on where.
+/// Skips white space and a collection, if one starts there. Brackets inside strings count, and so may end it early:
+/// see docs/compatibility.md.
 const char* skipCollection(const char* p, const char* end)
 {
     p = skipBlanks(p, end);
@@ -53,9 +54,9 @@ const char* skipCollection(const char* p, const char* end)
         depth += isOpening(bracket) ? 1 : -1;
         return depth < 1;
     };
-    for (; end - p >= JsonBlock::SIZE; p += JsonBlock::SIZE) {
-        const unsigned int position = JsonBlock(p).findBracket([&](unsigned int i) { return closesAll(p[i]); });
-        if (position != JsonBlock::SIZE)
+    for (; end - p >= ByteBlock::SIZE; p += ByteBlock::SIZE) {
+        const unsigned int position = findBracket(ByteBlock(p), [&](unsigned int i) { return closesAll(p[i]); });
+        if (position != ByteBlock::SIZE)
             return p + position + 1;
     }
     for (; p != end; ++p) {

@@ -16,12 +16,10 @@ namespace json {
 /// where the keys asked for come first. `validate` runs the full parser. To read more than a few values, or texts of
 /// others, build a tree with `JsonDeserializer`.
 ///
-/// Units:     lengths are bytes.
 /// Ownership: the text stays the caller's and outlives all views of it. A terminator stands behind it: conversions
 ///            read to where the number or the text ends, also beyond the view.
 /// Errors:    what is not there is `INVALID_JSON_DATA`, and every operation on that gives its own invalid value, so
 ///            lookups chain. Nothing is reported.
-/// Threads:   as the text.
 class OSTREL_EXPORT JsonData
 {
 public:

@@ -1,5 +1,7 @@
 #include "json/JsonDeserializer.h"
 
+#include <new>
+
 #include "ostrel/Report.h"
 #include "ostrel/internal/RestoredValue.h"
 #include "json/JsonParser.h"

@@ -27,7 +27,6 @@ namespace json {
 /// Errors:    as `Deserializer`, with the texts of `JsonParser`. Reported as fatal: a null handler, and a ninth entry
 ///            on the stack. A parse refused for it gives -1, with the texts "Invalid handler" and "Too many handlers";
 ///            a collection handed over for it goes to the handler that has its start.
-/// Threads:   one deserializer belongs to one thread at a time.
 class OSTREL_EXPORT JsonDeserializer
     : public Ostrel::Deserializer,
       public Ostrel::CreateMixins<JsonDeserializer, Ostrel::AutoPtr<Ostrel::Deserializer>>

@@ -4,6 +4,7 @@
 
 #include "ostrel/internal/EscapedPiece.h"
 #include "ostrel/internal/IntegerPiece.h"
+#include "ostrel/internal/TextPieces.h"
 
 using Ostrel::BytesPiece;
 using Ostrel::CharacterPiece;

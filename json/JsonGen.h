@@ -24,10 +24,8 @@ namespace json {
 ///         puts(gen.getData());
 ///
 /// Units:     texts are NUL-terminated bytes, UTF-8 passes unchanged; digits are those behind the point, at most 16.
-/// Ownership: texts are borrowed for the call; the JSON text lives until the generator's next operation.
 /// Errors:    as `TextGenerator`: misuse and lack of memory are the status of the current level. At document level a
 ///            lack of memory ends as `DONE`, and an error inside a collection keeps it from being closed.
-/// Threads:   one generator belongs to one thread at a time.
 class OSTREL_EXPORT JsonGen : public Ostrel::TextGenerator
 {
 public:

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <cstdint>
+#include <cstring>
 
 #include "ostrel/Unaligned.h"
 
@@ -133,6 +134,11 @@ inline bool scaleByPowerOfTen(uint64_t digits, int power, bool isNegative, doubl
 inline bool isDigit(char byte)
 {
     return static_cast<unsigned char>(byte - '0') < 10;
+}
+
+inline bool isExponentMark(char byte)
+{
+    return byte == 'e' || byte == 'E';
 }
 
 /// Appends the digits at `text` to `digits`, one by one.
@@ -267,7 +273,7 @@ inline const char* JsonNumber::scanReal(const char* first, const char* point, co
         exponent = fraction - text;
     }
     const char* const behindDigits = text;
-    if (text != end && (*text == 'e' || *text == 'E')) {
+    if (text != end && isExponentMark(*text)) {
         ++text;
         if (!scanExponent(text, end, exponent))
             return text;
@@ -288,10 +294,38 @@ const char* JsonNumber::scan(const char* text, const char* end)
     _digits = digits;
     if (behind == first)
         return behind;
-    if (behind != end && (*behind == '.' || *behind == 'e' || *behind == 'E'))
+    if (behind != end && (*behind == '.' || isExponentMark(*behind)))
         return scanReal(first, behind, end);
     setInteger(first, behind);
     return behind;
+}
+
+bool JsonNumberBytes::takes(char byte)
+{
+    if (!isDigit(byte) && !allows(byte))
+        return false;
+    _last = byte;
+    _hasPoint = _hasPoint || byte == '.';
+    _hasExponent = _hasExponent || isExponentMark(byte);
+    return true;
+}
+
+/// Digits aside, which may stand anywhere.
+bool JsonNumberBytes::allows(char byte) const
+{
+    switch (byte) {
+    case '-':
+        return _last == '\0' || isExponentMark(_last);
+    case '+':
+        return isExponentMark(_last);
+    case '.':
+        return isDigit(_last) && !_hasPoint && !_hasExponent;
+    case 'e':
+    case 'E':
+        return isDigit(_last) && !_hasExponent;
+    default:
+        return false;
+    }
 }
 
 } // namespace json

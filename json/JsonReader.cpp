@@ -3,7 +3,7 @@
 #include <langinfo.h>
 
 #include <algorithm>
-#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 
 #include "ostrel/StringUtils.h"
@@ -38,22 +38,6 @@ int getHexValue(unsigned char byte)
 }
 
 } // namespace
-
-bool JsonScratch::grow(char*& position)
-{
-    const size_t capacity = static_cast<size_t>(_end - _data);
-    if (capacity > SIZE_MAX / 2)
-        return false;
-    char* const grown = static_cast<char*>(realloc(_data == _initial ? nullptr : _data, capacity * 2));
-    if (grown == nullptr)
-        return false;
-    if (_data == _initial)
-        memcpy(grown, _initial, sizeof(_initial));
-    position = grown + (position - _data);
-    _data = grown;
-    _end = grown + capacity * 2;
-    return true;
-}
 
 JsonReader::JsonReader(JsonParser* parser, JsonParser::EventHandler* handler, const char* data, size_t length)
     : _parser(parser),
@@ -131,11 +115,11 @@ const char* JsonReader::skipBlanks(const char* cur)
         }
     }
     while (cur != nullptr) {
-        while (_end - cur >= JsonBlock::SIZE) {
-            const unsigned int blanks = JsonBlock(cur).findNonBlank();
-            if (blanks < JsonBlock::SIZE)
+        while (_end - cur >= ByteBlock::SIZE) {
+            const unsigned int blanks = findNonBlank(ByteBlock(cur));
+            if (blanks < ByteBlock::SIZE)
                 return cur + blanks;
-            cur += JsonBlock::SIZE; // not `blanks`, for which the next block would have to wait
+            cur += ByteBlock::SIZE; // not `blanks`, for which the next block would have to wait
         }
         for (; cur != _end; ++cur) {
             if (!isBlank(*cur))
@@ -146,6 +130,12 @@ const char* JsonReader::skipBlanks(const char* cur)
     return nullptr;
 }
 
+/// The position behind `wanted`, which is the token at `cur`. Null stays null, so that steps chain.
+inline const char* JsonReader::expect(const char* cur, char wanted)
+{
+    return cur != nullptr && *cur == wanted ? cur + 1 : nullptr;
+}
+
 /// `at` is known to hold the literal's first byte.
 inline const char* JsonReader::readLiteral(const char* at, const char* literal, size_t length)
 {
@@ -154,154 +144,187 @@ inline const char* JsonReader::readLiteral(const char* at, const char* literal, 
         const char* const behind = at + length;
         return memcmp(behind - 4, literal + length - 4, 4) == 0 ? behind : nullptr;
     }
-    for (const char* const end = literal + length; literal != end; ++literal, ++at) {
-        if ((at = ensureByte(at)) == nullptr || *at != *literal)
+    const char* cur = at;
+    for (const char* const end = literal + length; literal != end; ++literal, ++cur) {
+        cur = ensureByte(cur);
+        if (cur == nullptr || *cur != *literal)
             return nullptr;
     }
-    return at;
+    return cur;
 }
 
 const char* JsonReader::readValue(const char* at, size_t keySize)
 {
+    const char* cur = nullptr;
     switch (*at) {
     case '{':
-        return readObject(at, keySize);
+        return readCollection<OBJECT>(at, keySize);
     case '[':
-        return readArray(at, keySize);
+        return readCollection<ARRAY>(at, keySize);
     case '"':
         return readString(at, keySize);
     case 't':
-        if ((at = readLiteral(at, "true", 4)) != nullptr)
+        cur = readLiteral(at, "true", 4);
+        if (cur != nullptr)
             _handler->onBoolean(_parser, getKey(keySize), true);
-        return at;
+        return cur;
     case 'f':
-        if ((at = readLiteral(at, "false", 5)) != nullptr)
+        cur = readLiteral(at, "false", 5);
+        if (cur != nullptr)
             _handler->onBoolean(_parser, getKey(keySize), false);
-        return at;
+        return cur;
     case 'n':
-        if ((at = readLiteral(at, "null", 4)) != nullptr)
+        cur = readLiteral(at, "null", 4);
+        if (cur != nullptr)
             _handler->onNull(_parser, getKey(keySize));
-        return at;
+        return cur;
     default:
         return readNumber(at, keySize);
     }
 }
 
-inline const char* JsonReader::readObject(const char* at, size_t keySize)
+template <JsonReader::Collection KIND>
+inline const char* JsonReader::readCollection(const char* at, size_t keySize)
 {
     // A collection that lies too deep stays counted, which is how `read` knows.
     if (++_depth > MAX_DEPTH)
         return nullptr;
-    _handler->objectStart(_parser, getKey(keySize));
-    const char* cur = findToken(at + 1);
-    if (cur != nullptr && *cur != '}') {
-        while ((cur = readMember(cur)) != nullptr && *cur == ',') {
-            if ((cur = findToken(cur + 1)) == nullptr)
-                return nullptr;
-        }
+    if (KIND == OBJECT) {
+        _handler->objectStart(_parser, getKey(keySize));
+    } else {
+        _handler->arrayStart(_parser, getKey(keySize));
     }
-    if (cur == nullptr || *cur != '}')
+    const char* const behind = readElements<KIND>(at + 1);
+    if (behind == nullptr)
         return nullptr;
     --_depth;
-    _handler->objectEnd(_parser);
-    return cur + 1;
+    if (KIND == OBJECT) {
+        _handler->objectEnd(_parser);
+    } else {
+        _handler->arrayEnd(_parser);
+    }
+    return behind;
 }
 
-/// As `readText`, for a string of less than a block without escapes; null when it is another one.
-inline const char* JsonReader::readShortText(const char* text, size_t offset, size_t& behind)
+/// Members or values, the commas between them and the closing bracket.
+template <JsonReader::Collection KIND>
+inline const char* JsonReader::readElements(const char* cur)
 {
-    char* const out = _scratch.getData() + offset;
-    if (_end - text < JsonBlock::SIZE || _scratch.getEnd() - out < JsonBlock::SIZE)
-        return nullptr;
-    const JsonBlock block(text);
-    const unsigned int plain = block.findQuoteOrBackslash();
-    if (plain == JsonBlock::SIZE || text[plain] != '"')
-        return nullptr;
-    block.store(out);
-    out[plain] = '\0';
-    behind = offset + plain + 1;
-    return text + plain + 1;
+    const char closing = KIND == OBJECT ? '}' : ']';
+    cur = findToken(cur);
+    if (cur == nullptr || *cur == closing)
+        return expect(cur, closing);
+    for (;;) {
+        cur = KIND == OBJECT ? readMember(cur) : readValue(cur, 0);
+        if (cur == nullptr)
+            return nullptr;
+        cur = findToken(cur);
+        if (cur == nullptr || *cur != ',')
+            return expect(cur, closing);
+        cur = findToken(cur + 1);
+        if (cur == nullptr)
+            return nullptr;
+    }
 }
 
-/// Key, colon, value, and on to the token behind.
+/// Key, colon and value.
 inline const char* JsonReader::readMember(const char* at)
 {
-    if (*at != '"')
+    const char* const text = expect(at, '"');
+    if (text == nullptr)
         return nullptr;
     // The key is copied out of the window: reading its value may refill that.
     size_t keySize = 0;
-    const char* cur = readShortText(at + 1, 0, keySize);
+    const char* cur = readText(text, 0, keySize);
     if (cur == nullptr)
-        cur = readText(at + 1, 0, keySize);
-    if (cur == nullptr || (cur = findToken(cur)) == nullptr || *cur != ':')
         return nullptr;
-    if ((cur = findToken(cur + 1)) == nullptr || (cur = readValue(cur, keySize)) == nullptr)
+    cur = expect(findToken(cur), ':');
+    if (cur == nullptr)
         return nullptr;
-    return findToken(cur);
-}
-
-inline const char* JsonReader::readArray(const char* at, size_t keySize)
-{
-    if (++_depth > MAX_DEPTH)
-        return nullptr;
-    _handler->arrayStart(_parser, getKey(keySize));
-    const char* cur = findToken(at + 1);
-    if (cur != nullptr && *cur != ']') {
-        while ((cur = readValue(cur, 0)) != nullptr && (cur = findToken(cur)) != nullptr && *cur == ',') {
-            if ((cur = findToken(cur + 1)) == nullptr)
-                return nullptr;
-        }
-    }
-    if (cur == nullptr || *cur != ']')
-        return nullptr;
-    --_depth;
-    _handler->arrayEnd(_parser);
-    return cur + 1;
+    cur = findToken(cur);
+    return cur == nullptr ? nullptr : readValue(cur, keySize);
 }
 
 inline const char* JsonReader::readString(const char* at, size_t keySize)
 {
     const char* const text = at + 1;
-    const char* cur = _window == nullptr ? nullptr : terminateInWindow(text);
-    if (cur != nullptr) {
+    const char* const plainEnd = _window == nullptr ? _end : findPlainEnd(text);
+    if (plainEnd != _end && *plainEnd == '"') {
+        // It lies in our window as a whole and may stay there.
+        _window[plainEnd - _window] = '\0';
         _handler->onString(_parser, getKey(keySize), text);
-        return cur;
+        return plainEnd + 1;
     }
     size_t behind = 0;
-    cur = readShortText(text, keySize, behind);
-    if (cur == nullptr)
-        cur = readText(text, keySize, behind);
+    const char* const cur = readText(text, keySize, behind);
     if (cur != nullptr)
         _handler->onString(_parser, getKey(keySize), _scratch.getData() + keySize);
     return cur;
 }
 
-/// A string that lies in our window as a whole, without escapes, is terminated where its closing quote was. Null when
-/// it does not.
-const char* JsonReader::terminateInWindow(const char* text)
+/// The first quote or backslash; the end of the window when there is none.
+const char* JsonReader::findPlainEnd(const char* cur) const
 {
-    const char* cur = text;
-    while (_end - cur >= JsonBlock::SIZE) {
-        const unsigned int plain = JsonBlock(cur).findQuoteOrBackslash();
-        if (plain < JsonBlock::SIZE) {
-            cur += plain;
-            break;
-        }
-        cur += JsonBlock::SIZE;
+    for (; _end - cur >= ByteBlock::SIZE; cur += ByteBlock::SIZE) {
+        const unsigned int plain = findQuoteOrBackslash(ByteBlock(cur));
+        if (plain < ByteBlock::SIZE)
+            return cur + plain;
     }
     while (cur != _end && *cur != '"' && *cur != '\\')
         ++cur;
-    if (cur == _end || *cur != '"')
-        return nullptr;
-    _window[cur - _window] = '\0';
+    return cur;
+}
+
+/// Reads up to and including the closing quote. The text is terminated and stands from `offset` to `behind` in the
+/// scratch.
+inline const char* JsonReader::readText(const char* cur, size_t offset, size_t& behind)
+{
+    char* out = _scratch.getData() + offset;
+    for (;;) {
+        cur = copyPlain(cur, out);
+        if (cur == nullptr)
+            return nullptr;
+        if (*cur == '"')
+            break;
+        cur = readEscape(cur + 1, out);
+        if (cur == nullptr)
+            return nullptr;
+    }
+    *out++ = '\0';
+    behind = static_cast<size_t>(out - _scratch.getData());
     return cur + 1;
+}
+
+/// Copies what stands before the next quote or backslash, and leaves room for a character or the terminator.
+inline const char* JsonReader::copyPlain(const char* cur, char*& out)
+{
+    for (;;) {
+        out = _scratch.makeRoom(out, ByteBlock::SIZE + MAX_UTF8_SIZE);
+        if (out == nullptr)
+            return nullptr;
+        if (_end - cur >= ByteBlock::SIZE) {
+            const ByteBlock block(cur);
+            block.store(out);
+            const unsigned int plain = findQuoteOrBackslash(block);
+            cur += plain;
+            out += plain;
+            if (plain < ByteBlock::SIZE)
+                return cur;
+        } else {
+            cur = ensureByte(cur);
+            if (cur == nullptr || *cur == '"' || *cur == '\\')
+                return cur;
+            *out++ = *cur++;
+        }
+    }
 }
 
 inline const char* JsonReader::readCodePoint(const char* cur, unsigned int& codePoint)
 {
     unsigned int gathered = 0;
     for (int i = 0; i < 4; ++i, ++cur) {
-        if ((cur = ensureByte(cur)) == nullptr)
+        cur = ensureByte(cur);
+        if (cur == nullptr)
             return nullptr;
         const int value = getHexValue(static_cast<unsigned char>(*cur));
         if (value < 0)
@@ -315,7 +338,8 @@ inline const char* JsonReader::readCodePoint(const char* cur, unsigned int& code
 /// Reads what follows a backslash. Any byte without a meaning stands for itself.
 inline const char* JsonReader::readEscape(const char* cur, char*& out)
 {
-    if ((cur = ensureByte(cur)) == nullptr)
+    cur = ensureByte(cur);
+    if (cur == nullptr)
         return nullptr;
     switch (*cur) {
     case 'b':
@@ -335,7 +359,8 @@ inline const char* JsonReader::readEscape(const char* cur, char*& out)
         break;
     case 'u': {
         unsigned int codePoint = 0;
-        if ((cur = readCodePoint(cur + 1, codePoint)) != nullptr)
+        cur = readCodePoint(cur + 1, codePoint);
+        if (cur != nullptr)
             out += Ostrel::convertUnicodeToUtf8(out, codePoint, MAX_UTF8_SIZE);
         return cur;
     }
@@ -346,131 +371,53 @@ inline const char* JsonReader::readEscape(const char* cur, char*& out)
     return cur + 1;
 }
 
-/// Reads up to and including the closing quote. The text is terminated and stands from `offset` to `behind` in the
-/// scratch.
-const char* JsonReader::readText(const char* cur, size_t offset, size_t& behind)
-{
-    const ptrdiff_t ROOM = JsonBlock::SIZE + MAX_UTF8_SIZE; // for a block, then for a character or the terminator
-    char* out = _scratch.getData() + offset;
-    for (;;) {
-        if (_scratch.getEnd() - out < ROOM && !_scratch.grow(out))
-            return nullptr;
-        if (_end - cur >= JsonBlock::SIZE) {
-            const JsonBlock block(cur);
-            block.store(out);
-            const unsigned int plain = block.findQuoteOrBackslash();
-            if (plain == JsonBlock::SIZE) {
-                cur += JsonBlock::SIZE;
-                out += JsonBlock::SIZE;
-                continue;
-            }
-            cur += plain;
-            out += plain;
-        } else if ((cur = ensureByte(cur)) == nullptr) {
-            return nullptr;
-        }
-        const char byte = *cur++;
-        if (byte == '"')
-            break;
-        if (byte != '\\') {
-            *out++ = byte;
-            continue;
-        }
-        char* place = out; // a copy, so that `out` itself needs no address and stays in a register
-        if ((cur = readEscape(cur, place)) == nullptr)
-            return nullptr;
-        out = place;
-    }
-    *out++ = '\0';
-    behind = static_cast<size_t>(out - _scratch.getData());
-    return cur;
-}
-
 inline const char* JsonReader::readNumber(const char* at, size_t keySize)
 {
     JsonNumber number;
     const char* token = at;
-    const char* behindToken = number.scan(token, _end);
-    const char* cur = behindToken;
-    if (cur == _end && _input != nullptr) {
+    const char* behind = number.scan(at, _end);
+    size_t length = static_cast<size_t>(behind - at);
+    if (behind == _end && _input != nullptr) {
         // It may go on behind the window.
-        size_t used = keySize;
-        if ((cur = collectNumber(at, used)) == nullptr)
+        behind = collectNumber(at, keySize, length);
+        if (behind == nullptr)
             return nullptr;
         token = _scratch.getData() + keySize;
         number = JsonNumber();
-        behindToken = number.scan(token, _scratch.getData() + used);
+        number.scan(token, token + length);
     }
     if (number.kind == JsonNumber::INVALID)
         return nullptr;
     if (number.kind == JsonNumber::INTEGER) {
         _handler->onInteger(_parser, getKey(keySize), number.integer);
-        return cur;
+        return behind;
     }
     if (number.kind == JsonNumber::UNDECIDED || !_isPointDot) {
-        if (!copyToken(keySize, token, static_cast<size_t>(behindToken - token)))
+        if (token == at && !_scratch.put(keySize, at, length))
             return nullptr;
         number.real = strtod(_scratch.getData() + keySize, nullptr);
     }
     _handler->onDouble(_parser, getKey(keySize), number.real);
-    return cur;
+    return behind;
 }
 
-/// Reads a number byte by byte into the scratch, from `used` on. Where the window ends behind a number, the stream has
-/// ended too, and the position returned is the end.
-const char* JsonReader::collectNumber(const char* at, size_t& used)
+/// Copies a number that may go on behind the window into the scratch. Where the stream ends with it, the position
+/// returned is the end.
+const char* JsonReader::collectNumber(const char* at, size_t offset, size_t& length)
 {
-    const char* cur = at;
-    if (*cur == '-')
-        cur = collectByte(cur, used);
-    cur = collectDigits(cur, used);
-    if (cur != nullptr && cur != _end && *cur == '.')
-        cur = collectDigits(collectByte(cur, used), used);
-    if (cur != nullptr && cur != _end && (*cur == 'e' || *cur == 'E')) {
-        cur = collectByte(cur, used);
-        if (cur != nullptr && (cur = ensureByte(cur)) != nullptr && (*cur == '+' || *cur == '-'))
-            cur = collectByte(cur, used);
-        cur = collectDigits(cur, used);
-    }
-    return cur;
-}
-
-/// At least one digit.
-const char* JsonReader::collectDigits(const char* cur, size_t& used)
-{
-    const size_t before = used;
-    while (cur != nullptr) {
-        const char* const next = ensureByte(cur);
-        if (next == nullptr || *next < '0' || *next > '9')
-            return used == before ? nullptr : next == nullptr ? _end : next;
-        cur = collectByte(next, used);
-    }
-    return nullptr;
-}
-
-const char* JsonReader::collectByte(const char* at, size_t& used)
-{
-    char* out = _scratch.getData() + used;
-    if (out == _scratch.getEnd() && !_scratch.grow(out))
-        return nullptr;
-    *out = *at;
-    ++used;
-    return at + 1;
-}
-
-/// Puts a terminated copy into the scratch, where the token itself may already be.
-bool JsonReader::copyToken(size_t offset, const char* token, size_t length)
-{
-    const bool isInScratch = token == _scratch.getData() + offset;
+    JsonNumberBytes number;
     char* out = _scratch.getData() + offset;
-    while (static_cast<size_t>(_scratch.getEnd() - out) <= length) {
-        if (!_scratch.grow(out))
-            return false;
+    const char* cur = at;
+    while (cur != nullptr && number.takes(*cur)) {
+        out = _scratch.makeRoom(out, 2); // for the terminator too
+        if (out == nullptr)
+            return nullptr;
+        *out++ = *cur;
+        cur = ensureByte(cur + 1);
     }
-    if (!isInScratch)
-        memcpy(out, token, length);
-    out[length] = '\0';
-    return true;
+    *out = '\0';
+    length = static_cast<size_t>(out - _scratch.getData()) - offset;
+    return cur == nullptr ? _end : cur;
 }
 
 } // namespace json

@@ -2,7 +2,8 @@
 
 #include "ostrel/internal/TextSerializerImpl.h"
 
-using Ostrel::StructBuilder;
+template <>
+constexpr bool Ostrel::TAKES_64_BITS<json::JsonGen> = true;
 
 template class Ostrel::TextSerializer<json::JsonGen>;
 
@@ -10,18 +11,19 @@ namespace json {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
+constexpr int LINE_LIST = 81;
+constexpr int LINE_SERIALIZABLE = 115;
+constexpr int LINE_INTEGER = 141;
+constexpr int LINE_REAL = 174;
+constexpr int LINE_REAL_WITH_DIGITS = 188;
+constexpr int LINE_TEXT = 230;
+constexpr int LINE_BOOLEAN = 261;
+constexpr int LINE_NULL = 289;
+constexpr int LINE_NESTING = 302;
+
 const Ostrel::MisuseSites SITES = {
-    __FILE__,
-    81,  // list
-    115, // serializable
-    141, // integer
-    174, // double
-    188, // double with digits
-    230, // string
-    261, // bool
-    289, // null
-    302, // nesting
+    __FILE__,  LINE_LIST,    LINE_SERIALIZABLE, LINE_INTEGER, LINE_REAL, LINE_REAL_WITH_DIGITS,
+    LINE_TEXT, LINE_BOOLEAN, LINE_NULL,         LINE_NESTING,
 };
 
 } // namespace
@@ -29,25 +31,5 @@ const Ostrel::MisuseSites SITES = {
 JsonSerializer::JsonSerializer() : TextSerializer(SITES) {}
 
 JsonSerializer::~JsonSerializer() = default;
-
-StructBuilder& JsonSerializer::add(const char* key, int value)
-{
-    return add(key, static_cast<long long>(value));
-}
-
-StructBuilder& JsonSerializer::add(const char* key, long long value)
-{
-    return addInteger(key, value);
-}
-
-StructBuilder& JsonSerializer::add(int value)
-{
-    return add(static_cast<long long>(value));
-}
-
-StructBuilder& JsonSerializer::add(long long value)
-{
-    return addInteger(value);
-}
 
 } // namespace json

@@ -21,21 +21,13 @@ namespace json {
 ///         puts(serializer.getData());
 ///
 /// Units:     integers keep their 64 bits; `getDataLength` is bytes, without the terminator.
-/// Ownership: as `TextSerializer`: the text lives until the serializer's next operation.
 /// Errors:    as `TextSerializer`: ask `isOk` and `getErrorString` at the end; misuse is reported as recoverable.
-/// Threads:   one serializer belongs to one thread at a time.
 class OSTREL_EXPORT JsonSerializer : public Ostrel::TextSerializer<JsonGen>,
                                      public Ostrel::CreateMixins<JsonSerializer, Ostrel::AutoPtr<Ostrel::Serializer>>
 {
 public:
     JsonSerializer();
     ~JsonSerializer() override;
-
-    using TextSerializer::add;
-    StructBuilder& add(const char* key, int value) override;
-    StructBuilder& add(const char* key, long long value) override;
-    StructBuilder& add(int value) override;
-    StructBuilder& add(long long value) override;
 };
 
 } // namespace json

@@ -13,11 +13,6 @@
 namespace Ostrel {
 
 /// Root of the array lists: lets a list be deleted where its type of element is not known.
-///
-/// Units:     none.
-/// Ownership: none.
-/// Errors:    none.
-/// Threads:   not synchronized.
 class OSTREL_EXPORT ArrayListCommon
 {
 public:
@@ -39,7 +34,6 @@ public:
 ///            other slots keep their bytes.
 /// Errors:    a change that cannot be made returns 2 and leaves the list and the argument as they were. `[]` beyond
 ///            the end makes a recoverable report "index < _size" and gives the last element.
-/// Threads:   not synchronized.
 template <class T>
 class OSTREL_EXPORT ArrayList : public ArrayListCommon
 {
@@ -78,11 +72,9 @@ protected:
     ArrayList(T* elements, unsigned int capacity) : _elements(elements), _capacity(capacity), _size(0) {}
 
 private:
-    enum {
-        RC_OK = 0,
-        RC_REFUSED = 2,
-        LINE_INDEX = 299 // log collectors match on file and line, so the number outlives edits
-    };
+    enum { RC_OK = 0, RC_REFUSED = 2 };
+
+    static constexpr int LINE_INDEX = 299;
 
     /// Storage from `new[]` for more elements than now: what is there already, where it has the room, or other that
     /// replaces it. Null where there is none.
@@ -107,10 +99,8 @@ protected:
 /// It starts without storage. Its capacity is a multiple of N. Above 64 elements the storage is up to a quarter larger
 /// than that, so that most steps move nothing and the time of many appends grows as their number.
 ///
-/// Units:     as `ArrayList`.
 /// Ownership: as `ArrayList`; the storage is the list's own.
 /// Errors:    as `ArrayList`; there is no room left when memory is exhausted.
-/// Threads:   as `ArrayList`.
 template <class T, unsigned int N>
 class OSTREL_EXPORT DynamicArrayList : public ArrayList<T>
 {
@@ -124,11 +114,6 @@ private:
 };
 
 /// A list of at most N elements inside the object. All N are constructed with it and destroyed, last to first, with it.
-///
-/// Units:     as `ArrayList`.
-/// Ownership: as `ArrayList`.
-/// Errors:    as `ArrayList`.
-/// Threads:   as `ArrayList`.
 template <class T, unsigned int N>
 class OSTREL_EXPORT FixedArrayList : public ArrayList<T>
 {

@@ -14,8 +14,8 @@ namespace Ostrel {
 
 } // namespace Ostrel
 
-/// Stops the process unless `condition` holds; `text` and `line` are what the message shows. The texts and some of the
-/// lines are relied on by those who read crash logs, so they do not follow a renamed variable or a moved line.
+/// Stops the process unless `condition` holds; `text` and `line` are what the message shows. Texts and fixed lines are
+/// those of `ostrel/Report.h`: neither follows a change of the source.
 #define OSTREL_ASSERT_AT(condition, text, line)                                                                        \
     ((condition) ? static_cast<void>(0) : Ostrel::assertionFailed(text, __FILE__, line, __PRETTY_FUNCTION__))
 

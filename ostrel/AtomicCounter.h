@@ -8,8 +8,6 @@ namespace Ostrel {
 /// 32-bit counter that threads raise and lower without a lock.
 ///
 /// Units:     wraps at 32 bits.
-/// Ownership: a plain object; not copyable.
-/// Errors:    none.
 /// Threads:   every operation is atomic and a full barrier.
 class AtomicCounter
 {

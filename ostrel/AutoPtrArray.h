@@ -13,7 +13,6 @@ namespace Ostrel {
 /// Units:     length and indexes count elements.
 /// Ownership: the array deletes its elements.
 /// Errors:    a bad index and a null element make a fatal report ("i < _length", "_array[i]"); the access gives null.
-/// Threads:   not synchronized.
 template <class T>
 class AutoPtrArray
 {
@@ -32,10 +31,8 @@ public:
     unsigned int getLength() const { return _length; }
 
 private:
-    enum { // log collectors match on file and line, so the numbers outlive edits
-        LINE_INDEX = 71,
-        LINE_NULL = 72
-    };
+    static constexpr int LINE_INDEX = 71;
+    static constexpr int LINE_NULL = 72;
 
     bool isIndex(unsigned int i) const { return OSTREL_CHECK_AT(FATAL, LINE_INDEX, "i < _length", i < _length); }
 

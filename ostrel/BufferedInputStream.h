@@ -18,9 +18,7 @@ namespace Ostrel {
 ///         putchar(byte);
 ///
 /// Units:     bytes. The object is a little larger than `N`: mind the stack.
-/// Ownership: the source stays the caller's and outlives the stream.
 /// Errors:    see `read`; a null source reads as a failed one. Nothing is kept: the next call asks the source again.
-/// Threads:   one stream belongs to one thread at a time.
 template <unsigned int N>
 class OSTREL_EXPORT BufferedInputStream : public InputStream
 {

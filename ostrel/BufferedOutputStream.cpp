@@ -18,7 +18,7 @@ BufferedOutputStream::~BufferedOutputStream()
 
 int BufferedOutputStream::write(const unsigned char* data, unsigned int size)
 {
-    // Strictly less: readers behind the target rely on where the blocks end. Written so that no sum can wrap.
+    // Strictly less, which settles where blocks end: see docs/compatibility.md. Written so that no sum can wrap.
     if (size < _size - _fill) {
         if (size != 0)
             memcpy(_buffer.get() + _fill, data, size);

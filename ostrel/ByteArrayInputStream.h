@@ -10,9 +10,7 @@ namespace Ostrel {
 ///     ByteArrayInputStream in("{\"volume\": 11}");
 ///
 /// Units:     bytes; the terminator of a text is not part of the data.
-/// Ownership: the data stays the caller's and outlives the stream.
 /// Errors:    none; null data is empty.
-/// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT ByteArrayInputStream : public InputStream
 {
 public:

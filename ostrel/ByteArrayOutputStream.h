@@ -16,7 +16,6 @@ namespace Ostrel {
 /// Units:     bytes; nothing is terminated.
 /// Ownership: the storage stays the caller's and outlives the stream; null has no room, whatever the capacity.
 /// Errors:    a piece that does not fit gives -1 and is not written at all; a smaller one may still fit afterwards.
-/// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT ByteArrayOutputStream : public OutputStream
 {
 public:

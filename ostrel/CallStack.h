@@ -11,7 +11,6 @@ namespace Ostrel {
 /// Where that file is missing, the snapshot is empty.
 ///
 /// Units:     addresses are 32 bits, as on the product; on wider hosts the low 32 bits.
-/// Ownership: a plain value.
 /// Errors:    none; what cannot be read is an empty or shorter snapshot.
 /// Threads:   not synchronized; a snapshot that nobody changes may be read from anywhere. Capturing is no cancellation
 ///            point.

@@ -3,7 +3,7 @@
 namespace Ostrel {
 
 // The one-to-one foldings (statuses C and S) of Unicode 4.1's CaseFolding.txt up to U+10427. Later versions fold
-// U+0241 differently and know more letters; sorted texts out there rely on the order that these rows give.
+// U+0241 differently and know more letters; the order that these rows give stays: see docs/compatibility.md.
 // clang-format off
 const CaseFolding CASE_FOLDINGS[CASE_FOLDING_COUNT] = {
     {0x41, 0x61}, {0x42, 0x62}, {0x43, 0x63}, {0x44, 0x64}, {0x45, 0x65}, {0x46, 0x66}, {0x47, 0x67}, {0x48, 0x68},

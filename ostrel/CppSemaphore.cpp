@@ -4,21 +4,16 @@
 #include <limits>
 #include <time.h>
 
-#include "ostrel/Report.h"
+#include "ostrel/internal/Descriptor.h"
 
 namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine {
-    LINE_INIT = 23,
-    LINE_DESTROY = 28,
-    LINE_WAIT = 37,
-    LINE_TIMED_WAIT = 61,
-    LINE_POST = 66,
-    LINE_VALUE = 94
-};
+constexpr int LINE_INIT = 23;
+constexpr int LINE_DESTROY = 28;
+constexpr int LINE_TIMED_WAIT = 61;
+constexpr int LINE_VALUE = 94;
 
 int waitUntilDeadline(sem_t* semaphore, int seconds)
 {
@@ -43,37 +38,16 @@ Semaphore::~Semaphore()
     OSTREL_CHECK_AT(FATAL, LINE_DESTROY, "-1 != sem_destroy(&m_sem)", -1 != sem_destroy(&m_sem));
 }
 
-/// After a first try has failed.
-void Semaphore::waitOn()
-{
-    int rc = -1;
-    while (rc == -1 && errno == EINTR)
-        rc = sem_wait(&m_sem);
-    OSTREL_CHECK_AT(FATAL, LINE_WAIT, "-1 != rc", -1 != rc);
-}
-
 void Semaphore::timedWait(int seconds)
 {
-    int rc;
-    do { // with a full new interval each time
-        rc = waitUntilDeadline(&m_sem, seconds);
-    } while (rc == -1 && errno == EINTR);
+    // With a full new interval each time.
+    const int rc = retryInterrupted([&] { return waitUntilDeadline(&m_sem, seconds); });
     OSTREL_CHECK_AT(FATAL, LINE_TIMED_WAIT, "-1 != rc", -1 != rc || errno == ETIMEDOUT);
-}
-
-void Semaphore::reportPost()
-{
-    // Reported only: the caller cannot mend it.
-    OSTREL_CHECK_AT(FATAL, LINE_POST, "-1 != sem_post(&m_sem)", false);
 }
 
 bool Semaphore::tryWait()
 {
-    int rc;
-    do {
-        rc = sem_trywait(&m_sem);
-    } while (rc == -1 && errno == EINTR);
-    return rc != -1;
+    return -1 != retryInterrupted([this] { return sem_trywait(&m_sem); });
 }
 
 int Semaphore::value()

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cerrno>
 #include <semaphore.h>
 
 #include "ostrel/Export.h"
+#include "ostrel/Report.h"
 
 namespace Ostrel {
 
@@ -23,8 +25,11 @@ public:
 
     void wait()
     {
-        if (sem_wait(&m_sem) == -1)
-            waitOn();
+        int rc;
+        do {
+            rc = sem_wait(&m_sem);
+        } while (rc == -1 && errno == EINTR);
+        OSTREL_CHECK_FROM(FATAL, REPORTING_FILE, LINE_WAIT, "-1 != rc", -1 != rc);
     }
 
     /// Waits `seconds` at most, counted anew after each signal that interrupts. Whether a unit was taken or the time
@@ -33,16 +38,17 @@ public:
 
     void post()
     {
-        if (sem_post(&m_sem) == -1)
-            reportPost();
+        // Reported only: the caller cannot mend it.
+        OSTREL_CHECK_FROM(FATAL, REPORTING_FILE, LINE_POST, "-1 != sem_post(&m_sem)", -1 != sem_post(&m_sem));
     }
 
     bool tryWait(); ///< True if a unit was taken; never blocks, never reports.
     int value();
 
 private:
-    void waitOn();
-    void reportPost();
+    static constexpr const char* REPORTING_FILE = "ostrel/CppSemaphore.cpp"; ///< Also where this header reports.
+    static constexpr int LINE_WAIT = 37;
+    static constexpr int LINE_POST = 66;
 
     sem_t m_sem;
 };

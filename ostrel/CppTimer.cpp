@@ -2,29 +2,20 @@
 
 #include <cerrno>
 #include <mutex>
-#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "ostrel/Assert.h"
 #include "ostrel/internal/CancellationPause.h"
-#include "ostrel/internal/DescriptorWait.h"
+#include "ostrel/internal/Descriptor.h"
 
 namespace Ostrel {
 
 namespace {
 
-enum {
-    LINE_SHORT_COMMAND = 150 // crash logs are matched on file and line, so the number outlives edits
-};
+constexpr int LINE_SHORT_COMMAND = 150;
 
 const long long MICROSECONDS_PER_SECOND = 1000000;
-
-int waitForCommand(int fd, timeval& timeOut)
-{
-    // Without a socket the time still has to pass.
-    return fd < 0 ? select(0, nullptr, nullptr, nullptr, &timeOut) : waitUntilReadable(fd, timeOut);
-}
 
 Timer::TimerCommand readCommand(int fd)
 {
@@ -98,14 +89,14 @@ Timer::WaitResult Timer::waitSeconds(int seconds)
     timeval timeOut = interval;
     timeval start = getTime();
     for (;;) {
-        const int result = waitForCommand(_waitSocket, timeOut);
+        const int result = waitUntilReadable(_waitSocket, timeOut); // without a socket the time still has to pass
         if (result > 0) {
             if (readCommand(_waitSocket) == TIMER_STOP)
                 break;
             timeOut = interval;
             start = getTime();
         } else if (result == -1 && errno == EINTR) {
-            timeOut = getElapsed(start); // what has passed, not what is left: users rely on the early end
+            timeOut = getElapsed(start); // what has passed, not what is left: see docs/compatibility.md
         } else {
             break;
         }
@@ -129,10 +120,8 @@ void Timer::sendCommand(TimerCommand command)
     const std::lock_guard<Mutex> guard(_mutex);
     if (_commandSocket == -1)
         return;
-    ssize_t rc;
-    do {
-        rc = send(_commandSocket, &command, sizeof(command), MSG_NOSIGNAL); // the wait may be about to end
-    } while (rc == -1 && errno == EINTR);
+    // Without SIGPIPE, because the wait may be about to end.
+    retryInterrupted([&] { return send(_commandSocket, &command, sizeof(command), MSG_NOSIGNAL); });
 }
 
 int timeval_subtract(timeval* result, timeval* x, timeval* y)

@@ -8,7 +8,6 @@ namespace Ostrel {
 ///
 ///     AutoPtr<Serializer> serializer = json::JsonSerializer::create();
 ///
-/// Ownership: the caller owns the result.
 /// Errors:    empty when memory is exhausted.
 /// Threads:   `create` may be called anywhere.
 template <class T, class P>

@@ -43,13 +43,11 @@ namespace Ostrel {
 /// and `unset` move all children behind the place, so a large map whose keys come in any order takes time with the
 /// square of its size.
 ///
-/// Units:     texts are NUL-terminated UTF-8; indexes count children from 0.
 /// Ownership: containers own their children. An `AutoPtr` argument is taken over whatever the result; a child that
 ///            cannot be stored is destroyed. `get` returns a reference that stays the container's, or the process's for
 ///            a miss: never delete or change that one. Keys are copied.
 /// Errors:    codes as told below; reports for null builders and children (fatal "m_ptr") and for negative list
 ///            indexes (recoverable "index < _size"). Factories return an empty pointer when memory is exhausted.
-/// Threads:   a tree is used by one thread at a time.
 class OSTREL_EXPORT DataObject : public Serializable
 {
 public:

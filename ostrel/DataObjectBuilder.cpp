@@ -23,7 +23,7 @@ void DataObjectBuilder::reset()
 
 bool DataObjectBuilder::isOk() const
 {
-    return m_errorText != nullptr; // the wrong way round, and callers have come to rely on it
+    return m_errorText != nullptr; // the wrong way round: see docs/compatibility.md
 }
 
 StructBuilder& DataObjectBuilder::map(const char* key)
@@ -93,8 +93,8 @@ StructBuilder& DataObjectBuilder::add(const Serializable& value)
         m_errorText = "Add with no key requires top of stack to be a list.";
         return *this;
     }
-    // The value describes itself to a builder that is thrown away: the list stays as it is. Callers count on lists
-    // coming out empty.
+    // The value describes itself to a builder that is thrown away: the list stays as it is: see
+    // docs/compatibility.md.
     DataObjectBuilder dropped;
     dropped.m_level = m_level;
     serialize(value, dropped);

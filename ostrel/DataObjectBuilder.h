@@ -22,14 +22,12 @@ namespace Ostrel {
 /// list, whatever it is. Lists of scalars are made with `list()` and `add(value)`. A root collection stays open after
 /// its `end()`, as told at `DataObjectHandler`; booleans become the integers 1 and 0.
 ///
-/// Units:     keys and texts are NUL-terminated UTF-8.
 /// Ownership: the builder shares the tree with those who took `getRoot()`. A pending key is borrowed until a keyless
 ///            call takes it.
 /// Errors:    `getErrorString` has the text of the last misuse since `reset`, and later calls are accepted. A double is
 ///            reported (fatal), and so are a collection too deep and an `end` or a serializable without a collection. A
 ///            collection that is not in the tree (no key, no memory) is open up to its end, and what is in it is
 ///            dropped. Values inside values nest 1,000 deep; a deeper one is reported (recoverable) and dropped.
-/// Threads:   one builder belongs to one thread at a time.
 class OSTREL_EXPORT DataObjectBuilder : public StructBuilder
 {
 public:

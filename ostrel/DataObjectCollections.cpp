@@ -262,7 +262,7 @@ int DataObjectList::getNumChildren() const
 
 bool DataObjectList::has(int index) const
 {
-    return index < getNumChildren(); // signed on purpose: callers count on a negative index being present
+    return index < getNumChildren(); // signed, so that a negative index is present: see docs/compatibility.md
 }
 
 DataObject& DataObjectList::get(int index) const

@@ -17,65 +17,56 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line: these reports go by the name of the class's main source, with lines of their
-// own, which outlive edits. docs/reports.md lists them.
+// These reports go by the name of the class's main source. docs/reports.md lists them.
 const char REPORTING_FILE[] = "ostrel/DataObject.cpp";
 
-enum ReportLine {
-    LINE_KEY_BUFFER = 147,
-    LINE_POINTER = 236,
-    LINE_DIRECTIVE = 239,
-    LINE_TEXT = 264,
-    LINE_INTEGER = 281,
-    LINE_NULL = 293,
-    LINE_NESTING = 301,
-    LINE_MAP = 332,
-    LINE_KEY = 345,
-    LINE_DUPLICATE = 349
-};
+constexpr int LINE_KEY_BUFFER = 147;
+constexpr int LINE_POINTER = 236;
+constexpr int LINE_DIRECTIVE = 239;
+constexpr int LINE_TEXT = 264;
+constexpr int LINE_INTEGER = 281;
+constexpr int LINE_NULL = 293;
+constexpr int LINE_NESTING = 301;
+constexpr int LINE_MAP = 332;
+constexpr int LINE_KEY = 345;
+constexpr int LINE_DUPLICATE = 349;
 
-/// A terminated copy of a stretch of text; a short one needs no heap.
-class TerminatedText
-{
-public:
-    static const size_t SHORT = 64;
-
-    /// Null when memory is exhausted.
-    const char* assign(const char* text, size_t length)
-    {
-        char* copy = _short;
-        if (length >= sizeof(_short)) {
-            _long.reset(new (std::nothrow) char[length + 1]);
-            copy = _long.get();
-            if (copy == nullptr)
-                return nullptr;
-        }
-        memcpy(copy, text, length);
-        copy[length] = '\0';
-        return copy;
-    }
-
-private:
-    char _short[SHORT];
-    AutoPtr<char[]> _long;
-};
+const size_t SHORT_TEXT = 64; ///< A shorter one is copied without the heap.
 
 /// What the scalar reader found: the value itself, so that a key costs no node.
 struct Scalar
 {
-    enum Kind { NONE, INTEGER, TEXT, QUOTED_TEXT, NOTHING };
+    enum Kind { NONE, INTEGER, TEXT, NOTHING };
 
-    static Scalar none() { return {NONE, 0, nullptr, 0}; }
-    static Scalar integer(long long number) { return {INTEGER, number, nullptr, 0}; }
-    static Scalar text(const char* text) { return {TEXT, 0, text == nullptr ? "" : text, 0}; }
-    static Scalar quotedText(const char* text, size_t length) { return {QUOTED_TEXT, 0, text, length}; }
-    static Scalar nothing() { return {NOTHING, 0, nullptr, 0}; }
+    static Scalar none() { return {NONE, 0, "", 0}; }
+    static Scalar integer(long long number) { return {INTEGER, number, "", 0}; }
+    static Scalar text(const char* text, size_t length) { return {TEXT, 0, text, length}; }
+    static Scalar nothing() { return {NOTHING, 0, "", 0}; }
 
     Kind kind;
     long long number;
-    const char* begin;
-    size_t length; ///< Of a quoted text, which is not terminated.
+    const char* begin; ///< Of a text, which ends with a NUL or, in the format, with a quote.
+    size_t length;
 };
+
+const char* copyTerminated(char* to, const Scalar& text)
+{
+    memcpy(to, text.begin, text.length);
+    to[text.length] = '\0';
+    return to;
+}
+
+AutoPtr<DataObject> makeText(const Scalar& text)
+{
+    if (text.begin[text.length] == '\0')
+        return DataObject::createString(text.begin);
+    if (text.length < SHORT_TEXT) {
+        char copy[SHORT_TEXT];
+        return DataObject::createString(copyTerminated(copy, text));
+    }
+    const AutoPtr<char[]> copy(new (std::nothrow) char[text.length + 1]);
+    return copy == nullptr ? AutoPtr<DataObject>() : DataObject::createString(copyTerminated(copy.get(), text));
+}
 
 AutoPtr<DataObject> makeNode(const Scalar& scalar)
 {
@@ -83,12 +74,7 @@ AutoPtr<DataObject> makeNode(const Scalar& scalar)
     case Scalar::INTEGER:
         return DataObject::createInt(scalar.number);
     case Scalar::TEXT:
-        return DataObject::createString(scalar.begin);
-    case Scalar::QUOTED_TEXT: {
-        TerminatedText copy;
-        const char* const text = copy.assign(scalar.begin, scalar.length);
-        return text == nullptr ? AutoPtr<DataObject>() : DataObject::createString(text);
-    }
+        return makeText(scalar);
     case Scalar::NOTHING:
         return AutoPtr<DataObject>(new (std::nothrow) NullDataObject);
     case Scalar::NONE:
@@ -129,11 +115,11 @@ public:
     /// Null when the scalar is no key.
     const char* assign(const Scalar& scalar)
     {
-        if (scalar.kind == Scalar::TEXT || scalar.kind == Scalar::QUOTED_TEXT)
+        if (scalar.kind == Scalar::TEXT)
             return assignText(scalar);
         // The smallest number stands for what is no number, so it is no key either.
         const int number = scalar.kind == Scalar::INTEGER ? toLow32Bits(scalar.number) : INT_MIN;
-        return number == INT_MIN ? nullptr : write(number);
+        return number == INT_MIN ? nullptr : assignNumber(number);
     }
 
 private:
@@ -141,30 +127,26 @@ private:
 
     const char* assignText(const Scalar& text)
     {
-        const bool isTerminated = text.kind == Scalar::TEXT;
-        const size_t length = isTerminated ? strnlen(text.begin, TerminatedText::SHORT) : text.length;
-        if (length < TerminatedText::SHORT)
-            return isTerminated ? text.begin : _text.assign(text.begin, length);
+        if (text.length < SHORT_TEXT)
+            return copyTerminated(_short, text);
 
         // Copied as the text of a value: one that is too long is reported alike, and is no key.
-        _node = makeNode(text);
-        return _node == nullptr ? nullptr : _node->toString(nullptr);
+        _long = makeText(text);
+        return _long == nullptr ? nullptr : _long->toString(nullptr);
     }
 
-    const char* write(int number)
+    const char* assignNumber(int number)
     {
-        char digits[MAX_DIGITS];
-        const int length = snprintf(digits, sizeof(digits), "%d", number);
-        if (static_cast<unsigned int>(length) >= sizeof(digits)) {
-            reportFailedCheck(Severity::FATAL, REPORTING_FILE, LINE_KEY_BUFFER,
-                              "static_cast<unsigned int>(rc) < sizeof(keybuf)");
-            return nullptr;
-        }
-        return _text.assign(digits, static_cast<size_t>(length));
+        const int length = snprintf(_short, MAX_DIGITS, "%d", number);
+        return OSTREL_CHECK_FROM(FATAL, REPORTING_FILE, LINE_KEY_BUFFER,
+                                 "static_cast<unsigned int>(rc) < sizeof(keybuf)",
+                                 static_cast<unsigned int>(length) < MAX_DIGITS)
+                   ? _short
+                   : nullptr;
     }
 
-    TerminatedText _text;
-    AutoPtr<DataObject> _node;
+    char _short[SHORT_TEXT];
+    AutoPtr<DataObject> _long;
 };
 
 /// Reads a format. Both cursors, in the format and in the arguments, are members: a `va_list` passed on by value would
@@ -182,6 +164,7 @@ public:
 private:
     Scalar readScalar();
     Scalar readDirective();
+    Scalar readText();
     Scalar readLongDirective();
     Scalar readQuotedText();
     Scalar readInteger();
@@ -213,7 +196,7 @@ AutoPtr<DataObject> FormatReader::readValue()
 AutoPtr<DataObject> FormatReader::readCollection()
 {
     if (_level >= MAX_NESTING) {
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Nested too deep (%s)'", REPORTING_FILE, LINE_NESTING, _cursor);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_NESTING, "Nested too deep (%s)", _cursor);
         _cursor += strlen(_cursor); // all is ended: the collections around would take what follows for theirs
         return AutoPtr<DataObject>();
     }
@@ -249,20 +232,29 @@ Scalar FormatReader::readDirective()
         return Scalar::integer(va_arg(_arguments, int));
     case 's':
         ++_cursor;
-        return Scalar::text(va_arg(_arguments, const char*));
+        return readText();
     case 'l':
         ++_cursor;
         return readLongDirective();
     case 'p':
-        // The pointer is not taken from the arguments: the next directive gets it. Formats that count on it exist.
+        // The pointer is not taken from the arguments: the next directive gets it. See
+        // docs/compatibility.md.
         ++_cursor;
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Not supported'", REPORTING_FILE, LINE_POINTER);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_POINTER, "Not supported");
         return Scalar::none();
     default:
+        // Framed here: at the end of the format the character ends the message, without what a frame puts behind it.
         reportMessage(Severity::RECOVERABLE, "%s:%d - 'Unexpected format char (%c)'", REPORTING_FILE, LINE_DIRECTIVE,
                       *_cursor);
         return Scalar::none();
     }
+}
+
+/// The text of the arguments; null counts as empty.
+Scalar FormatReader::readText()
+{
+    const char* const text = va_arg(_arguments, const char*);
+    return text == nullptr ? Scalar::text("", 0) : Scalar::text(text, strlen(text));
 }
 
 /// Behind the first "l". What is no directive ends behind its last "l".
@@ -285,11 +277,11 @@ Scalar FormatReader::readQuotedText()
     while (*quote != '\0' && !(*quote == '\'' && endsText(quote[1])))
         ++quote;
     if (*quote == '\0') {
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'Invalid string format (%s)'", REPORTING_FILE, LINE_TEXT, text);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_TEXT, "Invalid string format (%s)", text);
         return Scalar::none();
     }
     _cursor = quote + 1;
-    return Scalar::quotedText(text, static_cast<size_t>(quote - text));
+    return Scalar::text(text, static_cast<size_t>(quote - text));
 }
 
 Scalar FormatReader::readInteger()
@@ -302,8 +294,7 @@ Scalar FormatReader::readInteger()
         number = strtoll(_cursor, &stop, 0);
         end = stop;
         if (end == _cursor || (number == 0 && errno != 0)) {
-            reportMessage(Severity::RECOVERABLE, "%s:%d - 'Invalid integer format (%s)'", REPORTING_FILE, LINE_INTEGER,
-                          _cursor);
+            OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_INTEGER, "Invalid integer format (%s)", _cursor);
             return Scalar::none();
         }
     }
@@ -315,8 +306,7 @@ Scalar FormatReader::readNull()
 {
     for (const char* expected = "null"; *expected != '\0'; ++expected) {
         if (*_cursor != *expected) {
-            reportMessage(Severity::RECOVERABLE, "%s:%d - 'Unexpected characters (%s)'", REPORTING_FILE, LINE_NULL,
-                          _cursor);
+            OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_NULL, "Unexpected characters (%s)", _cursor);
             if (*_cursor != '\0')
                 ++_cursor;
             return Scalar::none();
@@ -355,12 +345,11 @@ AutoPtr<DataObject> FormatReader::readMap()
     while (!isAtEndOf('}')) {
         if (!readEntry(*map)) {
             map.reset();
-            reportMessage(Severity::RECOVERABLE, "%s:%d - 'Invalid map input @ %s\n'", REPORTING_FILE, LINE_MAP,
-                          _cursor);
+            OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_MAP, "Invalid map input @ %s\n", _cursor);
             return map;
         }
     }
-    // The cursor stays on the brace, which so ends the collection around it as well. Formats that count on it exist.
+    // The cursor stays on the brace, which so ends the collection around it too: see docs/compatibility.md.
     return map;
 }
 
@@ -369,11 +358,11 @@ bool FormatReader::readEntry(DataObject& map)
     Key storage;
     const char* const key = storage.assign(readScalar());
     if (key == nullptr) {
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'unable to parse key'", REPORTING_FILE, LINE_KEY);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_KEY, "unable to parse key");
         return false;
     }
     if (map.has(key)) {
-        reportMessage(Severity::RECOVERABLE, "%s:%d - 'duplicate key: '%s''", REPORTING_FILE, LINE_DUPLICATE, key);
+        OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_DUPLICATE, "duplicate key: '%s'", key);
         return false;
     }
     skipWhiteSpace();

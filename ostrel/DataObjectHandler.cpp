@@ -137,7 +137,7 @@ bool DataObjectHandler::handleDataObject(AutoPtr<DataObject> node, const char* k
 }
 
 // A root collection is on the stack twice, by handleDataObject's pushRoot() and by the push here. One entry is left
-// after its end, and callers rely on that: the root stays the target of later values until reset().
+// after its end, so that the root stays the target of later values until reset(): see docs/compatibility.md.
 void DataObjectHandler::pushCollection(AutoPtr<DataObject> node, const char* key, DataObjectHandlerType type)
 {
     DataObject* collection = node.get();

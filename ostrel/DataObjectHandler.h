@@ -20,7 +20,6 @@ namespace Ostrel {
 /// Integers become integer nodes, booleans 1 or 0. There is no floating-point node: a double is cut to a 32-bit
 /// integer, saturating, with 0 for a NaN. At most 14 collections can be open below the root collection.
 ///
-/// Units:     keys and texts are NUL-terminated UTF-8.
 /// Ownership: the handler shares the tree with those who took `getRoot()`. Nodes handed in are taken over.
 /// Errors:    misuse is reported (fatal) and goes on. Dropped without a report: a value below a scalar root, a value
 ///            without a key in a map, and what is in a collection that is not in the tree. Without memory each node,

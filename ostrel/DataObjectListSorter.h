@@ -25,7 +25,6 @@
 /// Ownership: the comparator and the list stay the caller's. References to children die, also of those in place.
 /// Errors:    a null list is reported (fatal "m_ptr"). When memory is exhausted, children that cannot be copied stay
 ///            where they are, so the list may be out of order; no child is lost.
-/// Threads:   as the list.
 class OSTREL_EXPORT DataObjectListSorter
 {
 public:

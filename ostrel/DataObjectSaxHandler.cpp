@@ -14,8 +14,8 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine { LINE_TOO_DEEP = 21, LINE_END_ELEMENT = 47 };
+constexpr int LINE_TOO_DEEP = 21;
+constexpr int LINE_END_ELEMENT = 47;
 
 const char TEXT_KEY[] = "cdata";
 const uint64_t LARGEST_TEXT = 0x40000; // a larger one is reported by the string
@@ -63,7 +63,7 @@ void DataObjectSaxHandler::reset()
 
 void DataObjectSaxHandler::startElement(const std::string& name, const std::map<std::string, std::string>& attributes)
 {
-    // Its end tag pops an element all the same. Readers of such documents know their trees in that shape.
+    // Its end tag pops an element all the same: see docs/compatibility.md.
     if (_top >= STACK_SIZE - 1) {
         OSTREL_REPORT_AT(RECOVERABLE, LINE_TOO_DEEP, "Error: stack too shallow to handle XML");
         return;

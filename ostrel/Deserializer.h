@@ -15,11 +15,8 @@ namespace Ostrel {
 ///     if (deserializer.parse(stream, handler) != 0)
 ///         puts(deserializer.getErrorString());
 ///
-/// Units:     keys and texts are NUL-terminated.
-/// Ownership: stream and handler stay the caller's and are used during `parse` only.
 /// Errors:    `parse` gives -1 and `getErrorString()` the reason, which is then never null. Lack of memory in a handler
 ///            is the handler's to tell: `parse` gives 0, and the handler may have nothing.
-/// Threads:   one deserializer belongs to one thread at a time.
 class OSTREL_EXPORT Deserializer : public ErrorReporter
 {
 public:

@@ -1,12 +1,14 @@
 #pragma once
 
-#include <cctype>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <strings.h>
+#include <type_traits>
 #include <utility>
 
 #include "ostrel/ArrayList.h"
+#include "ostrel/Export.h"
 #include "ostrel/Report.h"
 
 namespace Ostrel {
@@ -25,61 +27,24 @@ struct LessOperator<const char*>
     bool operator()(const char* a, const char* b) const { return strcasecmp(a, b) < 0; }
 };
 
-/// Three-way comparison that agrees with `Less`: negative, 0 or positive. Made once for each search.
-template <class K, class Less>
-class KeyComparison
+/// Three-way `strcasecmp` of two keys: negative, 0 or positive.
+///
+/// Most keys differ in their first bytes, and the order of letters and digits is the same in every locale and for every
+/// `strcasecmp` that a program may bring along. Only where that leaves it open is it called.
+class OSTREL_EXPORT TextKeyOrder
 {
 public:
-    int operator()(const K& a, const K& b) const
+    static int compare(const char* a, const char* b)
     {
-        if (_less(a, b))
-            return -1;
-        return _less(b, a) ? 1 : 0;
+        const int placeOfA = _places[static_cast<unsigned char>(*a)];
+        const int placeOfB = _places[static_cast<unsigned char>(*b)];
+        if (placeOfA == placeOfB || (placeOfA | placeOfB) < 0)
+            return strcasecmp(a, b);
+        return placeOfA - placeOfB;
     }
 
 private:
-    Less _less;
-};
-
-/// One call where two of `Less` would ask the same question twice.
-template <>
-class KeyComparison<const char*, LessOperator<const char*>>
-{
-public:
-    int operator()(const char* a, const char* b) const
-    {
-        const int firstA = _lower[static_cast<unsigned char>(*a)];
-        const int firstB = _lower[static_cast<unsigned char>(*b)];
-        if (firstA != firstB)
-            return firstA - firstB;
-        return strcasecmp(a, b);
-    }
-
-private:
-    const int* _lower = *__ctype_tolower_loc();
-};
-
-/// How a table keeps its keys: by value, but texts as copies of its own.
-template <class K>
-struct KeyStorage
-{
-    static bool copy(const K& key, K& stored)
-    {
-        stored = key;
-        return true;
-    }
-    static void release(K&) {}
-};
-
-template <>
-struct KeyStorage<const char*>
-{
-    static bool copy(const char* key, const char*& stored)
-    {
-        stored = strdup(key);
-        return stored != nullptr;
-    }
-    static void release(const char* stored) { free(const_cast<char*>(stored)); }
+    static const std::array<signed char, 256> _places; ///< Negative where the order is open.
 };
 
 /// Read-only view of an array of entries that is sorted by `Less` and has no key twice.
@@ -142,6 +107,17 @@ protected:
     }
 
 private:
+    /// Negative, 0 or positive.
+    static int compare(const Less& less, const K& a, const K& b)
+    {
+        // Not by `less`, which would have to be asked twice.
+        if constexpr (std::is_same_v<K, const char*> && std::is_same_v<Less, LessOperator<const char*>>)
+            return TextKeyOrder::compare(a, b);
+        if (less(a, b))
+            return -1;
+        return less(b, a) ? 1 : 0;
+    }
+
     Position bisect(const K& key, unsigned int first, unsigned int end) const;
 
     const Entry* _entries;
@@ -167,7 +143,6 @@ private:
 ///            the table is not deleted.
 /// Errors:    `set` returns -1 when memory is exhausted and leaves the table as it was. The value given to it is used
 ///            up all the same: one that owns something has then released it.
-/// Threads:   not synchronized.
 template <class V, class K, class Less = LessOperator<K>>
 class DynamicLookupTable : public BinaryLookupTable<V, K, Less>
 {
@@ -193,9 +168,26 @@ protected:
     int insertAt(unsigned int index, const K& key, V value);
 
 private:
-    enum {
-        LINE_INDEX = 87 // log collectors match on file and line, so the number outlives edits
-    };
+    static constexpr bool OWNS_KEYS = std::is_same_v<K, const char*>;
+    static constexpr int LINE_INDEX = 87;
+
+    /// Keys are kept by value, but texts as copies of the table's own.
+    static bool copyKey(const K& key, K& stored)
+    {
+        if constexpr (OWNS_KEYS) {
+            stored = strdup(key);
+            return stored != nullptr;
+        } else {
+            stored = key;
+            return true;
+        }
+    }
+
+    static void releaseKey(K& stored)
+    {
+        if constexpr (OWNS_KEYS)
+            free(const_cast<char*>(stored));
+    }
 
     void resetView() { this->setView(_entries.begin(), _entries.getSize()); }
 
@@ -209,12 +201,12 @@ typename BinaryLookupTable<V, K, Less>::Position BinaryLookupTable<V, K, Less>::
         return {0, false};
 
     // The last key first, so that keys that come in order cost one comparison each.
-    const KeyComparison<K, Less> compare;
+    const Less less = Less();
     const unsigned int last = _count - 1;
-    const int toLast = compare(key, _entries[last].key);
+    const int toLast = compare(less, key, _entries[last].key);
     if (toLast > 0)
         return {_count, false};
-    const int toFirst = compare(key, _entries[0].key);
+    const int toFirst = compare(less, key, _entries[0].key);
     if (toFirst <= 0)
         return {0, toFirst == 0};
     if (toLast == 0)
@@ -228,10 +220,10 @@ template <class V, class K, class Less>
 typename BinaryLookupTable<V, K, Less>::Position BinaryLookupTable<V, K, Less>::bisect(const K& key, unsigned int first,
                                                                                        unsigned int end) const
 {
-    const KeyComparison<K, Less> compare;
+    const Less less = Less();
     while (first < end) {
         const unsigned int middle = first + (end - first - 1) / 2;
-        const int toMiddle = compare(key, _entries[middle].key);
+        const int toMiddle = compare(less, key, _entries[middle].key);
         if (toMiddle == 0)
             return {middle, true};
         if (toMiddle < 0)
@@ -266,7 +258,7 @@ V DynamicLookupTable<V, K, Less>::remove(const K& key)
 
     Entry& entry = _entries[position.index];
     V removed = std::move(entry.value);
-    KeyStorage<K>::release(entry.key);
+    releaseKey(entry.key);
     _entries.remove(position.index);
     resetView();
     return removed;
@@ -276,7 +268,7 @@ template <class V, class K, class Less>
 void DynamicLookupTable<V, K, Less>::clear()
 {
     for (Entry& entry : _entries)
-        KeyStorage<K>::release(entry.key);
+        releaseKey(entry.key);
     _entries.clear();
     resetView();
 }
@@ -288,11 +280,11 @@ int DynamicLookupTable<V, K, Less>::insertAt(unsigned int index, const K& key, V
         return -1;
 
     Entry entry = Entry();
-    if (!KeyStorage<K>::copy(key, entry.key))
+    if (!copyKey(key, entry.key))
         return -1;
     entry.value = std::move(value);
     if (_entries.insert(index, std::move(entry)) != 0) {
-        KeyStorage<K>::release(entry.key); // NOLINT(bugprone-use-after-move): a refused insert leaves its argument
+        releaseKey(entry.key); // NOLINT(bugprone-use-after-move): a refused insert leaves its argument
         return -1;
     }
     resetView();

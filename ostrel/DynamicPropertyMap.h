@@ -11,7 +11,6 @@
 /// Units:     sizes are bytes; the buffer has the size of the original and never grows.
 /// Ownership: the buffer is allocated by the constructor and released by the destructor; copies are deep.
 /// Errors:    an allocation failure passes as `std::bad_alloc`; for the rest see `PropertyMap`.
-/// Threads:   not synchronized.
 class OSTREL_EXPORT DynamicPropertyMap : public PropertyMap
 {
 public:

@@ -6,6 +6,7 @@
 
 #include "ostrel/Report.h"
 #include "ostrel/StringUtils.h"
+#include "ostrel/internal/Utf8Bytes.h"
 
 namespace Ostrel {
 
@@ -13,8 +14,7 @@ namespace {
 
 const unsigned int MAX_BYTE_SIZE = 0x40000;
 
-// Log collectors match on file and line, so the number of this site outlives edits.
-enum ReportLine { LINE_COPY = 45 };
+constexpr int LINE_COPY = 45;
 
 /// A sum of sizes as a size. One beyond 32 bits stays far too large instead of wrapping to a small one.
 unsigned int clampSize(uint64_t size)
@@ -72,8 +72,7 @@ DynamicString::ReturnCode DynamicString::setByteSize(unsigned int size)
     char* const storage = allocateStorage(size);
     if (storage == nullptr)
         return RC_NO_SPACE;
-    const char* const end = calculateTruncationPoint(getData(), size - 1);
-    const size_t kept = end == nullptr ? 0 : static_cast<size_t>(end - getData());
+    const unsigned int kept = getFittingLength(getData(), size - 1);
     if (kept > 0)
         memcpy(storage, getData(), kept);
     memset(storage + kept, 0, size - kept); // all of it, for callers that fill the storage themselves
@@ -90,30 +89,24 @@ void DynamicString::install(char* storage, unsigned int byteSize)
 
 DynamicString::ReturnCode DynamicString::ensureFreeBytes(unsigned int count)
 {
-    const uint64_t needed = uint64_t(count) + 1;
-    if (getByteLength() + needed <= _byteSize)
-        return RC_OK;
-    return setByteSize(clampSize(_byteSize + needed));
+    return fits(getByteLength(), count) ? RC_OK : setByteSize(clampSize(_byteSize + uint64_t(count) + 1));
 }
 
 DynamicString::ReturnCode DynamicString::growAndAppend(const ReadableString& source)
 {
-    // Texts that come in many pieces are measured once for each, not once for each step of the general case.
+    // Texts that come in many pieces are measured once for each.
     const unsigned int length = source.getByteLength();
     const unsigned int byteLength = getByteLength();
-    if (uint64_t(byteLength) + length < _byteSize) {
-        if (length > 0)
-            memmove(getStorage() + byteLength, source.getData(), length + 1);
-        return RC_OK;
-    }
-    ensureFreeBytes(length); // without it, what fits is appended
-    return append(source);
+    if (!fits(byteLength, length) && ensureFreeBytes(length) != RC_OK)
+        return append(source); // cuts
+    replaceFrom(byteLength, source.getData(), length);
+    return RC_OK;
 }
 
 DynamicString::ReturnCode DynamicString::growAndAssign(const ReadableString& source)
 {
     const unsigned int length = source.getByteLength();
-    if (length >= _byteSize) {
+    if (!fits(0, length)) {
         // Without `setByteSize`: the old text need not move, and the new one leaves nothing to be set to 0.
         const unsigned int size = clampSize(uint64_t(length) + 1);
         char* const storage = allocateStorage(size);
@@ -121,7 +114,7 @@ DynamicString::ReturnCode DynamicString::growAndAssign(const ReadableString& sou
             return RC_NO_SPACE;
         install(storage, size);
     }
-    replaceText(source.getData(), length);
+    replaceFrom(0, source.getData(), length);
     return RC_OK;
 }
 

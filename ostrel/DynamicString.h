@@ -14,11 +14,9 @@ namespace Ostrel {
 /// Growth is additive: a string takes little more than its text needs, but one appended to bit by bit should be given
 /// its size first, with `setByteSize`. A text has at most 262,144 bytes, terminator included.
 ///
-/// Units:     sizes, lengths and free room are bytes.
 /// Ownership: owns its storage; copies are deep. `getData()` is valid until the next call that resizes.
 /// Errors:    a `ReturnCode`; `RC_NO_SPACE` when memory is exhausted or a size is over the limit, which is also a fatal
 ///            report. A constructor that fails makes a fatal report and leaves the string null.
-/// Threads:   not synchronized.
 class OSTREL_EXPORT DynamicString : public WritableString
 {
 public:

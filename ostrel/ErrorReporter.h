@@ -6,10 +6,7 @@ namespace Ostrel {
 
 /// Base of everything that keeps the text of its last error: streams, builders, deserializers.
 ///
-/// Units:     the text is NUL-terminated.
 /// Ownership: the text belongs to the object or is static; it lives until the next operation on the object.
-/// Errors:    none.
-/// Threads:   as the derived class.
 class OSTREL_EXPORT ErrorReporter
 {
 public:

@@ -10,7 +10,7 @@ namespace Ostrel {
 
 namespace {
 
-const int LINE_POLICY = 73; // log collectors match on file and line, so the number outlives edits
+constexpr int LINE_POLICY = 73;
 
 // Static initialisers of other files may report, so these exist before any of theirs run.
 const int FIRST_PRIORITY = 101;

@@ -5,6 +5,7 @@
 
 #include "ostrel/AutoPtr.h"
 #include "ostrel/Export.h"
+#include "ostrel/Report.h"
 #include "ostrel/Singleton.h"
 
 namespace Ostrel {
@@ -24,9 +25,6 @@ public:
     virtual void recoverable(const char* message) = 0; ///< A misuse that was worked around.
     virtual void trivial(const char* message) = 0;     ///< Worth knowing.
 };
-
-/// How bad the thing reported is; selects the operation of the policy.
-enum class Severity { FATAL, RECOVERABLE, TRIVIAL };
 
 /// The process-wide place to which the library reports every failure.
 ///

@@ -3,13 +3,8 @@
 #include <cstddef>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#elif defined(__ARM_NEON)
-#include <arm_neon.h>
-#endif
-
 #include "ostrel/Unaligned.h"
+#include "ostrel/internal/ByteBlock.h"
 
 namespace Ostrel {
 
@@ -18,150 +13,20 @@ namespace {
 const int WORD_SIZE = 8;
 const int HALF_WORD_SIZE = 4;
 
-// Blocks are examined at once. `equal` and `below` mark bytes, and `gather` makes one word of the marks.
-#if !defined(__SSE2__)
-
-/// Eight bytes, as every host can. The highest bit of a byte is its mark, exact for each byte, so the order of the
-/// bytes in the word does not matter.
-class WordBlock
+template <EscapeRule RULE, class Block>
+__attribute__((always_inline)) inline bool hasSpecial(const Block& block)
 {
-public:
-    explicit WordBlock(uint64_t bytes) : _bytes(bytes), _low(bytes & LOW_BITS) {}
-
-    // Seven bits are compared, which carry into the eighth and no further. Bytes of 128 and above drop out last.
-    uint64_t equal(unsigned char byte) const { return ~((_low ^ (byte * ONES)) + LOW_BITS); }
-    uint64_t below(unsigned char byte) const { return ~(_low + (128u - byte) * ONES); }
-    uint64_t gather(uint64_t marks) const { return marks & ~_bytes & ~LOW_BITS; }
-
-private:
-    static constexpr uint64_t ONES = 0x0101010101010101u;
-    static constexpr uint64_t LOW_BITS = 0x7F * ONES;
-
-    uint64_t _bytes;
-    uint64_t _low;
-};
-
-#endif
-
-#if defined(__SSE2__)
-
-class Block
-{
-public:
-    enum { SIZE = 16 };
-
-    explicit Block(const char* from) : _bytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))) {}
-    Block(uint64_t first, uint64_t second)
-        : _bytes(_mm_set_epi64x(static_cast<long long>(first), static_cast<long long>(second)))
-    {}
-
-    __m128i equal(char byte) const { return _mm_cmpeq_epi8(_bytes, _mm_set1_epi8(byte)); }
-
-    /// The smaller one, unsigned, of a byte and the highest below is the byte itself.
-    __m128i below(char byte) const
-    {
-        return _mm_cmpeq_epi8(_mm_min_epu8(_bytes, _mm_set1_epi8(static_cast<char>(byte - 1))), _bytes);
-    }
-
-    static uint64_t gather(__m128i marks) { return static_cast<unsigned int>(_mm_movemask_epi8(marks)); }
-    static unsigned int findFirst(uint64_t found)
-    {
-        return static_cast<unsigned int>(__builtin_ctz(static_cast<unsigned int>(found)));
-    }
-
-private:
-    __m128i _bytes;
-};
-
-#elif defined(__ARM_NEON)
-
-class Block
-{
-public:
-    enum { SIZE = 16 };
-
-    explicit Block(const char* from) : _bytes(vld1q_u8(reinterpret_cast<const uint8_t*>(from))) {}
-
-    uint8x16_t equal(unsigned char byte) const { return vceqq_u8(_bytes, vdupq_n_u8(byte)); }
-    uint8x16_t below(unsigned char byte) const { return vcltq_u8(_bytes, vdupq_n_u8(byte)); }
-
-    /// Keeps four bits of each byte.
-    static uint64_t gather(uint8x16_t marks)
-    {
-        return vget_lane_u64(vreinterpret_u64_u8(vshrn_n_u16(vreinterpretq_u16_u8(marks), 4)), 0);
-    }
-    static unsigned int findFirst(uint64_t found) { return static_cast<unsigned int>(__builtin_ctzll(found)) / 4; }
-
-private:
-    uint8x16_t _bytes;
-};
-
-#else
-
-class Block : public WordBlock
-{
-public:
-    enum { SIZE = WORD_SIZE };
-
-    explicit Block(const char* from) : WordBlock(loadU64(from)) {}
-
-    static unsigned int findFirst(uint64_t found)
-    {
-#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-        return static_cast<unsigned int>(__builtin_ctzll(found)) / 8;
-#else
-        return static_cast<unsigned int>(__builtin_clzll(found)) / 8;
-#endif
-    }
-};
-
-#endif
-
-template <EscapeRule RULE, class AnyBlock>
-__attribute__((always_inline)) inline constexpr uint64_t findSpecials(const AnyBlock& block)
-{
-    const auto always = block.equal('"') | block.equal('\\');
-    if (RULE == JSON_ESCAPES)
-        return block.gather(always | block.equal('/') | block.equal(127) | block.below(' '));
-    // From backspace to carriage return each has a letter, but the vertical tab.
-    return block.gather(always | (block.below('\r' + 1) & ~block.below('\b') & ~block.equal('\v')));
+    return block.hasAny(markSpecials<RULE>(block));
 }
-
-/// A block of one byte, for the compiler.
-class ByteBlock
-{
-public:
-    explicit constexpr ByteBlock(int byte) : _byte(byte) {}
-
-    constexpr unsigned int equal(unsigned char byte) const { return _byte == byte ? 1 : 0; }
-    constexpr unsigned int below(unsigned char byte) const { return _byte < byte ? 1 : 0; }
-    static constexpr uint64_t gather(unsigned int marks) { return marks & 1; }
-
-private:
-    int _byte;
-};
-
-/// The search and the table name the same bytes. The terminator is in no block.
-template <EscapeRule RULE>
-constexpr bool isSearchedAsListed()
-{
-    for (int byte = 1; byte < 256; ++byte) {
-        const bool isListed = ESCAPES<RULE>[static_cast<char>(byte)] != EscapeTable::COPIED;
-        if (isListed != (findSpecials<RULE>(ByteBlock(byte)) != 0))
-            return false;
-    }
-    return true;
-}
-
-static_assert(isSearchedAsListed<JSON_ESCAPES>() && isSearchedAsListed<XML_ESCAPES>(), "two lists of the same bytes");
 
 template <EscapeRule RULE>
 bool isPlain(uint64_t first, uint64_t second)
 {
 #if defined(__SSE2__)
-    return findSpecials<RULE>(Block(first, second)) == 0;
+    return !hasSpecial<RULE>(ByteBlock(first, second));
 #else
-    return (findSpecials<RULE>(WordBlock(first)) | findSpecials<RULE>(WordBlock(second))) == 0;
+    // Words that are at hand stay where they are.
+    return !hasSpecial<RULE>(WordBlock(first)) && !hasSpecial<RULE>(WordBlock(second));
 #endif
 }
 
@@ -184,22 +49,24 @@ __attribute__((always_inline)) inline bool isShortPlain(const char* text, size_t
 template <EscapeRule RULE>
 bool isPlain(const char* text, const char* end)
 {
-    if (end - text < Block::SIZE)
+    if (end - text < ByteBlock::SIZE)
         return isShortPlain<RULE>(text, static_cast<size_t>(end - text));
-    for (; end - text > Block::SIZE; text += Block::SIZE) {
-        if (findSpecials<RULE>(Block(text)) != 0)
+    for (; end - text > ByteBlock::SIZE; text += ByteBlock::SIZE) {
+        if (hasSpecial<RULE>(ByteBlock(text)))
             return false;
     }
     // The last block overlaps what was found plain.
-    return findSpecials<RULE>(Block(end - Block::SIZE)) == 0;
+    return !hasSpecial<RULE>(ByteBlock(end - ByteBlock::SIZE));
 }
 
 template <EscapeRule RULE>
 const char* findSpecial(const char* at, const char* end)
 {
-    for (; end - at >= Block::SIZE; at += Block::SIZE) {
-        if (const uint64_t found = findSpecials<RULE>(Block(at)))
-            return at + Block::findFirst(found);
+    for (; end - at >= ByteBlock::SIZE; at += ByteBlock::SIZE) {
+        const ByteBlock block(at);
+        const unsigned int special = block.find(markSpecials<RULE>(block));
+        if (special != ByteBlock::SIZE)
+            return at + special;
     }
     if (isShortPlain<RULE>(at, static_cast<size_t>(end - at)))
         return end;

@@ -7,22 +7,9 @@
 #include <cstring>
 
 #include "ostrel/internal/CancellationPause.h"
-#include "ostrel/internal/DescriptorWait.h"
+#include "ostrel/internal/Descriptor.h"
 
 namespace Ostrel {
-
-namespace {
-
-ssize_t readRetried(int fd, unsigned char* buffer, unsigned int size)
-{
-    ssize_t count;
-    do {
-        count = ::read(fd, buffer, size);
-    } while (count == -1 && errno == EINTR);
-    return count;
-}
-
-} // namespace
 
 FdInputStream::FdInputStream(int fd, bool own)
     : _fd(fd), _own(own), _errno(0), _timeOut(0), _blocking(true), _errorText("")
@@ -43,10 +30,10 @@ int FdInputStream::read(unsigned char* buffer, unsigned int size)
     _errno = 0;
     unsigned int total = 0;
     do {
-        if (_timeOut != 0 && !waitUntilReadable())
+        if (_timeOut != 0 && !waitOnce())
             break;
 
-        const ssize_t count = readRetried(_fd, buffer + total, size - total);
+        const ssize_t count = retryInterrupted([&] { return ::read(_fd, buffer + total, size - total); });
         if (count == 0)
             break;
         // Any failure is taken for a passing one and tried again, whatever it is: with a time-out the wait ends this.
@@ -60,10 +47,10 @@ int FdInputStream::read(unsigned char* buffer, unsigned int size)
 }
 
 /// A wait that is interrupted ends the call too: a signal gets the caller's attention at once.
-bool FdInputStream::waitUntilReadable()
+bool FdInputStream::waitOnce()
 {
     timeval timeOut = toTimeVal(_timeOut);
-    const int ready = Ostrel::waitUntilReadable(_fd, timeOut);
+    const int ready = waitUntilReadable(_fd, timeOut);
     if (ready < 0)
         _errno = errno;
     return ready > 0;
@@ -72,20 +59,17 @@ bool FdInputStream::waitUntilReadable()
 void FdInputStream::setTimeOut(unsigned int seconds)
 {
     _timeOut = seconds;
-    // Without a time-out the descriptor becomes non-blocking on purpose: callers poll with it.
+    // Without a time-out the descriptor becomes non-blocking: see docs/compatibility.md.
     setBlocking(seconds != 0);
 }
 
 void FdInputStream::setBlocking(bool blocking)
 {
-    if (_fd < 0)
-        return;
-    const int flags = fcntl(_fd, F_GETFL);
-    if (flags == -1)
+    if (_fd < 0 || fcntl(_fd, F_GETFL) == -1)
         return;
 
-    _blocking = blocking;
-    fcntl(_fd, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+    _blocking = blocking; // even where the descriptor has flags but lets nobody set them
+    setDescriptorBlocking(_fd, blocking);
 }
 
 const char* FdInputStream::getErrorString() const
@@ -95,7 +79,7 @@ const char* FdInputStream::getErrorString() const
     if (_errno == 0)
         return nullptr;
 
-    // The GNU form never gives null, so callers know every error by this one text; it stays as it is for them.
+    // The GNU form never gives null, so every error has this one text: see docs/compatibility.md.
     const char* text = strerror_r(_errno, _errorText, sizeof(_errorText));
     return text != nullptr ? "FdInputStream::getErrorString cannot format this error." : _errorText;
 }

@@ -18,7 +18,6 @@ namespace Ostrel {
 /// Units:     bytes; the time-out is in seconds and starts again with every wait.
 /// Ownership: the descriptor is closed by the destructor only when `own` is set; a negative one stands for none.
 /// Errors:    `read` gives -1 without a descriptor, else what was read so far.
-/// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT FdInputStream : public InputStream
 {
 public:
@@ -46,7 +45,7 @@ public:
     const char* getErrorString() const override;
 
 private:
-    bool waitUntilReadable();
+    bool waitOnce();
 
     int _fd;
     bool _own;

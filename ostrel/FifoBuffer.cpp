@@ -7,6 +7,7 @@
 #include <time.h>
 
 #include "ostrel/internal/CancellationPause.h"
+#include "ostrel/internal/PatientLock.h"
 
 namespace Ostrel {
 
@@ -89,7 +90,7 @@ bool FifoBuffer::writeAllTogether(unsigned char* data, unsigned int length)
 
 int FifoBuffer::read(unsigned char*& data)
 {
-    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
+    const PatientLock guard(_mutex);
     unsigned int turns = 0;
     for (;;) {
         if (_dataInBuffer > 0) {
@@ -140,7 +141,7 @@ void FifoBuffer::printPointers()
 /// the stack of a frame without clean-up for still guarded when a thread is cancelled below it.
 void FifoBuffer::writeInSteps(const unsigned char* data, unsigned int length, unsigned int needed)
 {
-    const NestedScopeLock guard(_mutex, NestedScopeLock::PATIENT);
+    const PatientLock guard(_mutex);
     unsigned int turns = 0;
     while (length > 0) {
         if (_size - _dataInBuffer >= needed) {
@@ -174,7 +175,7 @@ void FifoBuffer::waitForChange(unsigned int& turns)
 void FifoBuffer::giveUpTurn()
 {
     const long long start = readClock();
-    _mutex.yield();
+    PatientLock::yield(_mutex);
     if (readClock() - start > LONG_TURN)
         _sleepsToCome = SLEEPS_AFTER_LONG_TURN;
 }

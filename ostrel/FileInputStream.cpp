@@ -1,13 +1,11 @@
 #include "ostrel/FileInputStream.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "ostrel/internal/CancellationPause.h"
-#include "ostrel/internal/DescriptorWait.h"
+#include "ostrel/internal/Descriptor.h"
 
 namespace Ostrel {
 
@@ -37,7 +35,7 @@ int FileInputStream::read(unsigned char* buffer, unsigned int size)
     while (total < wanted && !feof(_file)) {
         if (ferror(_file) && !clearPassingError())
             break;
-        if (!waitUntilReadable(timeOut))
+        if (!waitThroughSignals(timeOut))
             break;
         total += readOnce(buffer + total, wanted - total);
     }
@@ -55,16 +53,16 @@ bool FileInputStream::clearPassingError()
     return true;
 }
 
-bool FileInputStream::waitUntilReadable(timeval& timeOut)
+bool FileInputStream::waitThroughSignals(timeval& timeOut)
 {
-    while (true) {
-        const int ready = Ostrel::waitUntilReadable(fileno(_file), timeOut);
-        _errno = errno;
-        if (ready != -1 || _errno != EINTR)
-            return ready == 1;
-
-        _errno = 0;
+    const int fd = fileno(_file);
+    if (fd == -1) {
+        _errno = errno; // a file in memory has no descriptor
+        return false;
     }
+    const int ready = retryInterrupted([&] { return waitUntilReadable(fd, timeOut); });
+    _errno = errno;
+    return ready == 1;
 }
 
 unsigned int FileInputStream::readOnce(unsigned char* buffer, unsigned int size)
@@ -78,12 +76,8 @@ unsigned int FileInputStream::readOnce(unsigned char* buffer, unsigned int size)
 
 void FileInputStream::setNonBlocking()
 {
-    if (_file == nullptr)
-        return;
-
-    const int flags = fcntl(fileno(_file), F_GETFL);
-    if (flags != -1)
-        fcntl(fileno(_file), F_SETFL, flags | O_NONBLOCK);
+    if (_file != nullptr)
+        setDescriptorBlocking(fileno(_file), false);
 }
 
 const char* FileInputStream::getErrorString() const
@@ -93,7 +87,7 @@ const char* FileInputStream::getErrorString() const
     if (!ferror(_file))
         return nullptr;
 
-    // The GNU form never gives null, so callers know every error by this one text; it stays as it is for them.
+    // The GNU form never gives null, so every error has this one text: see docs/compatibility.md.
     const char* text = strerror_r(_errno, _errorText, sizeof(_errorText));
     return text != nullptr ? "FileInputStream::getErrorString cannot format this error." : _errorText;
 }

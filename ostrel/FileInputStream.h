@@ -25,7 +25,6 @@ namespace Ostrel {
 /// Errors:    `read` gives -1 without a file. A failure of the file looks like the end: what was read before is
 ///            delivered, and `getErrorString()` is then not null. A failed wait leaves no error text: a file without a
 ///            descriptor (`fmemopen`), and one whose descriptor was closed, read as empty.
-/// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT FileInputStream : public InputStream
 {
 public:
@@ -49,7 +48,7 @@ public:
 
 private:
     bool clearPassingError();
-    bool waitUntilReadable(timeval& timeOut);
+    bool waitThroughSignals(timeval& timeOut);
     unsigned int readOnce(unsigned char* buffer, unsigned int size);
 
     FILE* _file;

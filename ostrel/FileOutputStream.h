@@ -16,13 +16,11 @@ namespace Ostrel {
 ///     if (out.getErrorString() != nullptr)
 ///         puts(out.getErrorString());
 ///
-/// Units:     bytes.
 /// Ownership: the file is closed by the destructor only when `own` is set; a null file is allowed.
 /// Errors:    `write` gives -1 without a file and a count below `size` (0 too) when the file fails; `flush` gives EOF
 ///            (-1) when it fails, and 0 without a file. What fails in the destructor, which writes what stdio still
 ///            holds, is lost: flush before. A pipe or socket that nobody reads any more raises SIGPIPE, which ends the
 ///            process unless it is ignored.
-/// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT FileOutputStream : public OutputStream
 {
 public:

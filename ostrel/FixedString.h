@@ -11,8 +11,6 @@ namespace Ostrel {
 ///
 /// Units:     `SIZE` is bytes, terminator included.
 /// Ownership: the storage is part of the object.
-/// Errors:    as `WritableString`.
-/// Threads:   not synchronized.
 template <unsigned int SIZE>
 class FixedString : public WritableString
 {

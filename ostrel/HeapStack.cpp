@@ -29,7 +29,7 @@ void HeapStack::validate(unsigned char* block) const
     const int64_t end = _size;
     const int64_t offset = static_cast<int64_t>(reinterpret_cast<uintptr_t>(block)) -
                            static_cast<int64_t>(reinterpret_cast<uintptr_t>(_buffer));
-    // The upper bound is tight for a first block of fewer than 4 bytes; its message is known and kept.
+    // The upper bound is too tight for a first block of fewer than 4 bytes: see docs/compatibility.md.
     const bool isOutside = offset < FIRST_DATA || offset > end - MINIMUM_SIZE;
     if (isOutside)
         printf("Libostrel-HeapStack::validate() failed ! ptr=%p outside the HeapStack Pool\n",

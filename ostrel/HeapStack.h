@@ -22,7 +22,6 @@ namespace Ostrel {
 /// Ownership: the buffer stays the caller's and outlives the stack; the heap is never touched.
 /// Errors:    a block that does not fit is null; nothing is reported. A null buffer, or one of fewer than 8 bytes, is
 ///            left alone and gives no blocks.
-/// Threads:   not synchronized; share a stack only under the caller's lock.
 class OSTREL_EXPORT HeapStack
 {
 public:

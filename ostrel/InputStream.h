@@ -8,9 +8,7 @@ namespace Ostrel {
 /// A source of bytes, read in order. Derive from it to feed a parser from anywhere.
 ///
 /// Units:     bytes; `size` is at most INT_MAX, since the count returned is signed.
-/// Ownership: the buffer of a call stays the caller's and is used during the call only.
 /// Errors:    see `read`; `getErrorString()` says why after a failure.
-/// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT InputStream : public ErrorReporter
 {
 public:

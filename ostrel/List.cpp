@@ -36,7 +36,7 @@ SListNode* SListBase::popBack()
 void SListBase::insert(SListNode& node, const BaseIterator& pos)
 {
     OSTREL_ASSERT_TEXT(pos._list == this && pos._node != nullptr, "pos._list == this && pos._node != __null");
-    // Neither is the tail moved nor the node's own link looked at: users count on both ends staying put.
+    // Neither is the tail moved nor the node's own link looked at: see docs/compatibility.md.
     node._next = pos._node->_next;
     pos._node->_next = &node;
 }

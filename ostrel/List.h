@@ -7,10 +7,7 @@ namespace Ostrel {
 
 /// What can be in an `SListBase`: derive from it. A node is in at most one list at a time.
 ///
-/// Units:     none.
 /// Ownership: a node belongs to whoever made it; take it out of its list before it goes.
-/// Errors:    none.
-/// Threads:   as its list.
 class OSTREL_EXPORT SListNode
 {
 public:
@@ -42,11 +39,9 @@ private:
 ///     for (SListBase::BaseIterator it = jobs.begin(); it.isValid(); it.next())
 ///         sleep(static_cast<Job&>(*it.get()).duration);
 ///
-/// Units:     none.
 /// Ownership: the nodes stay the caller's. A list that goes leaves them as they are; call `empty()` before.
 /// Errors:    nothing to pop or to remove is null. Pushing a node that is followed by another, and inserting at an
 ///            iterator of another list or past the end, stop the process.
-/// Threads:   not synchronized.
 class OSTREL_EXPORT SListBase
 {
 public:

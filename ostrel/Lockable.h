@@ -7,10 +7,7 @@ namespace Ostrel {
 
 /// Anything that can be locked, for classes whose callers decide whether and with what they are guarded.
 ///
-/// Units:     none.
-/// Ownership: stays with whoever made it.
 /// Errors:    none; what the lock beneath answers is dropped.
-/// Threads:   as the lock beneath.
 class OSTREL_EXPORT Lockable
 {
 public:

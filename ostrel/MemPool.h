@@ -15,9 +15,7 @@ namespace Ostrel {
 /// unless storage and bitmap have to lie apart.
 ///
 /// Units:     sizes are bytes; a bitmap has (chunks + 7) / 8 of them.
-/// Ownership: storage and bitmap stay the caller's.
 /// Errors:    no free chunk is null.
-/// Threads:   not synchronized.
 class OSTREL_EXPORT MemPoolBase
 {
 public:
@@ -59,7 +57,6 @@ protected:
 /// Ownership: a buffer of the caller's stays the caller's and outlives the pool; else the pool allocates its storage
 ///            once, when it is made. Chunks die with the pool.
 /// Errors:    no free chunk is null; nothing is reported. A pool whose storage could not be had has no chunks.
-/// Threads:   not synchronized; share a pool only under the caller's lock.
 class OSTREL_EXPORT DynamicMemPool : public MemPoolBase
 {
 public:

@@ -20,11 +20,9 @@ namespace Ostrel {
 /// bytes, and what one such read gives is encoded by itself: a source that gives less in the middle of its data leaves
 /// '=' and a short line without CR LF in the middle of the text.
 ///
-/// Units:     bytes.
 /// Ownership: shares the source; has a buffer of `size` bytes.
 /// Errors:    -1 from `read` when the buffer could not be allocated. A source that fails reads as one at its end, and
 ///            is asked again by the next read; so does a missing one, after the report "m_ptr".
-/// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT MimeInputStream : public InputStream
 {
 public:

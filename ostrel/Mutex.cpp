@@ -1,6 +1,5 @@
 #include "ostrel/Mutex.h"
 
-#include <sched.h>
 #include <time.h>
 
 #include "ostrel/Assert.h"
@@ -9,23 +8,7 @@ namespace Ostrel {
 
 namespace {
 
-enum {
-    LINE_NOT_HELD = 102 // crash logs are matched on file and line, so the number outlives edits
-};
-
-const unsigned int ATTEMPTS_BEFORE_SLEEP = 16;
-const unsigned int PAUSES_PER_ATTEMPT = 64; // rare, so that the holder keeps the mutex in its own cache
-
-inline void relax()
-{
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__) || (defined(__ARM_ARCH) && __ARM_ARCH >= 7)
-    asm volatile("yield");
-#else
-    asm volatile("");
-#endif
-}
+constexpr int LINE_NOT_HELD = 102;
 
 void initializeMutex(pthread_mutex_t* mutex, int pthreadType)
 {
@@ -40,7 +23,7 @@ void initializeMutex(pthread_mutex_t* mutex, int pthreadType)
 
 AbstractMutex::~AbstractMutex() = default;
 
-// Any other type is left uninitialised on purpose: callers use these two only.
+// Another number than these two, which are all of TYPE, leaves the mutex uninitialised, as the header says.
 Mutex::Mutex(TYPE type) // NOLINT(cppcoreguidelines-pro-type-member-init)
 {
     if (type == NORMAL)
@@ -72,27 +55,6 @@ CheckedMutex::CheckedMutex() // NOLINT(cppcoreguidelines-pro-type-member-init)
 CheckedMutex::~CheckedMutex()
 {
     pthread_mutex_destroy(&_mutex);
-}
-
-/// Looks again for a while before it sleeps: where the holder copies a few bytes, a sleep would take longer than the
-/// wait, and cost the holder a wake-up. The caller must not hold it.
-void CheckedMutex::lockPatiently()
-{
-    for (unsigned int attempt = 0; attempt < ATTEMPTS_BEFORE_SLEEP; ++attempt) {
-        if (pthread_mutex_trylock(&_mutex) == 0)
-            return;
-        for (unsigned int pause = 0; pause < PAUSES_PER_ATTEMPT; ++pause)
-            relax();
-    }
-    pthread_mutex_lock(&_mutex);
-}
-
-/// Lets another thread have the processor and the mutex, which the caller holds.
-void CheckedMutex::yield()
-{
-    pthread_mutex_unlock(&_mutex);
-    sched_yield();
-    lockPatiently();
 }
 
 NestedScopeLock::NestedScopeLock(CheckedMutex& mutex, unsigned int intervalMs, unsigned int attempts) : _locked(nullptr)

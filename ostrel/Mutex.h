@@ -16,10 +16,8 @@ public:
 
 /// A POSIX mutex, normal or recursive.
 ///
-/// Units:     none.
 /// Ownership: not copyable; must not be destroyed while locked.
 /// Errors:    `lock` and `unlock` give the pthread result unchanged, 0 on success.
-/// Threads:   that is its purpose.
 class OSTREL_EXPORT Mutex : public AbstractMutex
 {
 public:
@@ -44,10 +42,7 @@ private:
 /// A mutex that knows its holder, for code that may be entered again by the thread that holds it already. It is locked
 /// through `NestedScopeLock` alone.
 ///
-/// Units:     none.
 /// Ownership: not copyable; must not be destroyed while locked.
-/// Errors:    none.
-/// Threads:   that is its purpose.
 class OSTREL_EXPORT CheckedMutex
 {
 public:
@@ -58,12 +53,9 @@ public:
 
 private:
     friend class Conditional;
-    friend class FifoBuffer;
     friend class NestedScopeLock;
     friend class NestedScopeUnlock;
-
-    void lockPatiently();
-    void yield();
+    friend class PatientLock; ///< The library's own, for its FIFO.
 
     pthread_mutex_t _mutex;
 };
@@ -82,7 +74,6 @@ private:
 ///     }
 ///
 /// Units:     milliseconds.
-/// Ownership: the mutex outlives the guard.
 /// Errors:    none; whether the second form got the mutex shows only in the mutex being held.
 /// Threads:   the guard belongs to the thread that made it.
 class OSTREL_EXPORT NestedScopeLock
@@ -107,21 +98,13 @@ public:
     NestedScopeLock& operator=(const NestedScopeLock&) = delete;
 
 private:
-    friend class FifoBuffer;
     friend class LockProbe; ///< Lets tests see which guard locked.
-
-    enum Patience { PATIENT };
-
-    /// Not for nested scopes.
-    NestedScopeLock(CheckedMutex& mutex, Patience) : _locked(&mutex) { mutex.lockPatiently(); }
 
     CheckedMutex* _locked; ///< Null when this guard did not lock it.
 };
 
 /// Lets go of a `CheckedMutex` for a scope, and takes it again at the end, however deep the guards are nested.
 ///
-/// Units:     none.
-/// Ownership: the mutex outlives the guard.
 /// Errors:    the process stops when the caller does not hold the mutex.
 /// Threads:   the guard belongs to the thread that made it.
 class OSTREL_EXPORT NestedScopeUnlock

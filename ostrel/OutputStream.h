@@ -8,9 +8,7 @@ namespace Ostrel {
 /// A sink of bytes, written in order.
 ///
 /// Units:     bytes; `size` is at most INT_MAX, since the count returned is signed.
-/// Ownership: the data of a call stays the caller's and is used during the call only.
 /// Errors:    see `write` and `flush`; `getErrorString()` says why after a failure.
-/// Threads:   one stream belongs to one thread at a time.
 class OSTREL_EXPORT OutputStream : public ErrorReporter
 {
 public:

@@ -222,10 +222,8 @@ private:
 ///         }
 ///     }
 ///
-/// Units:     `getDataSize` gives bytes.
 /// Ownership: points into the map and its buffer; dead after any change of the map.
 /// Errors:    `get` gives the map's codes; the end has no entry to ask for.
-/// Threads:   not synchronized.
 class OSTREL_EXPORT PropertyMap::Iterator
 {
 public:

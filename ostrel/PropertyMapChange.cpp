@@ -1,5 +1,7 @@
 #include "ostrel/PropertyMap.h"
 
+#include <cstring>
+
 #include "ostrel/internal/PropertyMapTable.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
@@ -234,7 +236,7 @@ PropertyMap_ReturnCode PropertyMap::resizeValue(const KeyValuePair* pair, uint64
     const uint32_t end = adjustOffset(valueOffset, by, grows ? INCREASE : DECREASE);
     const uint32_t following = valueOffset + oldSize;
     if (end <= following)
-        return PM_RC_OK; // the last value: what a shorter one leaves behind is not cleared, deliberately
+        return PM_RC_OK; // what a shorter last value leaves behind is not cleared: see docs/compatibility.md
     memmove(_buffer + valueOffset + size, _buffer + following, end - following);
     if (!grows)
         memset(_buffer + end - by, 0, by);

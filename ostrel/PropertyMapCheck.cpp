@@ -3,6 +3,7 @@
 #include "ostrel/PropertyMap.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
 #include "ostrel/AutoPtr.h"

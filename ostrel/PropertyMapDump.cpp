@@ -17,7 +17,7 @@ unsigned int getOverhead(int key, PropertyMap_ValueType type)
         return 7;
     case PM_TYPE_INT:
     case PM_TYPE_FLOAT:
-        return key > 0 ? 4 : 8; // key 0 counts as 8 though it is stored in the short form, deliberately
+        return key > 0 ? 4 : 8; // key 0 counts as 8 though its form is short: see docs/compatibility.md
     case PM_TYPE_DOUBLE:
     case PM_TYPE_STRING:
         return 8;

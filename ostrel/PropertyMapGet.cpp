@@ -4,6 +4,18 @@
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): the class is global, its helpers are not
 
+namespace {
+
+/// The entry's own `get`, behind the search for it.
+template <class... Outputs>
+inline PropertyMap_ReturnCode getByKey(const PropertyMap& map, const unsigned char* buffer, int key, Outputs... outputs)
+{
+    const PropertyMap::KeyValuePair* entry = findEntry(map, buffer, key);
+    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : map.get(entry, outputs...);
+}
+
+} // namespace
+
 template <class Value>
 PropertyMap_ReturnCode PropertyMap::getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
                                                       Value* value) const
@@ -99,51 +111,43 @@ PropertyMap_ReturnCode PropertyMap::get(const KeyValuePair* entry, const unsigne
 
 PropertyMap_ReturnCode PropertyMap::get(int key, int* value) const
 {
-    const KeyValuePair* entry = findEntry(*this, _buffer, key);
-    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
+    return getByKey(*this, _buffer, key, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, bool* value) const
 {
-    const KeyValuePair* entry = findEntry(*this, _buffer, key);
-    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
+    return getByKey(*this, _buffer, key, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, float* value) const
 {
-    const KeyValuePair* entry = findEntry(*this, _buffer, key);
-    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
+    return getByKey(*this, _buffer, key, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, double* value) const
 {
-    const KeyValuePair* entry = findEntry(*this, _buffer, key);
-    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, value);
+    return getByKey(*this, _buffer, key, value);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, char* dest, unsigned int destSize) const
 {
-    const KeyValuePair* entry = findEntry(*this, _buffer, key);
-    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, dest, destSize);
+    return getByKey(*this, _buffer, key, dest, destSize);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, const char** ref) const
 {
     *ref = nullptr;
-    const KeyValuePair* entry = findEntry(*this, _buffer, key);
-    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, ref);
+    return getByKey(*this, _buffer, key, ref);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, unsigned char* dest, unsigned int destSize, unsigned int* length) const
 {
-    const KeyValuePair* entry = findEntry(*this, _buffer, key);
-    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, dest, destSize, length);
+    return getByKey(*this, _buffer, key, dest, destSize, length);
 }
 
 PropertyMap_ReturnCode PropertyMap::get(int key, const unsigned char** ref, unsigned int* length) const
 {
     *ref = nullptr;
     *length = 0;
-    const KeyValuePair* entry = findEntry(*this, _buffer, key);
-    return entry == nullptr ? PM_RC_KEY_NOT_FOUND : get(entry, ref, length);
+    return getByKey(*this, _buffer, key, ref, length);
 }

@@ -8,7 +8,6 @@ namespace Ostrel {
 
 /// Many readers or one writer. Writers come first: while one waits, no new reader gets in.
 ///
-/// Units:     none.
 /// Ownership: not copyable; must not be destroyed while held or waited for.
 /// Errors:    none. Releasing a lock that is free changes nothing. It is not recursive: a reader that asks again
 ///            while a writer waits blocks for ever.

@@ -49,7 +49,7 @@ char* ReadableString::substr(char* dest, size_t destSize, size_t pos, size_t len
     }
     OSTREL_ASSERT_TEXT(pos == 0 || pos < byteLength, "pos < byteLength");
 
-    // The first character's length serves for all: callers cut texts of one script.
+    // The first character's length serves for all: see docs/compatibility.md.
     const int tableLength = CHAR_LEN_TABLE[static_cast<unsigned char>(_data[pos])];
     const size_t characterLength = tableLength < 1 ? 0 : static_cast<size_t>(tableLength);
     char* to = dest;
@@ -73,8 +73,8 @@ int ReadableString::substr(WritableString* dest, size_t pos, size_t length) cons
         return 0;
     const size_t byteLength = getByteLength();
     if (dest->getByteSize() > 0) {
-        // Goes on only when the request is at least as large as the free room. It reads as if it were meant the other
-        // way round, and callers have come to rely on it. A text that leaves no byte for its terminator takes nothing.
+        // Goes on only when the request is at least as large as the free room, which reads as if meant the other
+        // way round: see docs/compatibility.md. A text that leaves no byte for its terminator takes nothing.
         const unsigned int used = dest->getByteLength() + 1;
         if (used > dest->getByteSize())
             return 0;
@@ -128,7 +128,7 @@ ReadableString::ReturnCode ReadableString::storeSubstring(WeakPtr<WritableString
         return RC_NO_SPACE;
 
     const unsigned int bytes = static_cast<unsigned int>(endOffset - startOffset);
-    if (bytes >= target->getByteSize()) {
+    if (!target->fits(0, bytes)) {
         DynamicString* const growing = dynamic_cast<DynamicString*>(target);
         if (growing == nullptr)
             return RC_OUT_OF_RANGE;
@@ -136,7 +136,7 @@ ReadableString::ReturnCode ReadableString::storeSubstring(WeakPtr<WritableString
         if (code != RC_OK)
             return code;
     }
-    target->replaceText(_data + startOffset, bytes);
+    target->replaceFrom(0, _data + startOffset, bytes);
     return RC_OK;
 }
 

@@ -23,7 +23,6 @@ class WritableString;
 ///            and equals the empty one.
 /// Errors:    a `ReturnCode`, 1 or 0, or null. Impossible offsets in `storeSubstring` are reported as fatal, misuse of
 ///            the `substr` forms stops the process.
-/// Threads:   as the text itself.
 class OSTREL_EXPORT ReadableString
 {
 public:

@@ -3,6 +3,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "ostrel/ErrorServer.h"
+
 namespace Ostrel {
 
 bool reportFailedCheck(Severity severity, const char* file, int line, const char* text)

@@ -10,15 +10,20 @@
 /// a renamed variable. The condition is evaluated once, in every build type. After a report the site goes on along its
 /// own failure path; nothing stops by itself.
 ///
-/// Ownership: all texts are borrowed for the call.
+/// Some sites, and some assertions, tell a fixed line, a `constexpr int LINE_X` of theirs, and not the one they stand
+/// on: log collectors and readers of crash logs match on file and line together. So the number outlives every edit, and
+/// the source keeps its name.
+///
 /// Errors:    a report that finds no server (memory exhausted) is dropped.
 /// Threads:   any thread; see `ErrorServer`.
 #pragma once
 
-#include "ostrel/ErrorServer.h"
 #include "ostrel/Export.h"
 
 namespace Ostrel {
+
+/// How bad the thing reported is; selects the operation of the `ErrorPolicy`.
+enum class Severity { FATAL, RECOVERABLE, TRIVIAL };
 
 /// Reports "%s:%d - test '%s' failed". Always false, which is the value of the failed check.
 [[gnu::cold]] OSTREL_EXPORT bool reportFailedCheck(Severity severity, const char* file, int line, const char* text);
@@ -32,13 +37,18 @@ namespace Ostrel {
 
 } // namespace Ostrel
 
-#define OSTREL_CHECK_AT(severity, line, text, condition)                                                               \
-    ((condition) || Ostrel::reportFailedCheck(Ostrel::Severity::severity, __FILE__, line, text))
+/// A check, or a report, that goes by the name of `file` and a fixed line of it.
+#define OSTREL_CHECK_FROM(severity, file, line, text, condition)                                                       \
+    ((condition) || Ostrel::reportFailedCheck(Ostrel::Severity::severity, file, line, text))
+
+#define OSTREL_CHECK_AT(severity, line, text, condition) OSTREL_CHECK_FROM(severity, __FILE__, line, text, condition)
 
 #define OSTREL_CHECK(severity, text, condition) OSTREL_CHECK_AT(severity, __LINE__, text, condition)
 
 /// The text comes first behind the line, and may hold placeholders for the arguments behind it.
-#define OSTREL_REPORT_AT(severity, line, ...)                                                                          \
-    Ostrel::reportText(Ostrel::Severity::severity, __FILE__, line, __VA_ARGS__)
+#define OSTREL_REPORT_FROM(severity, file, line, ...)                                                                  \
+    Ostrel::reportText(Ostrel::Severity::severity, file, line, __VA_ARGS__)
+
+#define OSTREL_REPORT_AT(severity, line, ...) OSTREL_REPORT_FROM(severity, __FILE__, line, __VA_ARGS__)
 
 #define OSTREL_REPORT(severity, ...) OSTREL_REPORT_AT(severity, __LINE__, __VA_ARGS__)

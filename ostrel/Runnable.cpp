@@ -4,9 +4,7 @@
 
 namespace {
 
-enum {
-    LINE_CANCEL_RUN = 30 // log collectors match on file and line, so the number outlives edits
-};
+constexpr int LINE_CANCEL_RUN = 30;
 
 } // namespace
 

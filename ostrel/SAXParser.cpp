@@ -21,8 +21,9 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine { LINE_PARSE = 150, LINE_END_DOCUMENT = 173, LINE_RESET = 179 };
+constexpr int LINE_PARSE = 150;
+constexpr int LINE_END_DOCUMENT = 173;
+constexpr int LINE_RESET = 179;
 
 const unsigned int MESSAGE_SIZE = 256;
 const unsigned int LARGEST_PIECE = 1U << 30; // expat's lengths are signed
@@ -109,7 +110,7 @@ bool SAXParser::parsePiece(const char* data, unsigned int length, bool isFinal)
 
 void SAXParser::handleParseFailure()
 {
-    // Stays stored: callers that go on after the exception get it again.
+    // Stays stored, so that later failures throw it again: see docs/compatibility.md.
     if (_pendingException)
         throw createWithinMemory([&] { return ParseException(*_pendingException); });
 
@@ -120,7 +121,7 @@ void SAXParser::handleParseFailure()
                  static_cast<long>(getErrorLine()));
         throw createWithinMemory([&] { return ParseException(message); });
     }
-    // Without the usual opening apostrophe; log readers know this line so.
+    // Without the usual opening apostrophe: see docs/compatibility.md.
     reportMessage(Severity::RECOVERABLE, "%s:%d - expat error '%s' on line %d", __FILE__, LINE_PARSE, getError(),
                   static_cast<int>(getErrorLine()));
 }
@@ -199,7 +200,7 @@ XMLParser::ParseException SAXParser::createException(const std::exception* excep
         const char* const what = exception->what(); // a handler's own class may give null
         if (what != nullptr)
             message.append(what);
-        message.append("' "); // no opening apostrophe: log readers know it so
+        message.append("' "); // no opening apostrophe: see docs/compatibility.md
     }
     return ParseException(message.append("caught in ").append(__FILE__).append(":").append(__func__));
 }

@@ -58,7 +58,6 @@ public:
 /// `parseError` and `finished` throw passes through; the parser is then not ready for the next document until
 /// `endDocument` comes to its end.
 ///
-/// Units:     lengths are bytes.
 /// Ownership: a handler given as `SharedPtr` is shared; one given as `WeakPtr` stays the caller's and outlives the
 ///            parser. Room that texts and attributes took is kept for later ones until the parser dies.
 /// Errors:    a malformed document is a recoverable report or an exception of `parse`, as the handler's `parseError`

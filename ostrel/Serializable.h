@@ -22,10 +22,8 @@ class StructBuilder;
 ///         }
 ///     };
 ///
-/// Units:     texts are NUL-terminated.
 /// Ownership: texts handed to the builder stay the caller's and must live until the builder has used them.
 /// Errors:    `serialize` returns nothing; ask the builder's `isOk()` afterwards.
-/// Threads:   as the derived class.
 class OSTREL_EXPORT Serializable
 {
 public:

@@ -6,11 +6,6 @@
 namespace Ostrel {
 
 /// A builder that produces text.
-///
-/// Units:     `getDataLength` is bytes, without a terminator.
-/// Ownership: the text belongs to the serializer and lives until its next operation.
-/// Errors:    as `StructBuilder`.
-/// Threads:   one serializer belongs to one thread at a time.
 class OSTREL_EXPORT Serializer : public StructBuilder
 {
 public:

@@ -112,9 +112,7 @@ private:
     template <class U>
     friend class SharedPtr;
 
-    enum {
-        LINE_NULL = 180 // log collectors match on file and line, so the number outlives edits
-    };
+    static constexpr int LINE_NULL = 180;
 
     void own(T* object)
     {

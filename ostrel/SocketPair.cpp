@@ -1,19 +1,19 @@
 #include "ostrel/SocketPair.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "ostrel/Report.h"
 #include "ostrel/internal/CancellationPause.h"
+#include "ostrel/internal/Descriptor.h"
 
 namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine { LINE_CLOSE = 27, LINE_CREATE = 35 };
+constexpr int LINE_CLOSE = 27;
+constexpr int LINE_CREATE = 35;
 
 } // namespace
 
@@ -42,16 +42,7 @@ int SocketPair::getSocket(unsigned int index) const
 
 int SocketPair::setBlocking(bool blocking, unsigned int index)
 {
-    if (index > 1)
-        return -1;
-    const int flags = fcntl(_sockets[index], F_GETFL);
-    if (flags == -1)
-        return -1;
-    int rc;
-    do {
-        rc = fcntl(_sockets[index], F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
-    } while (rc == -1 && errno == EINTR);
-    return rc;
+    return index > 1 ? -1 : setDescriptorBlocking(_sockets[index], blocking);
 }
 
 } // namespace Ostrel

@@ -6,7 +6,6 @@ namespace Ostrel {
 
 /// Two connected local stream sockets.
 ///
-/// Units:     none.
 /// Ownership: both descriptors are closed by the destructor.
 /// Errors:    a pair that cannot be made is a fatal report and has no descriptors (-1). A close that fails is a fatal
 ///            report too, so such a pair makes two more when it goes.

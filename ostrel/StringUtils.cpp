@@ -197,7 +197,7 @@ unsigned int fnvHash24(const char* text)
     if (text != nullptr) {
         for (; *text != '\0'; ++text) {
             hash *= 0x01000193;
-            // Sign-extended on every host: stored hashes were made that way.
+            // Sign-extended on every host: see docs/compatibility.md.
             hash ^= static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(*text)));
         }
     }

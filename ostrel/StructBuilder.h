@@ -22,10 +22,8 @@ namespace Ostrel {
 /// brings the others back with `using StructBuilder::add;`. `int64_t` is another type than `long long` on 64-bit
 /// hosts: cast wider integers to `long long` before `add`.
 ///
-/// Units:     texts are NUL-terminated.
 /// Ownership: texts are borrowed for the call; a pending key is kept by its pointer until it is taken.
 /// Errors:    misuse never stops a builder; see 7.
-/// Threads:   one builder belongs to one thread at a time.
 class OSTREL_EXPORT StructBuilder : public ErrorReporter
 {
 public:

@@ -9,22 +9,20 @@
 #include <unistd.h>
 
 #include "ostrel/Report.h"
+#include "ostrel/internal/Descriptor.h"
 
 namespace SysCalls {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine {
-    LINE_WRITE = 96,
-    LINE_READ = 101,
-    LINE_FFLUSH = 131,
-    LINE_FSYNC = 136,
-    LINE_ACCEPT = 151,
-    LINE_POLL = 156,
-    LINE_SELECT = 165,
-    LINE_STAT = 170
-};
+constexpr int LINE_WRITE = 96;
+constexpr int LINE_READ = 101;
+constexpr int LINE_FFLUSH = 131;
+constexpr int LINE_FSYNC = 136;
+constexpr int LINE_ACCEPT = 151;
+constexpr int LINE_POLL = 156;
+constexpr int LINE_SELECT = 165;
+constexpr int LINE_STAT = 170;
 
 [[gnu::cold]] void reportError(int line)
 {
@@ -33,21 +31,11 @@ enum ReportLine {
     errno = error;
 }
 
-template <class Call>
-int repeatWhileInterrupted(Call call)
-{
-    int result;
-    do {
-        result = static_cast<int>(call());
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
-
 /// `call` gives -1 when it fails, which is also what EOF is.
 template <class Call>
 int callReported(int line, Call call)
 {
-    const int result = repeatWhileInterrupted(call);
+    const int result = static_cast<int>(Ostrel::retryInterrupted(call));
     if (result == -1 && errno != EAGAIN)
         reportError(line);
     return result;
@@ -115,7 +103,7 @@ int stat(const char* path, struct ::stat* result)
 
 int connect(int fd, const struct ::sockaddr* address, unsigned int length)
 {
-    return repeatWhileInterrupted([=] { return ::connect(fd, address, length); });
+    return Ostrel::retryInterrupted([=] { return ::connect(fd, address, length); });
 }
 
 int open(const char* path, int flags, unsigned int mode)

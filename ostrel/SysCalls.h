@@ -21,7 +21,6 @@ struct timeval;
 /// Include this from sources, never from headers: the names are those of the C library.
 ///
 /// Units:     lengths are bytes, times as in the wrapped call.
-/// Ownership: everything stays the caller's and is used during the call only.
 /// Errors:    a failure other than EINTR and EAGAIN makes a recoverable report "syscall errno: %d"; `errno` is left as
 ///            the call set it.
 /// Threads:   as the wrapped calls; those that block are cancellation points.

@@ -11,7 +11,7 @@ const uint64_t GROWTH_STEP = 32;
 const char* const STATUS_TEXTS[] = {
     "Initialized",
     "Starting object",
-    "Insided object", // spelled so from the beginning; callers compare it
+    "Insided object", // see docs/compatibility.md
     "Starting array",
     "Inside array",
     "Done",

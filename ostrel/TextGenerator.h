@@ -1,10 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 
-#include "ostrel/CopyBytes.h"
 #include "ostrel/Export.h"
+#include "ostrel/StructBuilder.h"
 
 namespace Ostrel {
 
@@ -14,11 +13,8 @@ namespace Ostrel {
 /// machine; a caller who forgets a key, goes on after the end or nests too deeply finds a status that says so instead
 /// of broken text.
 ///
-/// Units:     lengths and sizes are bytes.
-/// Ownership: the text belongs to the generator and lives until its next operation.
 /// Errors:    an error is kept as the status of the current level, which from then on ignores every call; ask for it
 ///            once, at the end. Nothing is reported.
-/// Threads:   one generator belongs to one thread at a time.
 class OSTREL_EXPORT TextGenerator
 {
 public:
@@ -38,9 +34,7 @@ public:
         INTERNAL_ERROR = 12
     };
 
-    /// Selects the overloads that add a null.
-    struct NullType
-    {};
+    using NullType = StructBuilder::NullType; ///< Selects the overloads that add a null.
 
     static const unsigned int MAXIMUM_DEPTH = 15; ///< Collections that can be open at once.
 
@@ -145,17 +139,8 @@ protected:
     bool reserve(uint64_t size) { return _length + size < _capacity || growForText(_length + size + 1); }
 
     /// Appends pieces of text: things with `uint64_t getSize()` and `char* writeTo(char*)`, which returns the end.
-    /// One look at the capacity does for all. When memory runs out each piece is tried by itself, so that what still
-    /// fits is written.
     template <class... Pieces>
-    void write(const Pieces&... pieces)
-    {
-        if (reserve((pieces.getSize() + ...))) {
-            append(pieces...);
-        } else {
-            (writeAlone(pieces), ...);
-        }
-    }
+    void write(const Pieces&... pieces);
 
 private:
     bool refuse();              ///< For a status that lets nothing follow.
@@ -163,78 +148,15 @@ private:
     bool growForText(uint64_t size);
 
     template <class... Pieces>
-    void append(const Pieces&... pieces)
-    {
-        char* end = _buffer + _length;
-        ((end = pieces.writeTo(end)), ...);
-        _length = static_cast<unsigned int>(end - _buffer);
-    }
-
+    void append(const Pieces&... pieces);
     template <class Piece>
-    void writeAlone(const Piece& piece)
-    {
-        if (piece.getSize() != 0 && reserve(piece.getSize()))
-            append(piece);
-    }
+    void writeAlone(const Piece& piece);
 
     unsigned char _states[MAXIMUM_DEPTH + 1] = {};
     unsigned int _depth = 0;
     unsigned int _length = 0;
     unsigned int _capacity = 0;
     char* _buffer = nullptr;
-};
-
-/// A piece of constant text.
-template <unsigned int SIZE>
-class LiteralPiece
-{
-public:
-    explicit constexpr LiteralPiece(const char (&text)[SIZE]) : _text(text) {}
-    static uint64_t getSize() { return SIZE - 1; }
-
-    char* writeTo(char* to) const
-    {
-        memcpy(to, _text, SIZE - 1);
-        return to + SIZE - 1;
-    }
-
-private:
-    const char* _text;
-};
-
-/// A piece of one character, or of none.
-class CharacterPiece
-{
-public:
-    explicit constexpr CharacterPiece(char character, bool present = true)
-        : _size(present ? 1 : 0), _character(character)
-    {}
-    uint64_t getSize() const { return _size; }
-
-    char* writeTo(char* to) const
-    {
-        // Always stored and only sometimes counted: the spare byte behind the text is there anyway.
-        *to = _character;
-        return to + _size;
-    }
-
-private:
-    unsigned int _size;
-    char _character;
-};
-
-/// A piece of bytes that are as they should be.
-class BytesPiece
-{
-public:
-    BytesPiece(const char* bytes, size_t size) : _bytes(bytes), _size(size) {}
-    uint64_t getSize() const { return _size; }
-
-    char* writeTo(char* to) const { return copyBytes(to, _bytes, _size); }
-
-private:
-    const char* _bytes;
-    size_t _size;
 };
 
 } // namespace Ostrel

@@ -19,12 +19,10 @@ struct MisuseSites;
 /// Collections nest as deep as the generator allows: 15 levels. Values that describe themselves nest 1,000 deep; a
 /// deeper one is a misuse too, "Serializable nested too deep", and is not asked to describe itself.
 ///
-/// Units:     `getDataLength` is bytes, without the terminator.
 /// Ownership: the text belongs to the serializer and lives until its next operation; a pending key is borrowed until
 ///            a keyless call takes it.
 /// Errors:    see `isOk` and `getErrorString`; an object that found no memory for its generator is not OK and ignores
 ///            all calls.
-/// Threads:   one serializer belongs to one thread at a time.
 template <class Generator>
 class OSTREL_EXPORT TextSerializer : public Serializer
 {
@@ -42,11 +40,13 @@ public:
     StructBuilder& list() override;
     StructBuilder& end() override;
 
-    using StructBuilder::add;
     StructBuilder& add(const char* key, const Serializable& value) override;
     StructBuilder& add(const Serializable& value) override;
+    // A generator of 64 bits gets all integers through the `long long` forms, another one through the `int` forms.
     StructBuilder& add(const char* key, int value) override;
+    StructBuilder& add(const char* key, long long value) override;
     StructBuilder& add(int value) override;
+    StructBuilder& add(long long value) override;
     StructBuilder& add(const char* key, double value) override;
     StructBuilder& add(const char* key, double value, unsigned char digits) override;
     StructBuilder& add(double value) override; ///< 6 digits behind the point, as in the keyed form without digits.
@@ -64,12 +64,6 @@ public:
 
 protected:
     explicit TextSerializer(const MisuseSites& sites);
-
-    // Integers of any width that the generator takes.
-    template <class Integer>
-    StructBuilder& addInteger(const char* key, Integer value);
-    template <class Integer>
-    StructBuilder& addInteger(Integer value);
 
 private:
     const char* takePendingKey();

@@ -9,11 +9,12 @@
 #include "ostrel/Report.h"
 #include "ostrel/SysCalls.h"
 #include "ostrel/internal/CancellationPause.h"
+#include "ostrel/internal/Descriptor.h"
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
-enum ReportLine { LINE_RUNNABLE = 27, LINE_JOIN = 110 };
+constexpr int LINE_RUNNABLE = 27;
+constexpr int LINE_JOIN = 110;
 
 enum { STOP_POLLS = 10, STOP_POLL_MS = 10, WAIT_POLL_MS = 20, START_RETRY_MS = 200, JOIN_STEP_MS = 200 };
 
@@ -45,8 +46,7 @@ private:
 void sleepMs(int milliseconds)
 {
     timespec rest = {0, milliseconds * 1000000L};
-    while (nanosleep(&rest, &rest) == -1 && errno == EINTR) {
-    }
+    Ostrel::retryInterrupted([&] { return nanosleep(&rest, &rest); });
 }
 
 timespec getTimeIn(int milliseconds)

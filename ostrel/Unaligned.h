@@ -1,14 +1,12 @@
-/// Words at any address: in host order by copying, in a fixed byte order by shifts. The compilers turn each into one
-/// access where the processor allows it.
+/// Words at any address: in host order by copying, in a fixed byte order by turning the copy where the host's is the
+/// other. The compilers make one access of each where the processor allows it.
 ///
 /// Units:     each function reads or writes exactly the bytes of its word.
-/// Ownership: none taken.
-/// Errors:    none; the bytes must exist.
-/// Threads:   plain memory accesses.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
+#include <endian.h>
 
 namespace Ostrel {
 
@@ -59,48 +57,33 @@ inline void storeU64(void* to, uint64_t word)
 /// The first byte is the lowest, whatever the host.
 inline uint32_t loadLE32(const void* from)
 {
-    const unsigned char* bytes = static_cast<const unsigned char*>(from);
-    return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
-           static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+    return le32toh(loadU32(from));
 }
 
 inline void storeLE32(void* to, uint32_t word)
 {
-    unsigned char* bytes = static_cast<unsigned char*>(to);
-    bytes[0] = static_cast<unsigned char>(word);
-    bytes[1] = static_cast<unsigned char>(word >> 8);
-    bytes[2] = static_cast<unsigned char>(word >> 16);
-    bytes[3] = static_cast<unsigned char>(word >> 24);
+    storeU32(to, htole32(word));
 }
 
 /// The first byte is the highest, whatever the host.
 inline uint32_t loadBE32(const void* from)
 {
-    const unsigned char* bytes = static_cast<const unsigned char*>(from);
-    return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
-           static_cast<uint32_t>(bytes[2]) << 8 | static_cast<uint32_t>(bytes[3]);
+    return be32toh(loadU32(from));
 }
 
 inline uint64_t loadBE64(const void* from)
 {
-    const unsigned char* bytes = static_cast<const unsigned char*>(from);
-    return static_cast<uint64_t>(loadBE32(bytes)) << 32 | loadBE32(bytes + 4);
+    return be64toh(loadU64(from));
 }
 
 inline void storeBE32(void* to, uint32_t word)
 {
-    unsigned char* bytes = static_cast<unsigned char*>(to);
-    bytes[0] = static_cast<unsigned char>(word >> 24);
-    bytes[1] = static_cast<unsigned char>(word >> 16);
-    bytes[2] = static_cast<unsigned char>(word >> 8);
-    bytes[3] = static_cast<unsigned char>(word);
+    storeU32(to, htobe32(word));
 }
 
 inline void storeBE64(void* to, uint64_t word)
 {
-    unsigned char* bytes = static_cast<unsigned char*>(to);
-    storeBE32(bytes, static_cast<uint32_t>(word >> 32));
-    storeBE32(bytes + 4, static_cast<uint32_t>(word));
+    storeU64(to, htobe64(word));
 }
 
 } // namespace Ostrel

@@ -5,9 +5,11 @@
 
 #include "ostrel/AutoPtr.h"
 #include "ostrel/Report.h"
-#include "ostrel/SharedPtr.h"
 
 namespace Ostrel {
+
+template <class T>
+class SharedPtr;
 
 /// Non-owning pointer for signatures: says that the callee uses the object and keeps no share of it.
 ///
@@ -20,9 +22,7 @@ namespace Ostrel {
 ///             target->map().add("x", 1).end();
 ///     }
 ///
-/// Ownership: none.
 /// Errors:    using a null one through `require`, `->` or `*` makes one fatal report "m_ptr".
-/// Threads:   as a plain pointer.
 template <class T>
 class WeakPtr
 {
@@ -56,9 +56,7 @@ public:
     explicit operator bool() const { return m_ptr != nullptr; }
 
 private:
-    enum {
-        LINE_NULL = 37 // log collectors match on file and line, so the number outlives edits
-    };
+    static constexpr int LINE_NULL = 37;
 
     T* m_ptr;
 };

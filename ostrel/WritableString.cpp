@@ -7,17 +7,11 @@
 #include "ostrel/Assert.h"
 #include "ostrel/DynamicString.h"
 #include "ostrel/StringUtils.h"
+#include "ostrel/internal/Utf8Bytes.h"
 
 namespace Ostrel {
 
 namespace {
-
-/// Bytes of the longest prefix of whole characters within `maxBytes`.
-unsigned int getFittingLength(const char* text, unsigned int maxBytes)
-{
-    const char* const end = calculateTruncationPoint(text, maxBytes);
-    return end == nullptr ? 0 : static_cast<unsigned int>(end - text);
-}
 
 /// `memmove` that takes a null source with nothing in it.
 void moveBytes(char* to, const char* from, size_t count)
@@ -43,9 +37,9 @@ WritableString::~WritableString() = default;
 WritableString::ReturnCode WritableString::assign(const ReadableString& source)
 {
     const unsigned int length = source.getByteLength();
-    if (length >= _byteSize)
+    if (!fits(0, length))
         return insert(0, source); // cuts
-    replaceText(source.getData(), length);
+    replaceFrom(0, source.getData(), length);
     return RC_OK;
 }
 
@@ -59,7 +53,7 @@ WritableString::ReturnCode WritableString::insert(unsigned int index, const Read
     if (position < 0)
         return RC_INVALID_INDEX;
 
-    return insertAt(static_cast<unsigned int>(position), byteLength, source);
+    return insertAt(static_cast<unsigned int>(position), byteLength, source.getData(), source.getByteLength());
 }
 
 WritableString::ReturnCode WritableString::append(const ReadableString& source)
@@ -67,49 +61,32 @@ WritableString::ReturnCode WritableString::append(const ReadableString& source)
     if (_byteSize == 0)
         return RC_NO_SPACE;
     const unsigned int byteLength = getByteLength();
-    return insertAt(byteLength, byteLength, source);
+    return insertAt(byteLength, byteLength, source.getData(), source.getByteLength());
 }
 
-WritableString::ReturnCode WritableString::insertAt(unsigned int offset, unsigned int byteLength,
-                                                    const ReadableString& source)
+WritableString::ReturnCode WritableString::insertAt(unsigned int offset, unsigned int byteLength, const char* source,
+                                                    unsigned int sourceLength)
 {
-    const unsigned int sourceLength = source.getByteLength();
     if (sourceLength == 0)
         return RC_OK; // the terminator stays where it is, be it behind the storage
-    const unsigned int freeBytes = byteLength < _byteSize ? _byteSize - byteLength - 1 : 0;
-    if (sourceLength > freeBytes)
-        return insertCut(offset, source.getData(), sourceLength);
-
-    char* const gap = getStorage() + offset;
-    moveBytes(gap + sourceLength, gap, byteLength - offset);
-    moveBytes(gap, source.getData(), sourceLength);
-    getStorage()[byteLength + sourceLength] = '\0';
-    return RC_OK;
-}
-
-/// The result does not fit: the old tail gives way first, then the source.
-WritableString::ReturnCode WritableString::insertCut(unsigned int offset, const char* source, unsigned int sourceLength)
-{
     if (offset >= _byteSize - 1)
         return RC_NO_SPACE; // nothing fits there, and a text that fills the storage ends behind it
-    const unsigned int room = _byteSize - 1 - offset;
-    char* const gap = getStorage() + offset;
-    unsigned int kept = 0;
-    if (sourceLength <= room) {
-        kept = getFittingLength(gap, room - sourceLength);
-        moveBytes(gap + sourceLength, gap, kept);
-    } else {
-        sourceLength = getFittingLength(source, room); // may be 0; the tail, if there is one, goes all the same
-    }
-    moveBytes(gap, source, sourceLength);
-    gap[sourceLength + kept] = '\0';
-    return RC_NO_SPACE;
-}
 
-void WritableString::replaceText(const char* bytes, unsigned int count)
-{
-    moveBytes(getStorage(), bytes, count);
-    getStorage()[count] = '\0';
+    const unsigned int room = _byteSize - 1 - offset;
+    const unsigned int tailLength = byteLength - offset;
+    char* const gap = getStorage() + offset;
+    unsigned int inserted = sourceLength;
+    unsigned int kept = tailLength;
+    if (sourceLength > room) {
+        inserted = getFittingLength(source, room); // may be 0; the tail, if there is one, goes all the same
+        kept = 0;
+    } else if (tailLength > room - sourceLength) {
+        kept = getFittingLength(gap, room - sourceLength); // the old tail gives way first
+    }
+    moveBytes(gap + inserted, gap, kept);
+    moveBytes(gap, source, inserted);
+    gap[inserted + kept] = '\0';
+    return inserted == sourceLength && kept == tailLength ? RC_OK : RC_NO_SPACE;
 }
 
 WritableString::ReturnCode WritableString::erase(unsigned int index, unsigned int numChars)
@@ -150,8 +127,8 @@ void WritableString::trim()
     while (begin < end && isBlank(end[-1]))
         --end;
     const unsigned int length = static_cast<unsigned int>(end - begin);
-    if (length < _byteSize)
-        replaceText(begin, length);
+    if (fits(0, length))
+        replaceFrom(0, begin, length);
 }
 
 WritableString::ReturnCode WritableString::assignv(const char* format, va_list arguments)

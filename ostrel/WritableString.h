@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstdint>
+#include <cstring>
 
 #include "ostrel/ReadableString.h"
 
@@ -17,7 +19,6 @@ namespace Ostrel {
 /// Units:     indexes and counts are characters; the byte size counts the terminator.
 /// Ownership: the storage stays the caller's and outlives the object. A source text must not lie in it.
 /// Errors:    a `ReturnCode`. After `RC_NO_SPACE` the text holds what fits; after other failures it is unchanged.
-/// Threads:   not synchronized.
 class OSTREL_EXPORT WritableString : public ReadableString
 {
 public:
@@ -61,17 +62,27 @@ protected:
     /// What `_data` points at, which is writable in this class and those derived from it.
     char* getStorage() { return const_cast<char*>(_data); }
 
-    void replaceText(const char* bytes, unsigned int count); ///< By `count` bytes, which fit.
-    ReturnCode append(const ReadableString& source);         ///< `insert` at the end, without counting characters.
+    /// Whether `count` bytes behind `byteLength` others leave room for the terminator.
+    bool fits(unsigned int byteLength, unsigned int count) const { return uint64_t(byteLength) + count < _byteSize; }
+
+    /// By `count` bytes, which fit.
+    void replaceFrom(unsigned int offset, const char* bytes, unsigned int count)
+    {
+        char* const to = getStorage() + offset;
+        if (count > 0)
+            memmove(to, bytes, count); // null when it is nothing
+        to[count] = '\0';
+    }
+
+    ReturnCode append(const ReadableString& source); ///< `insert` at the end, without counting characters.
 
     unsigned int _byteSize;
 
 private:
     friend class ReadableString; // writes into its destinations
 
-    /// Inserts at byte `offset` of the text, which has `byteLength` bytes.
-    ReturnCode insertAt(unsigned int offset, unsigned int byteLength, const ReadableString& source);
-    ReturnCode insertCut(unsigned int offset, const char* source, unsigned int sourceLength);
+    /// Inserts what fits at byte `offset` of the text, which has `byteLength` bytes. There is storage.
+    ReturnCode insertAt(unsigned int offset, unsigned int byteLength, const char* source, unsigned int sourceLength);
 };
 
 } // namespace Ostrel

@@ -9,8 +9,7 @@ namespace Ostrel {
 
 namespace {
 
-// Log collectors match on file and line, so the number of this site outlives edits.
-enum ReportLine { LINE_OPEN = 20 };
+constexpr int LINE_OPEN = 20;
 
 const std::streamsize BLOCK_SIZE = 1024;
 
@@ -43,7 +42,7 @@ void XMLFileProcessor::start()
     do {
         char block[BLOCK_SIZE];
         count = m_input.read(block, BLOCK_SIZE).gcount();
-        // An empty last piece is passed on too, which parsers of our users count on to see the end come.
+        // An empty last piece is passed on too: see docs/compatibility.md.
         if (XMLParser* const parser = m_parser.require())
             parser->parse(block, static_cast<unsigned int>(count));
     } while (count == BLOCK_SIZE);

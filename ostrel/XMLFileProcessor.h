@@ -22,7 +22,6 @@ namespace Ostrel {
 /// Errors:    a file that cannot be opened, be it for lack of memory, is a recoverable report "bool(m_input)", and
 ///            `start` then does nothing. A failure while reading looks like the end of the file. A missing parser is a
 ///            fatal report "m_ptr" at each call that it misses.
-/// Threads:   one processor belongs to one thread at a time.
 class OSTREL_EXPORT XMLFileProcessor
 {
 public:

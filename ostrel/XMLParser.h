@@ -12,10 +12,7 @@ namespace Ostrel {
 /// A document is `startDocument`, any number of `parse` calls, `endDocument`; then the next one may follow. Where a
 /// piece ends does not matter, not even inside a character.
 ///
-/// Units:     lengths are bytes.
-/// Ownership: the text stays the caller's.
 /// Errors:    `parse` may throw `ParseException`; see the class that implements it.
-/// Threads:   one parser belongs to one thread at a time.
 class OSTREL_EXPORT XMLParser
 {
 public:

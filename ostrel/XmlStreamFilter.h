@@ -24,7 +24,6 @@ namespace Ostrel {
 ///
 /// Units:     reads ask for 4096 bytes; what one delivers is one `parse`. A stream that waits until it has them all, as
 ///            `FdInputStream` does, holds back what a slow source has sent until then, or until its time-out.
-/// Ownership: stream and parser stay the caller's and outlive the filter.
 /// Errors:    see `start`. A missing stream or parser is a fatal report "m_ptr".
 /// Threads:   one filter belongs to one thread at a time, as do its stream and its parser.
 class OSTREL_EXPORT XmlStreamFilter

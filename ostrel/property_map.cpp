@@ -87,18 +87,6 @@ PropertyMap_ReturnCode property_map_insert_string(property_map* map, int32_t key
     return convert(map)->insert(key, text);
 }
 
-PropertyMap_ReturnCode property_map_get_string_buffer_size(const property_map* map, int32_t key, uint32_t* size)
-{
-    OSTREL_ASSERT_TEXT(map, "map");
-    return convert(map)->getStringBufferSize(key, size);
-}
-
-PropertyMap_ReturnCode property_map_get_binary_data_buffer_size(const property_map* map, int32_t key, uint32_t* size)
-{
-    OSTREL_ASSERT_TEXT(map, "map");
-    return convert(map)->getBinaryDataBufferSize(key, size);
-}
-
 PropertyMap_ReturnCode property_map_insert_int(property_map* map, int32_t key, int32_t value)
 {
     OSTREL_ASSERT_TEXT(map, "map");
@@ -133,6 +121,18 @@ PropertyMap_ReturnCode property_map_insert_property_map(property_map* map, int32
 {
     OSTREL_ASSERT_TEXT(map, "map");
     return convert(map)->insert(key, *convert(other));
+}
+
+PropertyMap_ReturnCode property_map_get_string_buffer_size(const property_map* map, int32_t key, uint32_t* size)
+{
+    OSTREL_ASSERT_TEXT(map, "map");
+    return convert(map)->getStringBufferSize(key, size);
+}
+
+PropertyMap_ReturnCode property_map_get_binary_data_buffer_size(const property_map* map, int32_t key, uint32_t* size)
+{
+    OSTREL_ASSERT_TEXT(map, "map");
+    return convert(map)->getBinaryDataBufferSize(key, size);
 }
 
 PropertyMap_ReturnCode property_map_get_string(const property_map* map, int32_t key, char* dest, uint32_t size)
@@ -275,7 +275,7 @@ unsigned int property_map_read_externalized_size(const property_map*, const uint
     return PropertyMap::externalizedSize(buffer);
 }
 
-// Declared for a map that is not to be changed, though its content is replaced: callers rely on the declaration.
+// Declared for a map that is not to be changed, though its content is replaced: see docs/compatibility.md.
 PropertyMap_ReturnCode property_map_initialize(const property_map* map, const uint8_t** cursor)
 {
     OSTREL_ASSERT_TEXT(map, "map");

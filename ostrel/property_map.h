@@ -61,14 +61,6 @@ OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_all_keys(const property_ma
 
 /* All inserts: PM_RC_KEY_EXISTS, then PM_RC_NO_SPACE; a refused one leaves every byte as it was. */
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_string(property_map* map, int32_t key, const char* text);
-
-/* What property_map_get_string needs, terminator counted. PM_RC_KEY_NOT_FOUND, PM_RC_TYPE_MISMATCH. */
-OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_string_buffer_size(const property_map* map, int32_t key,
-                                                                         uint32_t* size);
-
-/* The same for binary data and nested maps. */
-OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_binary_data_buffer_size(const property_map* map, int32_t key,
-                                                                              uint32_t* size);
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_int(property_map* map, int32_t key, int32_t value);
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_bool(property_map* map, int32_t key, bool value);
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_float(property_map* map, int32_t key, float value);
@@ -81,6 +73,14 @@ OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_binary_data(property_ma
 /* The other map's whole buffer is copied, free space included. */
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_property_map(property_map* map, int32_t key,
                                                                       const property_map* other);
+
+/* What property_map_get_string needs, terminator counted. PM_RC_KEY_NOT_FOUND, PM_RC_TYPE_MISMATCH. */
+OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_string_buffer_size(const property_map* map, int32_t key,
+                                                                         uint32_t* size);
+
+/* The same for binary data and nested maps. */
+OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_binary_data_buffer_size(const property_map* map, int32_t key,
+                                                                              uint32_t* size);
 
 /* All gets: PM_RC_KEY_NOT_FOUND, PM_RC_TYPE_MISMATCH; they leave the outputs alone, except that the references become
  * null and their length 0.

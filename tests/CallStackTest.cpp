@@ -1,11 +1,5 @@
 #include "ostrel/CallStack.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <string>
-
-using Ostrel::CallStack;
+#include "tests/support/TestIncludes.h"
 
 namespace Ostrel {
 
@@ -23,7 +17,7 @@ struct CallStackTestAccess
 
 } // namespace Ostrel
 
-using Ostrel::CallStackTestAccess;
+using namespace Ostrel;
 
 static std::string print(const CallStack& stack)
 {

@@ -1,26 +1,9 @@
 #include "ostrel/DataObjectBuilder.h"
 
-#include <functional>
-
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/LogBuilder.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
-
-namespace {
-
-/// Describes itself by the calls it is given.
-struct Describing : Serializable
-{
-    explicit Describing(std::function<void(StructBuilder&)> ownCalls) : calls(std::move(ownCalls)) {}
-    const char* getTypeName() const override { return "Describing"; }
-    void serialize(WeakPtr<StructBuilder> builder) const override { calls(*builder); }
-
-    const std::function<void(StructBuilder&)> calls;
-};
-
-} // namespace
 
 class DataObjectBuilderTest : public ReportTest
 {
@@ -62,11 +45,11 @@ TEST_F(DataObjectBuilderTest, TreesAreCopiedButForWhatListsHold)
 
 TEST_F(DataObjectBuilderTest, APendingKeyIsUsedUpByOneCall)
 {
-    const Describing silent([](StructBuilder&) {});
-    const Describing nesting([&](StructBuilder& builder) {
+    const Described silent([](StructBuilder&) {});
+    const Described nesting([&](StructBuilder& builder) {
         builder.map().add("inner", silent).end().add(5); // the 5 has no key left
     });
-    const Describing restarting([](StructBuilder& builder) {
+    const Described restarting([](StructBuilder& builder) {
         builder.reset();
         builder.map("root").add(1); // the key outlives the reset and the call with a key
     });
@@ -77,7 +60,7 @@ TEST_F(DataObjectBuilderTest, APendingKeyIsUsedUpByOneCall)
     _builder.add("late", 4).end();
     expectTree("{late:i4 outer:{} used:i1 } ");
 
-    const Describing throwing([](StructBuilder&) { throw 5; });
+    const Described throwing([](StructBuilder&) { throw 5; });
     _builder.map();
     EXPECT_THROW(_builder.add("lost", throwing), int);
     _builder.map().end().add("late", 6);
@@ -88,7 +71,7 @@ TEST_F(DataObjectBuilderTest, ValuesNestAThousandLevelsDeep)
 {
     for (const bool isList : {true, false}) {
         int depth = 0;
-        const Describing nested([&](StructBuilder& builder) {
+        const Described nested([&](StructBuilder& builder) {
             ++depth;
             isList ? builder.list().add(nested) : builder.map().add("k", nested);
         });
@@ -144,7 +127,7 @@ TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)
 
 TEST_F(DataObjectBuilderTest, DoublesAreReportedAndDropped)
 {
-    const Describing number([](StructBuilder& builder) { builder.add(1.5).add(2); });
+    const Described number([](StructBuilder& builder) { builder.add(1.5).add(2); });
     _builder.map().add("a", 1.5).add("b", 1.5, 2).add(1.5).add(1.5, 2).add("c", number);
     for (int i = 0; i < 5; ++i)
         expectReport(Severity::FATAL, "DataObjectBuilder", 0, "'Not Implemented'");

@@ -1,20 +1,10 @@
-#include <cerrno>
-#include <cstring>
-#include <string>
-#include <vector>
-
 #include "ostrel/DataObject.h"
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/LogBuilder.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
-namespace {
-
-const char* const NO_TEXT = nullptr;
-
-} // namespace
+static const char* const NO_TEXT = nullptr;
 
 class DataObjectFormatTest : public ReportTest
 {
@@ -114,16 +104,6 @@ TEST_F(DataObjectFormatTest, ContainersTakeFormats)
     EXPECT_EQ(list.set(1, "-") + list.append(NO_TEXT) + map.set("x", "-"), 0);
     EXPECT_FALSE(list.get(1).isValid() || list.get(2).isValid() || map.get("x").isValid());
     EXPECT_TRUE(list.has(2) && map.has("x"));
-}
-
-TEST_F(DataObjectFormatTest, ATextTooLongToCopyIsNoKey)
-{
-    const std::string text(262144, 'k');
-    static const char RESULT[] = "nothing\nDynamicString 'Requested string is far too large:  262145\n'\n"
-                                 "DynamicString test 'RC_OK == growAndAssign(orig)' failed\n"
-                                 "'unable to parse key'\n'Invalid map input @ : 1}\n'";
-    EXPECT_EQ(parse("{%s: 1}", text.c_str()), RESULT);
-    EXPECT_EQ(parse(("{'" + text + "': 1}").c_str()), RESULT);
 }
 
 TEST_F(DataObjectFormatTest, TextsHaveAnyLengthAndRefusedMemoryLeaksNone)

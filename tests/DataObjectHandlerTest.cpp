@@ -1,10 +1,7 @@
 #include "ostrel/DataObjectHandler.h"
 
-#include <limits>
-#include <string>
-
 #include "tests/support/LogBuilder.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
@@ -17,25 +14,21 @@ protected:
     /// text; all are under the key "k", but the one behind a '!', which has none.
     void play(const std::string& events)
     {
-        const char* key = "k";
-        for (const char event : events) {
-            if (event == '{')
-                EXPECT_EQ(_events.objectStart(nullptr, key), nullptr);
-            else if (event == '[')
-                EXPECT_EQ(_events.arrayStart(nullptr, key), nullptr);
-            else if (event == '}')
-                _events.objectEnd(nullptr);
-            else if (event == ']')
-                _events.arrayEnd(nullptr);
-            else if (event == 't' || event == 'f')
-                _events.onBoolean(nullptr, key, event == 't');
-            else if (event == 'n')
-                _events.onNull(nullptr, key);
-            else if (event == 's')
-                _events.onString(nullptr, key, "x");
-            else if (event != '!')
-                _events.onInteger(nullptr, key, event - '0');
-            key = event == '!' ? nullptr : "k";
+        using Key = const char*;
+        const std::map<char, std::function<void(Key)>> EVENTS = {
+            {'{', [this](Key key) { EXPECT_EQ(_events.objectStart(nullptr, key), nullptr); }},
+            {'[', [this](Key key) { EXPECT_EQ(_events.arrayStart(nullptr, key), nullptr); }},
+            {'}', [this](Key) { _events.objectEnd(nullptr); }},
+            {']', [this](Key) { _events.arrayEnd(nullptr); }},
+            {'t', [this](Key key) { _events.onBoolean(nullptr, key, true); }},
+            {'f', [this](Key key) { _events.onBoolean(nullptr, key, false); }},
+            {'n', [this](Key key) { _events.onNull(nullptr, key); }},
+            {'s', [this](Key key) { _events.onString(nullptr, key, "x"); }},
+            {'!', [](Key) {}}};
+        for (size_t i = 0; i < events.size(); ++i) {
+            const Key key = i > 0 && events[i - 1] == '!' ? nullptr : "k";
+            const auto event = EVENTS.find(events[i]);
+            event != EVENTS.end() ? event->second(key) : _events.onInteger(nullptr, key, events[i] - '0');
         }
     }
 

@@ -1,14 +1,9 @@
 #include "ostrel/DataObjectListSorter.h"
 
-#include <algorithm>
 #include <numeric>
-#include <random>
-#include <string>
-#include <vector>
 
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/LogBuilder.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 

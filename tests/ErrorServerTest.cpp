@@ -1,12 +1,7 @@
 #include "ostrel/ErrorServer.h"
 
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "ostrel/Report.h"
-#include "tests/support/AllocationFaults.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 

@@ -1,46 +1,38 @@
 #include "ostrel/FifoBuffer.h"
-
-#include <gtest/gtest.h>
-
-#include <random>
-#include <string>
-#include <thread>
-#include <utility>
+#include "tests/support/TestIncludes.h"
 
 using Ostrel::FifoBuffer;
 
-namespace {
-
-unsigned char* toData(const char* text)
+static unsigned char* toData(const char* text)
 {
     return reinterpret_cast<unsigned char*>(const_cast<char*>(text));
 }
 
-void write(FifoBuffer& fifo, const std::string& text)
+static void write(FifoBuffer& fifo, const std::string& text)
 {
     fifo.write(toData(text.data()), static_cast<unsigned int>(text.size()));
 }
 
-bool writeAllTogether(FifoBuffer& fifo, const std::string& text)
+static bool writeAllTogether(FifoBuffer& fifo, const std::string& text)
 {
     return fifo.writeAllTogether(toData(text.data()), static_cast<unsigned int>(text.size()));
 }
 
 /// The bytes of one read, or "end".
-std::string read(FifoBuffer& fifo)
+static std::string read(FifoBuffer& fifo)
 {
     unsigned char* data = toData("x");
     const int count = fifo.read(data);
-    return count >= 0 ? std::string(data, data + count) : data == nullptr ? "end" : "end, but data";
+    if (count >= 0)
+        return std::string(data, data + count);
+    return data == nullptr ? "end" : "end, but data";
 }
 
-void cancel(std::thread thread)
+static void cancel(std::thread thread)
 {
     pthread_cancel(thread.native_handle());
     thread.join();
 }
-
-} // namespace
 
 TEST(FifoBufferTest, LentBytesStayUntilTheNextRead)
 {
@@ -92,32 +84,27 @@ TEST(FifoBufferTest, CancelledThreadsLeaveItUsable)
     EXPECT_EQ(read(fifo), "end");
 }
 
-class FifoBufferSizeTest : public testing::TestWithParam<unsigned int>
-{};
-
-TEST_P(FifoBufferSizeTest, BytesArriveInOrder)
+TEST(FifoBufferTest, BytesArriveInOrder)
 {
-    const unsigned int size = GetParam();
-    std::string sent(1 << 20, '\0'), received;
-    std::mt19937 random(size);
-    for (char& c : sent)
-        c = static_cast<char>(random());
-    FifoBuffer fifo(size);
-    std::thread producer([&] {
-        std::string piece;
-        for (size_t position = 0; position < sent.size(); position += piece.size()) {
-            piece = sent.substr(position, random() % (3 * size) + 1);
-            if (random() % 2 == 0 || !writeAllTogether(fifo, piece))
-                write(fifo, piece);
-        }
-        fifo.closeWrite();
-    });
-    unsigned char* data;
-    for (int count; (count = fifo.read(data)) != -1; received.append(data, data + count))
-        if (count % 4 == 1)
-            std::this_thread::yield(); // what is lent does not change meanwhile
-    producer.join();
-    EXPECT_TRUE(received == sent);
+    for (const unsigned int size : {1, 2, 7, 64}) {
+        std::string sent(1 << 20, '\0'), received;
+        std::mt19937 random(size);
+        std::generate(sent.begin(), sent.end(), std::ref(random));
+        FifoBuffer fifo(size);
+        std::thread producer([&] {
+            std::string piece;
+            for (size_t position = 0; position < sent.size(); position += piece.size()) {
+                piece = sent.substr(position, random() % (3 * size) + 1);
+                if (random() % 2 == 0 || !writeAllTogether(fifo, piece))
+                    write(fifo, piece);
+            }
+            fifo.closeWrite();
+        });
+        unsigned char* data;
+        for (int count; (count = fifo.read(data)) != -1; received.append(data, data + count))
+            if (count % 4 == 1)
+                std::this_thread::yield(); // what is lent does not change meanwhile
+        producer.join();
+        EXPECT_TRUE(received == sent) << size;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Sizes, FifoBufferSizeTest, testing::Values(1, 2, 7, 64));

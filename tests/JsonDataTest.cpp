@@ -1,23 +1,16 @@
 #include "json/JsonData.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <string>
-
-#include "ostrel/AutoPtr.h"
+#include "tests/support/TestIncludes.h"
 
 using json::JsonData;
 
-namespace {
-
-std::string getText(const JsonData& view)
+static std::string getText(const JsonData& view)
 {
     return view.getData() == nullptr ? "INVALID" : std::string(view.getData(), view.getLength());
 }
 
 /// What each path leads to. A step is an index or, in single quotes, a key: `'servers' 0 'port'`; paths end with ';'.
-std::string query(const JsonData& document, const std::string& paths)
+static std::string query(const JsonData& document, const std::string& paths)
 {
     std::string texts;
     JsonData view = document;
@@ -36,10 +29,9 @@ std::string query(const JsonData& document, const std::string& paths)
     return texts;
 }
 
-const char DOCUMENT[] = " { \"a\" : {\"b\":1, \"x\":[9]},\n\"list\":[1, [2,3] , {\"k\":[]},\t\"t\"], \"empty\":[],"
-                        "\"b\":  -5 , \"real\":2.5,\"s\":\"te\\nxt\", \"wide\":3000000000, \"hex\":0x1F }";
-
-} // namespace
+static const char DOCUMENT[] =
+    " { \"a\" : {\"b\":1, \"x\":[9]},\n\"list\":[1, [2,3] , {\"k\":[]},\t\"t\"], \"empty\":[],"
+    "\"b\":  -5 , \"real\":2.5,\"s\":\"te\\nxt\", \"wide\":3000000000, \"hex\":0x1F }";
 
 // Shallow as it is: a key inside another member's value is not meant, but a text may pass for a key, and what stands
 // inside texts counts.
@@ -84,7 +76,7 @@ TEST(JsonDataTest, EveryPrefixGivesTheWholeViewOrNone)
 {
     static const char* const PATHS[] = {"'a' 'x' 0;", "'b';", "'list' 1;", "'list' 2 'k';", "'s';", "'none';"};
     for (unsigned int length = 0; length < sizeof(DOCUMENT); ++length) {
-        const Ostrel::AutoPtr<char[]> exact(new char[length]);
+        const std::unique_ptr<char[]> exact(new char[length]);
         memcpy(exact.get(), DOCUMENT, length);
         for (const char* path : PATHS) {
             const std::string text = query(JsonData(exact.get(), length), path);

@@ -1,23 +1,14 @@
 #include "json/JsonDeserializer.h"
 
-#include <pthread.h>
-
-#include <functional>
-#include <map>
-#include <thread>
-#include <tuple>
-#include <utility>
-
 #include "ostrel/ByteArrayInputStream.h"
-#include "tests/support/AllocationFaults.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
+#include "json/JsonParser.h"
 
-using Ostrel::ByteArrayInputStream;
-using Ostrel::Deserializer;
-using Ostrel::Severity;
-using Ostrel::WeakPtr;
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
 namespace {
+
+using Source = WeakPtr<Deserializer>;
 
 /// Writes what it gets into a log that several share, behind its own name. Hands the collections under some keys out.
 class NamedHandler : public Deserializer::Handler
@@ -28,29 +19,23 @@ public:
     NamedHandler(std::string name, std::string& log) : _name(std::move(name)), _log(log) {}
 
     void reset() override { add(nullptr, "reset"); }
-    void onInteger(WeakPtr<Deserializer> source, const char* key, long long value) override
-    {
-        add(key, std::to_string(value), source);
-    }
-    void onDouble(WeakPtr<Deserializer>, const char* key, double value) override { add(key, std::to_string(value)); }
-    void onString(WeakPtr<Deserializer> source, const char* key, const char* value) override
-    {
-        add(key, value, source);
-    }
-    void onBoolean(WeakPtr<Deserializer>, const char* key, bool value) override { add(key, value ? "true" : "false"); }
-    void onNull(WeakPtr<Deserializer>, const char* key) override { add(key, "null"); }
-    Handler* arrayStart(WeakPtr<Deserializer> source, const char* key) override { return add(key, "[", source); }
-    void arrayEnd(WeakPtr<Deserializer>) override { add(nullptr, "]"); }
-    Handler* objectStart(WeakPtr<Deserializer> source, const char* key) override { return add(key, "{", source); }
-    void objectEnd(WeakPtr<Deserializer>) override { add(nullptr, "}"); }
+    void onInteger(Source source, const char* key, long long v) override { add(key, std::to_string(v), source); }
+    void onDouble(Source, const char* key, double value) override { add(key, std::to_string(value)); }
+    void onString(Source source, const char* key, const char* value) override { add(key, value, source); }
+    void onBoolean(Source, const char* key, bool value) override { add(key, value ? "true" : "false"); }
+    void onNull(Source, const char* key) override { add(key, "null"); }
+    Handler* arrayStart(Source source, const char* key) override { return add(key, "[", source); }
+    void arrayEnd(Source) override { add(nullptr, "]"); }
+    Handler* objectStart(Source source, const char* key) override { return add(key, "{", source); }
+    void objectEnd(Source) override { add(nullptr, "}"); }
 
-    std::map<std::string, Handler*> handOut;            ///< By key; "" for a collection without one.
-    std::function<void(WeakPtr<Deserializer>)> onEvent; ///< Called once.
+    std::map<std::string, Handler*> handOut; ///< By key; "" for a collection without one.
+    std::function<void(Source)> onEvent;     ///< Called once.
 
 private:
     /// Makes the call first, if one is left: keys and values have to outlive a parse in between. Gives the handler for
     /// the key.
-    Handler* add(const char* key, const std::string& event, WeakPtr<Deserializer> source = nullptr)
+    Handler* add(const char* key, const std::string& event, Source source = nullptr)
     {
         if (source.get() != nullptr && onEvent)
             std::exchange(onEvent, nullptr)(source);
@@ -116,7 +101,7 @@ TEST_F(JsonDeserializerTest, TheStackHoldsEightHandlers)
 
     // A nested parse takes an entry as well: seven find room beside the outermost.
     int depth = 0;
-    const std::function<void(WeakPtr<Deserializer>)> parseAgain = [&](WeakPtr<Deserializer> source) {
+    const std::function<void(Source)> parseAgain = [&](Source source) {
         outer.onEvent = parseAgain;
         const int expected = ++depth < 8 ? 0 : -1;
         ByteArrayInputStream stream("1");
@@ -138,10 +123,10 @@ TEST_F(JsonDeserializerTest, AParseThatIsLeftEarlyLeavesNothingBehind)
         EXPECT_STREQ(deserializer.getErrorString(), "Invalid json data");
     }
     for (int i = 0; i < 10; ++i) {
-        inner.onEvent = [](WeakPtr<Deserializer>) { throw 5; };
+        inner.onEvent = [](Source) { throw 5; };
         EXPECT_THROW(parse("{\"a\":{\"x\":1}}", outer), int);
 #ifndef __arm__ // there the end of a thread sometimes passes destructors by
-        inner.onEvent = [](WeakPtr<Deserializer>) { pthread_exit(nullptr); };
+        inner.onEvent = [](Source) { pthread_exit(nullptr); };
         std::thread([&] { parse("{\"a\":{\"x\":1}}", outer); }).join();
 #endif
     }
@@ -155,8 +140,8 @@ TEST_F(JsonDeserializerTest, AnEventMayParseAnotherStream)
                                                                       {"[5,{\"k\":[", -1, "t:reset t:[ t:5 t:{ t:k=["}};
     for (const auto& [document, expected, events] : CASES) {
         SCOPED_TRACE(document);
-        const auto parseInner = [&, text = document, result = expected](WeakPtr<Deserializer> source) {
-            EXPECT_EQ(source, WeakPtr<Deserializer>(deserializer));
+        const auto parseInner = [&, text = document, result = expected](Source source) {
+            EXPECT_EQ(source, Source(deserializer));
             ByteArrayInputStream stream(text);
             EXPECT_EQ(source->parse(stream, third), result);
             EXPECT_EQ(source->getErrorString() == nullptr, result == 0);
@@ -189,9 +174,7 @@ TEST_F(JsonDeserializerTest, NullHandlersAreReportedAndNullInputsAreNot)
 TEST_F(JsonDeserializerTest, CreationSurvivesExhaustedMemory)
 {
     sweepAllocationFailures([](AllocationFaults& faults) {
-        faults.arm();
-        const Ostrel::AutoPtr<Deserializer> created = json::JsonDeserializer::create();
-        faults.disarm();
+        const Ostrel::AutoPtr<Deserializer> created = faults.during(json::JsonDeserializer::create);
         if (created == nullptr)
             return false;
         ByteArrayInputStream stream("[1]");
@@ -200,4 +183,24 @@ TEST_F(JsonDeserializerTest, CreationSurvivesExhaustedMemory)
         EXPECT_STREQ(created->getErrorString(), result == 0 ? nullptr : "Out of memory");
         return result == 0;
     });
+}
+
+/// Knows only integers of 32 bits.
+template <class Handler, class Source>
+struct Narrow : Handler
+{
+    using Handler::onInteger;
+    void onInteger(Source, const char*, int value) override { taken.push_back(value); }
+    std::vector<int> taken;
+};
+
+TEST_F(JsonDeserializerTest, WideIntegersReachNarrowHandlersAsTheirLowBits)
+{
+    const char* const document = "[4294967297,{\"k\":-1},-4294967296]";
+    Narrow<Deserializer::Handler, Source> handler;
+    EXPECT_EQ(parse(document, handler), 0);
+    EXPECT_EQ(handler.taken, (std::vector<int>{1, -1, 0}));
+    Narrow<json::JsonParser::EventHandler, json::JsonParser*> events;
+    EXPECT_EQ(json::JsonParser(&events).parse(document), 0);
+    EXPECT_EQ(events.taken, handler.taken);
 }

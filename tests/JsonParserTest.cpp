@@ -1,29 +1,20 @@
 #include "json/JsonParser.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <cmath>
-#include <cstring>
-#include <memory>
-#include <random>
 #include <sstream>
-#include <utility>
 
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/JsonEventLog.h"
-
-namespace {
+#include "tests/support/PieceStream.h"
 
 // As they follow the events; the texts themselves begin behind the mark.
-const char* const INVALID = "!Invalid json data";
-const char* const NO_SOURCE = "!Invalid data source";
-const char* const TOO_DEEP = "!Max json data depth exceeded";
-const char* const EXCESS = "!Excess data after json";
+static const char* const INVALID = "!Invalid json data";
+static const char* const NO_SOURCE = "!Invalid data source";
+static const char* const TOO_DEEP = "!Max json data depth exceeded";
+static const char* const EXCESS = "!Excess data after json";
 
 /// From a heap block of exactly its size, so that the address sanitizer sees a step too far.
-std::string parseMemory(const std::string& document)
+static std::string parseMemory(const std::string& document)
 {
     const std::unique_ptr<char[]> block(new char[document.size()]);
     document.copy(block.get(), document.size());
@@ -33,7 +24,7 @@ std::string parseMemory(const std::string& document)
 }
 
 /// From memory; through streams in pieces of all kinds the outcome must be the same.
-std::string parse(const std::string& document)
+static std::string parse(const std::string& document)
 {
     const std::string expected = parseMemory(document);
     for (unsigned int piece : {1U, 2U, 3U, 7U, 0xFFFFFFFFU}) {
@@ -49,18 +40,18 @@ std::string parse(const std::string& document)
     return expected;
 }
 
-std::string errorOf(const std::string& outcome)
+static std::string errorOf(const std::string& outcome)
 {
     return outcome.substr(std::min(outcome.find('!'), outcome.size()));
 }
 
-std::string readByLibrary(const std::string& number)
+static std::string readByLibrary(const std::string& number)
 {
     return JsonEventLog::formatDouble(strtod(number.c_str(), nullptr));
 }
 
 /// The parts of a text that are separated by bars.
-std::vector<std::string> split(const std::string& text)
+static std::vector<std::string> split(const std::string& text)
 {
     std::vector<std::string> parts;
     std::stringstream stream(text);
@@ -69,21 +60,19 @@ std::vector<std::string> split(const std::string& text)
     return parts;
 }
 
-void expectError(const char* error, const std::string& documents)
+static void expectError(const char* error, const std::string& documents)
 {
     for (const std::string& document : split(documents))
         EXPECT_EQ(errorOf(parse(document)), error) << document;
 }
 
-std::string repeat(const std::string& text, int count)
+static std::string repeat(const std::string& text, int count)
 {
     std::string result;
     for (int i = 0; i < count; ++i)
         result += text;
     return result;
 }
-
-} // namespace
 
 TEST(JsonParserTest, DocumentsGiveTheirEvents)
 {
@@ -182,17 +171,6 @@ TEST(JsonParserTest, EscapesAndBytesOfStrings)
     EXPECT_EQ(parse(std::string("\"a\0b\"", 5)), "sa") << "a raw NUL is a byte like others";
 }
 
-TEST(JsonParserTest, EveryPrefixOfADocumentIsInvalid)
-{
-    const std::string document = R"( {"k\u00e9y":[1.5e-3,-12,"a long \"text\" with \n escapes",true,false,null,{}],)"
-                                 "\n                    \"b\" : \"\" } ";
-    EXPECT_EQ(errorOf(parse(document)), "");
-    for (size_t length = 0; length < document.size() - 1; ++length) {
-        SCOPED_TRACE(length);
-        EXPECT_EQ(errorOf(parse(document.substr(0, length))), INVALID);
-    }
-}
-
 TEST(JsonParserTest, DepthIsLimitedAndOutranksOtherErrors)
 {
     const auto nest = [](const std::string& open, const std::string& close, int depth) {
@@ -232,8 +210,7 @@ TEST(JsonParserTest, StreamsAreAskedForTheRightAmountsAndNotBeyondTheEnd)
     EXPECT_EQ(json::JsonParser().parse(&whole), 0);
     EXPECT_EQ(whole.asked, std::vector<unsigned int>(3, 65536));
 
-    PieceStream byBlock("[1]");
-    PieceStream byByte("[1]");
+    PieceStream byBlock("[1]"), byByte("[1]");
     byBlock.claimed = byByte.claimed = 70000; // more than it was asked for
     EXPECT_EQ(observe([&](json::JsonParser& parser) { return parser.parse(&byBlock); }), "[ i1 ]");
     EXPECT_EQ(observe([&](json::JsonParser& parser) { return parser.parseUnbuffered(&byByte); }), "[ i1 ]");
@@ -284,9 +261,7 @@ TEST(JsonParserTest, ExhaustedMemoryMakesTheDataInvalid)
         "{\"" + repeat("k", 3000) + "\":\"" + repeat("v", 9000) + "\",\"n\":1" + repeat("0", 40000) + "e-39999}";
     sweepAllocationFailures([&](AllocationFaults& faults) {
         json::JsonParser parser;
-        faults.arm();
-        const int result = parser.parse(document.c_str());
-        faults.disarm();
+        const int result = faults.during([&] { return parser.parse(document.c_str()); });
         EXPECT_STREQ(parser.getErrorString(), result == 0 ? nullptr : INVALID + 1);
         return result == 0;
     });
@@ -306,16 +281,4 @@ TEST(JsonParserTest, ParsersAreReusedAndSourcesChecked)
     expectNoSource(parser.parse(static_cast<const char*>(nullptr)));
     expectNoSource(parser.parse(static_cast<Ostrel::InputStream*>(nullptr)));
     expectNoSource(parser.parseUnbuffered(nullptr));
-}
-
-TEST(JsonParserTest, WideIntegersReachTheNarrowFormAsTheirLowBits)
-{
-    struct Narrow : json::JsonParser::EventHandler
-    {
-        using EventHandler::onInteger;
-        void onInteger(json::JsonParser*, const char*, int value) override { taken.push_back(value); }
-        std::vector<int> taken;
-    } narrow;
-    json::JsonParser(&narrow).parse("[4294967297,-1,-4294967296]");
-    EXPECT_EQ(narrow.taken, (std::vector<int>{1, -1, 0}));
 }

@@ -1,9 +1,7 @@
-#include <algorithm>
-#include <gtest/gtest.h>
 #include <list>
-#include <random>
 
 #include "ostrel/List.h"
+#include "tests/support/TestIncludes.h"
 
 using Ostrel::SListBase;
 using Ostrel::SListNode;

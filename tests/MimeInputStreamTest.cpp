@@ -1,17 +1,10 @@
-#include <random>
-
 #include "ostrel/MimeInputStream.h"
-#include "tests/support/AllocationFaults.h"
-#include "tests/support/JsonEventLog.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/PieceStream.h"
+#include "tests/support/ReportTest.h"
 
-using Ostrel::InputStream;
-using Ostrel::MimeInputStream;
-using Ostrel::SharedPtr;
+using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
-namespace {
-
-std::string makeBytes(size_t size)
+static std::string makeBytes(size_t size)
 {
     std::string bytes(size, '\0');
     std::generate(bytes.begin(), bytes.end(), std::mt19937(1));
@@ -19,7 +12,7 @@ std::string makeBytes(size_t size)
 }
 
 /// Bit by bit; each piece by itself, as one read of the source gives it.
-std::string encode(const std::string& bytes, size_t pieceSize)
+static std::string encode(const std::string& bytes, size_t pieceSize)
 {
     std::string text;
     for (size_t start = 0; start < bytes.size(); start += pieceSize) {
@@ -35,7 +28,7 @@ std::string encode(const std::string& bytes, size_t pieceSize)
     return text;
 }
 
-std::string readAll(InputStream& in, unsigned int pieceSize)
+static std::string readAll(InputStream& in, unsigned int pieceSize)
 {
     std::string text;
     std::vector<unsigned char> piece(pieceSize); // no byte more than asked for
@@ -44,10 +37,7 @@ std::string readAll(InputStream& in, unsigned int pieceSize)
     return text;
 }
 
-} // namespace
-
-class MimeInputStreamTest : public ReportTest
-{};
+using MimeInputStreamTest = ReportTest;
 
 TEST_F(MimeInputStreamTest, TextOfAllLengthsReadInOddPieces)
 {

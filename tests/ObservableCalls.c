@@ -1,11 +1,6 @@
 /* Every function of the observables' C interface, called from C. Returns the number of the line that failed, or 0. */
 #include "ostrel/Observable/observable_c.h"
-
-#define REQUIRE(condition)                                                                                             \
-    do {                                                                                                               \
-        if (!(condition))                                                                                              \
-            return __LINE__;                                                                                           \
-    } while (0)
+#include "tests/support/Require.h"
 
 int callObservableInterface(pthread_mutex_t* mutex);
 

@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
-
 #include "ostrel/property_map.h"
+#include "tests/support/TestIncludes.h"
 
-extern "C" {
-int getAndSetByFunctions();
-int exchangeByFunctions();
-}
+extern "C" int getAndSetByFunctions(); // property_map_calls.c
+extern "C" int exchangeByFunctions();
 
 TEST(PropertyMapCInterfaceTest, CallsFromCReachTheirOperations)
 {
@@ -18,8 +15,6 @@ TEST(PropertyMapCInterfaceDeathTest, NullHandlesStopWithTheDeclaration)
     EXPECT_DEATH(property_map_get_size(nullptr), "property_map.cpp:[0-9]+: uint32_t "
                                                  "property_map_get_size\\(const property_map\\*\\): "
                                                  "Assertion `map' failed");
-    EXPECT_DEATH(property_map_set_float(nullptr, 1, 1.0f),
-                 "PropertyMap_ReturnCode property_map_set_float\\(property_map\\*, int32_t, float\\): Assertion `map'");
     EXPECT_DEATH(property_map_read_externalized_size(nullptr, nullptr),
                  "unsigned int property_map_read_externalized_size\\(const property_map\\*, const uint8_t\\*\\): "
                  "Assertion `buffer'");

@@ -1,9 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <new>
-#include <tuple>
-
-#include "ostrel/DynamicPropertyMap.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/GuardedBuffer.h"
 #include "tests/support/PropertyMapSample.h"
@@ -43,9 +37,7 @@ void expectForm(const PropertyMap& map)
         ASSERT_EQ(countAllocations([&] { length = map.externalize(dest.data(), size); }), 0u);
         ASSERT_EQ(length, size < FORM.size() ? 0 : FORM.size());
         ASSERT_TRUE(dest.areGuardsIntact());
-        if (size >= FORM.size()) {
-            EXPECT_EQ(dest.copy(), FORM + std::string(size - FORM.size(), GuardedBuffer::FILL));
-        }
+        ASSERT_TRUE(size < FORM.size() || dest.copy() == FORM + std::string(size - FORM.size(), GuardedBuffer::FILL));
     }
 }
 
@@ -150,24 +142,4 @@ TEST(PropertyMapFormTest, DumpShowsEveryEntryAndTheOverhead)
               "###################### Total Overhead is [8] and about [100.0%]  ######################\n"
               "\t#### Key = [16777216], value = [0.500000] [Float], buffer offset = [12]\n"
               "###################### Total Overhead is [95] and about [47.5%]  ######################\n");
-}
-
-TEST(DynamicPropertyMapTest, CopiesAreDeep)
-{
-    unsigned char image[64] = {};
-    PropertyMap original(image, 50);
-    original.insert(1, 11);
-    DynamicPropertyMap fromImage(image, 64);
-    DynamicPropertyMap fromMap(original);
-    DynamicPropertyMap copy(fromMap);
-    fromMap.set(1, 12);
-    for (const PropertyMap& map : {original, static_cast<PropertyMap&>(fromImage), static_cast<PropertyMap&>(copy)}) {
-        int value = 0;
-        EXPECT_EQ(map.get(1, &value), PM_RC_OK);
-        EXPECT_EQ(value, 11);
-        EXPECT_EQ(map.getSize(), 50u); // the image's own, not that of the buffer made for it
-    }
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // their allocators stop instead
-    EXPECT_THROW(DynamicPropertyMap(image, -1), std::bad_alloc);
-#endif
 }

@@ -1,10 +1,5 @@
 #include "ostrel/PropertyMap.h"
 
-#include <gtest/gtest.h>
-
-#include <random>
-#include <string>
-
 #include "ostrel/internal/PropertyMapTable.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/PropertyMapModel.h"
@@ -21,31 +16,6 @@ TEST(PropertyMapTest, RandomOperationsAgreeWithAPlainList)
         for (int i = 0; i < 4000; ++i)
             ASSERT_STREQ(model.step(), nullptr) << "in step " << i;
     }
-}
-
-TEST(PropertyMapTest, LayoutIsThatOfTheFormat)
-{
-    unsigned char empty[8];
-    GuardedBuffer buffer(150);
-    PropertyMap map(buffer.data(), buffer.size());
-    map.insert(5, 0x11223344);
-    map.insert(-2, true);
-    map.insert(0x00FFFFFF, "ab");
-    map.insert(0x01000000, 7);
-    map.insert(3, false);
-    map.insert(4, 1.0f);
-    map.insert(-3, 1.0);
-    map.insert(1, reinterpret_cast<const unsigned char*>("12"), 2);
-    map.insert(2, PropertyMap(empty, sizeof(empty)));
-
-    const std::string values =
-        "ab\0"s + toBytes(7) + toBytes(1.0) + toBytes(2) + "12" + toBytes(8) + toBytes(8) + toBytes(8);
-    const std::string table = "\x07\x0F\0\0"s + toBytes(-3) + "\x01\x01\0\0"s + toBytes(-2) + "\x0A\x01\0\0"s +
-                              toBytes(23) + "\x0C\x02\0\0"s + toBytes(29) + "\0\x03\0\0"s + toBytes(0) +
-                              "\x04\x04\0\0"s + toBytes(1.0f) + "\x02\x05\0\0"s + toBytes(0x11223344) +
-                              "\x08\xFF\xFF\xFF"s + toBytes(8) + "\x03\x0B\0\0"s + toBytes(0x01000000);
-    const std::string unused(78 - 8 - values.size(), GuardedBuffer::FILL);
-    EXPECT_EQ(buffer.copy(), toBytes(150) + toBytes(78) + values + unused + table);
 }
 
 TEST(PropertyMapTest, ShorterValuesClearOnlyWhatTheirFollowersLeave)

@@ -3,7 +3,7 @@
 #include "ostrel/Assert.h"
 #include "ostrel/PropertyMap.h"
 #include "ostrel/WeakPtr.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
 
 #ifndef NDEBUG
 #error "this file is about NDEBUG"

@@ -1,17 +1,13 @@
 #include <expat.h>
 
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
-#include <functional>
 #include <stdexcept>
 
 #include "ostrel/SAXParser.h"
 #include "ostrel/XMLFileProcessor.h"
 #include "ostrel/XmlStreamFilter.h"
-#include "tests/support/AllocationFaults.h"
-#include "tests/support/JsonEventLog.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/PieceStream.h"
+#include "tests/support/ReportTest.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
@@ -45,7 +41,11 @@ struct EventLog : SAXHandler
     }
     void charData(const std::string& piece) override { write(piece, 't'); }
     void finished() override { write(".", 0); }
-    bool parseError() override { return (write("!", 0), onlyReported); }
+    bool parseError() override
+    {
+        write("!", 0);
+        return onlyReported;
+    }
     void write(const std::string& event, char kind)
     {
         AllocationFaults::Pause pause;
@@ -53,10 +53,15 @@ struct EventLog : SAXHandler
         if (kind != 0 && kind == failing)
             fail();
     }
+    void failIn(char kind, std::function<void()> how)
+    {
+        failing = kind;
+        fail = std::move(how);
+    }
 
     std::string text;
     bool onlyReported = false;
-    char failing = 0;
+    char failing = 0; ///< 's', 'e' or 't': a start, an end or a text.
     std::function<void()> fail;
 };
 
@@ -115,7 +120,7 @@ TEST_F(SAXParserTest, ParseExceptionOfTheHandlerStopsTheDocumentOthersWaitForThe
     };
     for (const auto& c : CASES) {
         for (const char event : {'s', 'e', 't'}) {
-            std::tie(log.failing, log.fail) = std::tie(event, c.first);
+            log.failIn(event, c.first);
             const std::string first = run(parser, "<a b='c'>text</a> ", 17); // in two pieces
             EXPECT_EQ(first == "<a b=c>text</a>.", c.second != "{enough}") << event;
             EXPECT_EQ(first.find("{enough}{enough}.[SAXParser:173 'expat error '") != std::string::npos,
@@ -148,9 +153,9 @@ TEST_F(SAXParserTest, WithoutMemoryTheDocumentEndsThereAndTheNextOneIsWhole)
     const std::string document = "<name-that-takes-a-block b='value that takes a block' c=''>t<i/>" +
                                  std::string(6000, 'x') + "<i/></name-that-takes-a-block>";
     const std::string whole = run(parser, document);
-    log.fail = [] { throw 7; };
     for (const auto& [failing, onlyReported] : {std::pair('n', true), {'n', false}, {'s', true}}) {
-        std::tie(log.failing, log.onlyReported) = std::tie(failing, onlyReported);
+        log.failIn(failing, [] { throw 7; });
+        log.onlyReported = onlyReported;
         sweepAllocationFailures([&](AllocationFaults& faults) {
             faults.arm();
             SAXParser starved(log);
@@ -181,7 +186,11 @@ TEST_F(SAXParserTest, WithoutMemoryTheDocumentEndsThereAndTheNextOneIsWhole)
 /// Writes down the lengths of the pieces between "start" and "end", then the text.
 struct CallLog : XMLParser
 {
-    void startDocument() override { calls = "start", text = ""; }
+    void startDocument() override
+    {
+        calls = "start";
+        text = "";
+    }
     void parse(const char* data, unsigned int length) override
     {
         calls += " " + std::to_string(length);
@@ -237,16 +246,23 @@ TEST_F(XmlFeederTest, FileIsReadInBlocksOf1024)
 
 TEST_F(XmlFeederTest, EveryByteOfAStreamArrivesOnceAndAFailureIsTold)
 {
-    const std::tuple<std::vector<unsigned int>, int, size_t, size_t, int, const char*> CASES[] = {
-        {{9999}, 0, 0, 9999, 0, "start 4096 4096 1 end"},   {{4095, 1, 5000}, 0, 0, 9999, 0, "start 4095 1 4096 1 end"},
-        {{9999}, -1, 0, 9999, -1, "start 4096 4096 1 end"}, {{9999}, 0, 2, 9999, 0, "start 4096 4096 1 end"},
-        {{9999}, 0, 4, 9999, -1, "start 4096 4096 1 end"},  {{9999}, 0, 0, 8192, 1, "start 4096 4096"},
-        {{4096, 100}, 0, 2, 9999, -1, "start 4096 100 end"}};
+    enum Outcome { DELIVERED = 0, FAILED = -1, THROWN = 1 };
+    const std::vector<unsigned int> WHOLE = {9999};
+    const size_t NOWHERE = 9999;
+    // The pieces, what a read at the end gives, which read fails, where the parser throws, the outcome, the calls.
+    const std::tuple<std::vector<unsigned int>, int, size_t, size_t, Outcome, const char*> CASES[] = {
+        {WHOLE, 0, 0, NOWHERE, DELIVERED, "start 4096 4096 1 end"},
+        {{4095, 1, 5000}, 0, 0, NOWHERE, DELIVERED, "start 4095 1 4096 1 end"},
+        {WHOLE, -1, 0, NOWHERE, FAILED, "start 4096 4096 1 end"},
+        {WHOLE, 0, 2, NOWHERE, DELIVERED, "start 4096 4096 1 end"},
+        {WHOLE, 0, 4, NOWHERE, FAILED, "start 4096 4096 1 end"},
+        {WHOLE, 0, 0, 8192, THROWN, "start 4096 4096"},
+        {{4096, 100}, 0, 2, NOWHERE, FAILED, "start 4096 100 end"}};
     for (const auto& [pieces, resultAtEnd, failingRead, throwAt, result, calls] : CASES) {
         log->throwAt = throwAt;
         ErrorStream stream(text, pieces, resultAtEnd);
         stream.failingRead = failingRead;
-        int outcome = 1;
+        int outcome = THROWN;
         try {
             outcome = XmlStreamFilter(stream, parser).start();
         } catch (const ParseException&) {

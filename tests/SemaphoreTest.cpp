@@ -1,21 +1,15 @@
-#include <atomic>
-#include <csignal>
-#include <sys/time.h>
-#include <thread>
 
 #include "ostrel/CppSemaphore.h"
-#include "tests/support/Eventually.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
+#include "tests/support/Waiting.h"
 
 using Ostrel::Semaphore;
 using Ostrel::Severity;
 
-namespace {
-
-std::atomic<int> interruptions{0};
+static std::atomic<int> interruptions{0};
 
 /// Lets `signal` interrupt system calls, from now on.
-void count(int signal)
+static void count(int signal)
 {
     interruptions = 0;
     struct sigaction action = {};
@@ -23,10 +17,7 @@ void count(int signal)
     sigaction(signal, &action, nullptr);
 }
 
-} // namespace
-
-class SemaphoreTest : public ReportTest
-{};
+using SemaphoreTest = ReportTest;
 
 TEST_F(SemaphoreTest, CountsItsUnits)
 {

@@ -1,10 +1,6 @@
-#include <type_traits>
-
-#include "ostrel/AutoPtr.h"
 #include "ostrel/SharedPtr.h"
 #include "ostrel/WeakPtr.h"
-#include "tests/support/AllocationFaults.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 
@@ -27,14 +23,11 @@ static_assert(!std::is_convertible<Base*, SharedPtr<Base>>::value, "taking owner
 
 } // namespace
 
-class SmartPointerTest : public ReportTest
-{
-protected:
-    SmartPointerTest() { Base::destroyed = 0; }
-};
+using SmartPointerTest = ReportTest;
 
 TEST_F(SmartPointerTest, LastShareDeletesTheObjectOnce)
 {
+    Base::destroyed = 0;
     SharedPtr<Base> second;
     {
         SharedPtr<Derived> first(new Derived);
@@ -67,30 +60,4 @@ TEST_F(SmartPointerTest, RefusedCountDeletesTheObject)
         const SharedPtr<Base> made = faults.during([] { return SharedPtr<Derived>::make(); }); // one block
         return owner && made;
     });
-}
-
-TEST_F(SmartPointerTest, NullIsReportedOncePerUse)
-{
-    const WeakPtr<Base> weak;
-    EXPECT_EQ(weak.get(), nullptr);
-    expectNoReports();
-    for (const Base* pointer : {weak.require(), weak.operator->()}) {
-        EXPECT_EQ(pointer, nullptr);
-        expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
-    }
-    const SharedPtr<Base> shared;
-    EXPECT_EQ(shared.operator->(), nullptr);
-    expectFailedCheck(Severity::FATAL, "SharedPtr", 180, "m_ptr");
-}
-
-TEST_F(SmartPointerTest, WeakComesFromEveryKindOfPointer)
-{
-    Derived object;
-    const AutoPtr<Derived> single(new Derived);
-    const SharedPtr<Derived> shared(new Derived);
-    const WeakPtr<Derived> weak(object);
-    for (const WeakPtr<Base> base : {WeakPtr<Base>(&object), WeakPtr<Base>(object), WeakPtr<Base>(weak)})
-        EXPECT_EQ(base.get(), &object);
-    EXPECT_EQ(WeakPtr<Base>(single).get(), single.get());
-    EXPECT_EQ(WeakPtr<Base>(shared).get(), shared.get());
 }

@@ -1,23 +1,11 @@
 #include "ostrel/Observable/StaticModel.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <climits>
-#include <future>
-#include <random>
-#include <thread>
-
 #include "tests/support/AllocationFaults.h"
-#include "tests/support/RegistryModel.h"
+#include "tests/support/CheckedRegistry.h"
 
 using namespace Ostrel;
 
-namespace {
-
-SilentObserver observers[5000]; // more than the addresses that have words from the start
-
-} // namespace
+static SilentObserver observers[5000]; // more than the addresses that have words from the start
 
 // In the small ones each operation often fits exactly, or misses by one byte.
 TEST(StaticModelTest, RandomOperationsKeepTheModelsBytesAndCodes)

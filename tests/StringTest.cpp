@@ -1,16 +1,7 @@
-#include <algorithm>
-#include <climits>
-#include <cstring>
-#include <functional>
-#include <random>
-#include <string>
-#include <tuple>
-
 #include "ostrel/DynamicString.h"
 #include "ostrel/FixedString.h"
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/GuardedBuffer.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
 
 using namespace Ostrel;
 
@@ -19,6 +10,7 @@ namespace {
 const auto RC_OK = ReadableString::RC_OK;
 const auto RC_INVALID_INDEX = ReadableString::RC_INVALID_INDEX;
 const auto RC_NO_SPACE = ReadableString::RC_NO_SPACE;
+const auto RC_OUT_OF_RANGE = ReadableString::RC_OUT_OF_RANGE;
 
 // Through any other class, owners would come to share a storage and free it twice.
 static_assert(!std::is_assignable_v<ReadableString&, ReadableString> && std::is_copy_assignable_v<DynamicString>, "");
@@ -74,6 +66,11 @@ struct Model
         text.erase(begin, getOffset(uint64_t(index) + count) - begin);
         return RC_OK;
     }
+    int replace(const std::string& source)
+    {
+        text.clear();
+        return insert(0, source);
+    }
     void trim()
     {
         text.erase(text.find_last_not_of(" \t\n\v\f\r") + 1);
@@ -99,14 +96,18 @@ TEST_F(StringTest, RandomEditsMatchTheModelInsideTheStorage)
         const std::function<bool()> EDITS[] = {
             [&] { return text.insert(index, source.c_str()) == model.insert(index, source); },
             [&] { return text.erase(index, count) == model.erase(index, count); },
-            [&] { return model.text.clear(), text.assign(source.c_str()) == model.insert(0, source); },
-            [&] { return model.text.clear(), text.assignFormat("%s", source.c_str()) == model.insert(0, source); },
+            [&] { return text.assign(source.c_str()) == model.replace(source); },
+            [&] { return text.assignFormat("%s", source.c_str()) == model.replace(source); },
             [&] { return text.insertFormat(index, "%s", source.c_str()) == model.insertFormatted(index, source); },
             [&] { // an index that reaches the byte size counts as no space here
                 const int code = abs(model.insertFormatted(text.getLength(), source));
                 return text.appendFormat("%s", source.c_str()) == code;
             },
-            [&] { return text.trim(), model.trim(), true; }};
+            [&] {
+                text.trim();
+                model.trim();
+                return true;
+            }};
         for (unsigned int step = 0; step < 30; ++step) {
             source.clear();
             for (size_t i = random() % 8; i > 0; --i)
@@ -123,23 +124,25 @@ TEST_F(StringTest, RandomEditsMatchTheModelInsideTheStorage)
 TEST_F(StringTest, TextsThatReachTheStoragesEndAreEditedInside)
 {
     typedef WritableString Text; // over four bytes, with the terminator behind them
-    const std::tuple<const char*, int (*)(Text&), int, const char*> CASES[] = {
-        {"abcd", [](Text& text) -> int { return text.insert(4, "xy"); }, RC_NO_SPACE, "abcd"},
-        {"abcd", [](Text& text) -> int { return text.insert(3, "xy"); }, RC_NO_SPACE, "abcd"},
-        {"abcd", [](Text& text) -> int { return text.insert(1, "xy"); }, RC_NO_SPACE, "axy"},
-        {"€d", [](Text& text) -> int { return text.appendFormat("x"); }, RC_NO_SPACE, "€d"},
-        {"abcd", [](Text& text) -> int { return ReadableString("xyz").substr(&text, 1, 2); }, 0, "abcd"},
-        {"abcdef", [](Text& text) -> int { return text.insert(6, "xy"); }, RC_NO_SPACE, "abcdef"},
-        {"abcdef", [](Text& text) -> int { return text.erase(1, 4); }, RC_OK, "a"},
-        {"abcdef", [](Text& text) -> int { return text.erase(5, 1); }, RC_INVALID_INDEX, "abcdef"},
-        {" abcde", [](Text& text) -> int { return text.trim(), 0; }, RC_OK, "abc"}};
+    const std::tuple<const char*, std::function<int(Text&)>, int, const char*> CASES[] = {
+        {"abcd", [](Text& text) { return text.insert(4, "xy"); }, RC_NO_SPACE, "abcd"},
+        {"abcd", [](Text& text) { return text.insert(3, "xy"); }, RC_NO_SPACE, "abcd"},
+        {"abcd", [](Text& text) { return text.insert(1, "xy"); }, RC_NO_SPACE, "axy"},
+        {"€d", [](Text& text) { return text.appendFormat("x"); }, RC_NO_SPACE, "€d"},
+        {"abcd", [](Text& text) { return ReadableString("xyz").substr(&text, 1, 2); }, false, "abcd"},
+        {"abcdef", [](Text& text) { return text.insert(6, "xy"); }, RC_NO_SPACE, "abcdef"},
+        {"abcdef", [](Text& text) { return text.erase(1, 4); }, RC_OK, "a"},
+        {"abcdef", [](Text& text) { return text.erase(5, 1); }, RC_INVALID_INDEX, "abcdef"}};
     for (const auto& [given, edit, code, expected] : CASES) {
         char block[16];
-        WritableString text(strcpy(block, given), 4);
+        Text text(strcpy(block, given), 4);
         EXPECT_EQ(edit(text), code) << given << ", " << expected;
         EXPECT_STREQ(block, expected);
         EXPECT_STREQ(block + 4, given + 4) << expected;
     }
+    char block[] = " abcde";
+    Text(block, 4).trim();
+    EXPECT_EQ(std::string(block, 7), std::string("abc\0de", 7));
 }
 
 TEST_F(StringTest, NullAndOddTextsAreSafe)
@@ -220,8 +223,13 @@ TEST_F(StringTest, StoreSubstringChecksInItsOrder)
     FixedString<6> fixed;
     DynamicString dynamic("abc", 3);
     const std::tuple<WritableString*, unsigned int, unsigned int, int, const char*> CASES[] = {
-        {nullptr, 4, 9, -1, ""}, {nullptr, 1, 4, 2, ""},   {nullptr, 1, UINT_MAX, 2, ""}, {&fixed, 1, 2, 0, "é€"},
-        {&fixed, 0, 3, 2, "é€"}, {&fixed, 4, 0, -1, "é€"}, {&dynamic, 1, 0, 0, "é€d"}};
+        {nullptr, 4, 9, RC_INVALID_INDEX, ""},
+        {nullptr, 1, 4, RC_OUT_OF_RANGE, ""},
+        {nullptr, 1, UINT_MAX, RC_OUT_OF_RANGE, ""},
+        {&fixed, 1, 2, RC_OK, "é€"},
+        {&fixed, 0, 3, RC_OUT_OF_RANGE, "é€"},
+        {&fixed, 4, 0, RC_INVALID_INDEX, "é€"},
+        {&dynamic, 1, 0, RC_OK, "é€d"}};
     for (const auto& [dest, index, count, code, expected] : CASES) {
         EXPECT_EQ(text.storeSubstring(dest, index, count), code) << index << " " << count;
         EXPECT_TRUE(dest == nullptr || *dest == expected) << index << " " << count;

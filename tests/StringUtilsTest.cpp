@@ -1,15 +1,7 @@
 #include "ostrel/StringUtils.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <random>
-#include <string>
-#include <tuple>
-#include <vector>
-
 #include "ostrel/internal/CaseFolding.h"
+#include "tests/support/TestIncludes.h"
 
 using namespace Ostrel;
 

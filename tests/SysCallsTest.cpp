@@ -1,15 +1,9 @@
 #include "ostrel/SysCalls.h"
 
-#include <csignal>
-#include <fcntl.h>
-#include <functional>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/time.h>
-#include <unistd.h>
 
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
 
 class SysCallsTest : public ReportTest
 {

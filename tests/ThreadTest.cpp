@@ -1,9 +1,4 @@
-#include <csignal>
-#include <functional>
-#include <mutex>
 #include <sys/prctl.h>
-#include <thread>
-#include <unistd.h>
 
 #include "ostrel/BufferedOutputStream.h"
 #include "ostrel/FdInputStream.h"
@@ -12,9 +7,8 @@
 #include "ostrel/FileOutputStream.h"
 #include "ostrel/SocketPair.h"
 #include "ostrel/Threadable.h"
-#include "tests/support/AllocationFaults.h"
-#include "tests/support/Eventually.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
+#include "tests/support/Waiting.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of what many families do when cancelled
 
@@ -144,7 +138,8 @@ TEST_F(ThreadTest, JoinedIdMayBelongToAnotherThread)
     AutoPtr<Thread> stale(new Thread(&first, "stale", false));
     stale->start();
     stale->waitFor();
-    other.start(); // has the id of the stale one now, and does not end by itself
+    other.start(); // does not end by itself
+    ASSERT_TRUE(pthread_equal(other.getThreadId(), stale->getThreadId())) << "the id is given out again";
     stale.reset();
     expectJoinErrors(1, "Thread not found");
     EXPECT_TRUE(other.isRunning());
@@ -159,8 +154,10 @@ TEST_F(ThreadTest, DetachedObjectsAreDestroyedOnce)
         AutoPtr<Work> work(new Work([] {}));
         AutoPtr<Thread> thread(new Thread(work.get(), "", false));
         thread->start();
-        if (thread->detach()) // which may come too late
-            work.release(), thread.release();
+        if (thread->detach()) { // which may come too late
+            work.release();
+            thread.release();
+        }
     }
     EXPECT_TRUE(eventually([&] { return AllocationFaults::getLiveBlocks() == before; }));
     EXPECT_EQ(destroyed, 400);
@@ -213,7 +210,10 @@ TEST_F(ThreadTest, JoinsAreHandedOnAndSetRightWhatTheThreadCouldNot)
 
 TEST_F(ThreadTest, DestructorsAreNoWayOutForACancelledThread)
 {
-    const auto makeDirty = [](FILE* file) { return fputc('a', file), file; }; // a close writes
+    const auto makeDirty = [](FILE* file) {
+        fputc('a', file); // a close writes
+        return file;
+    };
     Work work;
     auto* thread = new Thread(&work, "", false);
     thread->start();
@@ -232,7 +232,8 @@ TEST_F(ThreadTest, DestructorsAreNoWayOutForACancelledThread)
         bool isDone = false;
         std::thread([&] {
             pthread_cancel(pthread_self());
-            isDone = (destroy(), true);
+            destroy();
+            isDone = true;
         }).join();
         EXPECT_TRUE(isDone) << &destroy - CASES;
     }

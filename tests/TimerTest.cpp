@@ -1,15 +1,9 @@
 #include "ostrel/CppTimer.h"
 
-#include <csignal>
-#include <fcntl.h>
 #include <optional>
-#include <poll.h>
-#include <thread>
-#include <unistd.h>
 
-#include "ostrel/SocketPair.h"
-#include "tests/support/Eventually.h"
-#include "tests/support/RecordingPolicy.h"
+#include "tests/support/ReportTest.h"
+#include "tests/support/Waiting.h"
 
 using Ostrel::Timer;
 
@@ -40,8 +34,7 @@ struct Waiter
 
 } // namespace
 
-class TimerTest : public ReportTest
-{};
+using TimerTest = ReportTest;
 
 TEST_F(TimerTest, EndedWaitsLeaveNothing)
 {
@@ -78,7 +71,7 @@ TEST_F(TimerTest, EndsWhileASenderIsHeldUp)
             waiter.timer.stop();
     });
     pollfd descriptor = {waiter.commandSocket, POLLOUT, 0};
-    eventually([&] { return poll(&descriptor, 1, 0) == 0; });
+    EXPECT_TRUE(eventually([&] { return poll(&descriptor, 1, 0) == 0; })) << "the socket is full";
     isHeld = false;
     waiter.thread.join();
     sender.join();
@@ -110,17 +103,6 @@ TEST_F(TimerTest, InterruptedWaitDoublesWhatHasPassed)
     waiter.thread.join();
     EXPECT_GE(waiter.duration, 400) << "does not end at once";
     EXPECT_LT(waiter.duration, 600000);
-}
-
-TEST_F(TimerTest, SocketPairMode)
-{
-    Ostrel::SocketPair pair;
-    const auto isNonBlocking = [&](unsigned int index) { return fcntl(pair.getSocket(index), F_GETFL) & O_NONBLOCK; };
-    EXPECT_EQ(pair.setBlocking(false, 2), -1);
-    EXPECT_EQ(pair.setBlocking(false, 1), 0);
-    EXPECT_TRUE(isNonBlocking(1) && !isNonBlocking(0));
-    EXPECT_EQ(pair.setBlocking(true, 1), 0);
-    EXPECT_FALSE(isNonBlocking(1));
 }
 
 TEST(TimevalTest, Subtracts)

@@ -2,12 +2,7 @@
 #include <string.h>
 
 #include "ostrel/property_map.h"
-
-#define REQUIRE(condition)                                                                                             \
-    do {                                                                                                               \
-        if (!(condition))                                                                                              \
-            return __LINE__;                                                                                           \
-    } while (0)
+#include "tests/support/Require.h"
 
 int getAndSetByFunctions(void);
 int exchangeByFunctions(void);

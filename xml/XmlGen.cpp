@@ -6,6 +6,7 @@
 #include "ostrel/CopyBytes.h"
 #include "ostrel/internal/EscapedPiece.h"
 #include "ostrel/internal/IntegerPiece.h"
+#include "ostrel/internal/TextPieces.h"
 
 using Ostrel::BytesPiece;
 using Ostrel::CharacterPiece;
@@ -142,11 +143,11 @@ XmlGen& XmlGen::end()
 void XmlGen::closeElement()
 {
     if (_nameDepth == 0) {
-        write(END_OF_DOCUMENT); // readers of `getData()` see the document end there
+        write(END_OF_DOCUMENT); // see docs/compatibility.md
         return;
     }
     --_nameDepth;
-    // Not escaped, unlike in the opening tag, and readers know it so.
+    // Not escaped, unlike in the opening tag: see docs/compatibility.md.
     const Name& name = _names[_nameDepth];
     if (isInObject())
         write(TAG, SLASH, BytesPiece(name.getText(), name.getLength()), END_OF_TAG);

@@ -42,7 +42,6 @@ namespace xml {
 /// Errors:    as `TextGenerator`: misuse and lack of memory are the status of the current level. At document level a
 ///            lack of memory ends as `DONE`, and an error inside a collection keeps it from being closed. Where there
 ///            is no memory for the name of a collection, the level around it is in error.
-/// Threads:   one generator belongs to one thread at a time.
 class OSTREL_EXPORT XmlGen : public Ostrel::TextGenerator
 {
 public:

@@ -8,18 +8,19 @@ namespace xml {
 
 namespace {
 
-// Log collectors match on file and line, so the numbers of these sites outlive edits.
+constexpr int LINE_LIST = 79;
+constexpr int LINE_SERIALIZABLE = 113;
+constexpr int LINE_INTEGER = 134;
+constexpr int LINE_REAL = 162;
+constexpr int LINE_REAL_WITH_DIGITS = 176;
+constexpr int LINE_TEXT = 218;
+constexpr int LINE_BOOLEAN = 249;
+constexpr int LINE_NULL = 277;
+constexpr int LINE_NESTING = 290;
+
 const Ostrel::MisuseSites SITES = {
-    __FILE__,
-    79,  // list
-    113, // serializable
-    134, // integer
-    162, // double
-    176, // double with digits
-    218, // string
-    249, // bool
-    277, // null
-    290, // nesting
+    __FILE__,  LINE_LIST,    LINE_SERIALIZABLE, LINE_INTEGER, LINE_REAL, LINE_REAL_WITH_DIGITS,
+    LINE_TEXT, LINE_BOOLEAN, LINE_NULL,         LINE_NESTING,
 };
 
 } // namespace

@@ -24,11 +24,9 @@ namespace xml {
 /// keys and texts are as `XmlGen` says.
 ///
 /// Units:     integers keep their low 32 bits; `getDataLength` is bytes and counts the NUL that ends the document.
-/// Ownership: as `TextSerializer`.
 /// Errors:    as `TextSerializer`: ask `isOk` and `getErrorString` at the end; misuse is reported as recoverable.
 ///            `reset` starts a new text but forgives nothing: after a misuse the serializer is not OK for good, and a
 ///            key that is pending goes to the first keyless call of the new text.
-/// Threads:   one serializer belongs to one thread at a time.
 class OSTREL_EXPORT XmlSerializer : public Ostrel::TextSerializer<XmlGen>,
                                     public Ostrel::CreateMixins<XmlSerializer, Ostrel::AutoPtr<Ostrel::Serializer>>
 {

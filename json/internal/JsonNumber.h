@@ -36,4 +36,21 @@ private:
     unsigned long long _digits = 0; ///< All digits of the number, modulo 2^64.
 };
 
+/// Tells byte by byte where a number ends, for text that comes in pieces.
+///
+/// It goes by which byte may stand behind which: whether what ends there is a number is for `JsonNumber` to say.
+class JsonNumberBytes
+{
+public:
+    /// Whether the number goes on with `byte`; where it does not, the number has ended before.
+    bool takes(char byte);
+
+private:
+    bool allows(char byte) const;
+
+    char _last = '\0'; ///< None at first.
+    bool _hasPoint = false;
+    bool _hasExponent = false;
+};
+
 } // namespace json

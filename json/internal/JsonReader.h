@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdlib>
 
 #include "json/JsonParser.h"
+#include "json/internal/JsonScratch.h"
 
 namespace json {
 
@@ -18,35 +18,6 @@ enum JsonErrorCode {
     JSON_SCALAR_TOO_LONG = 4,
     JSON_EXCESS_DATA = 5,
     JSON_OUT_OF_MEMORY = 6
-};
-
-/// The text of the current key and value: on the stack until a token outgrows it, then on the heap; it never shrinks.
-///
-/// Units:     bytes.
-/// Ownership: owns its block; pointers into it die with `grow`.
-/// Errors:    `grow` is false when memory is exhausted, and what there was stays.
-/// Threads:   belongs to one parse.
-class JsonScratch
-{
-public:
-    JsonScratch() : _data(_initial), _end(_initial + sizeof(_initial)) {}
-    ~JsonScratch()
-    {
-        if (_data != _initial)
-            free(_data);
-    }
-    JsonScratch(const JsonScratch&) = delete;
-    JsonScratch& operator=(const JsonScratch&) = delete;
-
-    /// Doubles the room. `position`, a place in the buffer, moves with it.
-    bool grow(char*& position);
-    char* getData() { return _data; }
-    char* getEnd() { return _end; }
-
-private:
-    char* _data;
-    char* _end;
-    char _initial[512];
 };
 
 /// One parse: a recursive descent over a window of bytes that is refilled from a stream, or over the caller's bytes.
@@ -73,29 +44,30 @@ public:
 
 private:
     enum { MAX_DEPTH = 15 };
+    enum Collection { OBJECT, ARRAY };
 
     const char* ensureByte(const char* cur) { return cur != _end ? cur : refill(); }
     const char* refill();
     const char* findToken(const char* cur);
     const char* skipBlanks(const char* cur);
+    static const char* expect(const char* cur, char wanted);
 
     const char* readValue(const char* at, size_t keySize);
-    const char* readObject(const char* at, size_t keySize);
+    template <Collection KIND>
+    const char* readCollection(const char* at, size_t keySize);
+    template <Collection KIND>
+    const char* readElements(const char* cur);
     const char* readMember(const char* at);
-    const char* readArray(const char* at, size_t keySize);
     const char* readString(const char* at, size_t keySize);
     const char* readNumber(const char* at, size_t keySize);
     const char* readLiteral(const char* at, const char* literal, size_t length);
 
-    const char* terminateInWindow(const char* text);
-    const char* readShortText(const char* text, size_t offset, size_t& behind);
+    const char* findPlainEnd(const char* cur) const;
     const char* readText(const char* cur, size_t offset, size_t& behind);
+    const char* copyPlain(const char* cur, char*& out);
     const char* readEscape(const char* cur, char*& out);
     const char* readCodePoint(const char* cur, unsigned int& codePoint);
-    const char* collectNumber(const char* at, size_t& used);
-    const char* collectDigits(const char* cur, size_t& used);
-    const char* collectByte(const char* at, size_t& used);
-    bool copyToken(size_t offset, const char* token, size_t length);
+    const char* collectNumber(const char* at, size_t offset, size_t& length);
     const char* getKey(size_t keySize) { return keySize == 0 ? nullptr : _scratch.getData(); }
 
     JsonParser* _parser;

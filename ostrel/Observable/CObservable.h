@@ -8,10 +8,8 @@ namespace Ostrel {
 
 /// Makes the pthread mutex of a C caller a `Lockable`.
 ///
-/// Units:     none.
 /// Ownership: the mutex stays the caller's and outlives this object; a null one is never locked.
 /// Errors:    none; what the mutex answers is dropped.
-/// Threads:   as the mutex.
 class OSTREL_EXPORT CMutex : public Lockable
 {
 public:
@@ -26,11 +24,8 @@ private:
 
 /// Calls a C function for each notification.
 ///
-/// Units:     none.
 /// Ownership: as `Observer`. The function is not null; its source is the handle of the notifying observable, which must
 ///            be a `CObservable`.
-/// Errors:    as `Observer`.
-/// Threads:   as `Observer`.
 class OSTREL_EXPORT CObserver : public Observer
 {
 public:
@@ -44,10 +39,7 @@ private:
 
 /// An observable that deletes its lock when that was made for it alone; what an `ObservablePtr` stands for.
 ///
-/// Units:     none.
 /// Ownership: as `Observable`, but with `ownsLock` the lock is this object's.
-/// Errors:    as `Observable`.
-/// Threads:   as `Observable`.
 class OSTREL_EXPORT CObservable : public Observable
 {
 public:

@@ -14,7 +14,6 @@ struct StaticModelState;
 
 /// Where an observable keeps its registrations and how it reaches the observers.
 ///
-/// Units:     none.
 /// Ownership: observers are borrowed until they are removed.
 /// Errors:    codes; exceptions of observers pass through.
 /// Threads:   called with the observable's lock held.
@@ -30,7 +29,6 @@ public:
 /// Registrations in one buffer of the caller: a fixed budget and no allocation per registration. See `StaticModel`.
 ///
 /// Units:     `size` is bytes, at least 12.
-/// Ownership: the buffer stays the caller's and outlives this object.
 /// Errors:    a smaller buffer stops the process. An object whose construction ran out of memory takes no registration
 ///            (OBSERVABLE_INSUFFICIENT_MEMORY) and has none.
 /// Threads:   none of its own; the observable's lock guards it.
@@ -71,7 +69,6 @@ private:
 ///     const int newVolume = 11;
 ///     volume.notifyObservers(VOLUME_CHANGED, &newVolume);
 ///
-/// Units:     none.
 /// Ownership: owns the implementation; the lock and the observers stay the caller's and outlive their use here.
 /// Errors:    codes. An exception of an observer passes through and leaves the lock free.
 /// Threads:   each operation runs under the lock, callbacks included: one that calls back in needs a recursive lock.

@@ -8,7 +8,6 @@ class Observable;
 
 /// Receives the notifications of the events it is registered for.
 ///
-/// Units:     none.
 /// Ownership: whoever registers an observer keeps owning it, and removes it from every observable before it goes.
 /// Errors:    an exception leaves the notification at once; later observers are not called.
 /// Threads:   called on the notifying thread with the observable's lock held. Calling back into the same observable

@@ -23,6 +23,23 @@ bool makeWord(Observer* observer, uint32_t& word)
     return word != 0 || observer == nullptr;
 }
 
+/// The first place of an observer in an event's list, or the code that says which of the two is missing.
+struct Registration
+{
+    Observable_ReturnCode code;
+    StaticModelEventIterator event;
+    StaticModelObserverIterator slot;
+};
+
+inline Registration findRegistration(StaticModelState* state, int id, Observer* observer)
+{
+    const StaticModelEventIterator event = StaticModel::findEvent(state, id);
+    if (event == StaticModel::end(state))
+        return {OBSERVABLE_EVENT_NOT_FOUND, event, StaticModelObserverIterator(nullptr)};
+    const StaticModelObserverIterator slot = event.findObserver(observer);
+    return {slot == event.end() ? OBSERVABLE_OBSERVER_NOT_FOUND : OBSERVABLE_OK, event, slot};
+}
+
 } // namespace
 
 Observer* StaticModelObserverIterator::operator*() const
@@ -138,7 +155,7 @@ StaticModelEventIterator StaticModel::findEvent(StaticModelState* state, const i
 
 Observable_ReturnCode StaticModel::addEvent(StaticModelState* state, const int& id)
 {
-    // The room comes first, so that a known event is refused too by a full buffer: callers rely on the code.
+    // The room comes first, so that a known event is refused too by a full buffer: see docs/compatibility.md.
     if (insufficentMemory(state, getEventHeaderSize(id)))
         return OBSERVABLE_INSUFFICIENT_MEMORY;
     if (findEvent(state, id) == end(state))
@@ -180,30 +197,22 @@ Observable_ReturnCode StaticModel::addEventAndObserver(StaticModelState* state, 
 
 Observable_ReturnCode StaticModel::removeObserver(StaticModelState* state, const int& id, Observer* observer)
 {
-    const StaticModelEventIterator event = findEvent(state, id);
-    if (event == end(state))
-        return OBSERVABLE_EVENT_NOT_FOUND;
-    const StaticModelObserverIterator found = event.findObserver(observer);
-    if (found == event.end())
-        return OBSERVABLE_OBSERVER_NOT_FOUND;
-
-    removeObserverInternal(state, event, found);
-    return OBSERVABLE_OK;
+    const Registration found = findRegistration(state, id, observer);
+    if (found.code == OBSERVABLE_OK)
+        removeObserverInternal(state, found.event, found.slot);
+    return found.code;
 }
 
 Observable_ReturnCode StaticModel::removeEventAndObserver(StaticModelState* state, const int& id, Observer* observer)
 {
-    const StaticModelEventIterator event = findEvent(state, id);
-    if (event == end(state))
-        return OBSERVABLE_EVENT_NOT_FOUND;
-    const StaticModelObserverIterator found = event.findObserver(observer);
-    if (found == event.end())
-        return OBSERVABLE_OBSERVER_NOT_FOUND;
+    const Registration found = findRegistration(state, id, observer);
+    if (found.code != OBSERVABLE_OK)
+        return found.code;
 
-    if (event.getCount() < 2) {
-        removeEventInternal(state, event);
+    if (found.event.getCount() < 2) {
+        removeEventInternal(state, found.event);
     } else {
-        removeObserverInternal(state, event, found);
+        removeObserverInternal(state, found.event, found.slot);
     }
     return OBSERVABLE_OK;
 }

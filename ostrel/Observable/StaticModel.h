@@ -75,11 +75,9 @@ private:
 ///         delete registry;
 ///     }
 ///
-/// Units:     sizes are bytes.
 /// Ownership: the buffer stays the caller's and outlives the state; observers are borrowed.
 /// Errors:    codes; a refused operation has changed nothing. A buffer below `MINIMUM_BUFFER_SIZE` stops the process.
 ///            What the buffer holds is trusted.
-/// Threads:   not synchronized.
 class OSTREL_EXPORT StaticModel
 {
 public:

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "ostrel/TextGenerator.h"
+#include "ostrel/CopyBytes.h"
 
 namespace Ostrel {
 
@@ -15,6 +15,19 @@ enum EscapeRule {
     XML_ESCAPES   ///< Nothing else: other control characters are copied.
 };
 
+/// Marks the bytes of a block that are not copied as they are. The one list of them: the table below follows it.
+template <EscapeRule RULE, class Block>
+__attribute__((always_inline)) inline constexpr auto markSpecials(const Block& block)
+{
+    const auto always = block.equal('"') | block.equal('\\');
+    if constexpr (RULE == JSON_ESCAPES) {
+        return always | block.equal('/') | block.equal(127) | block.below(' ');
+    } else {
+        // From backspace to carriage return each has a letter, but the vertical tab.
+        return always | (block.below('\r' + 1) & ~block.below('\b') & ~block.equal('\v'));
+    }
+}
+
 /// By byte COPIED, DROPPED or the character that follows the backslash. Fixed, since `iscntrl` would follow the locale.
 /// The terminator is not COPIED, so that a search ends there.
 class EscapeTable
@@ -22,32 +35,57 @@ class EscapeTable
 public:
     enum : unsigned char { COPIED = 0, DROPPED = 1 };
 
-    explicit constexpr EscapeTable(EscapeRule rule)
+    template <EscapeRule RULE>
+    static constexpr EscapeTable make()
     {
-        if (rule == JSON_ESCAPES) {
-            for (int control = 0; control < 32; ++control)
-                _entries[control] = DROPPED;
-            _entries[127] = DROPPED;
-            _entries[static_cast<int>('/')] = '/';
+        EscapeTable table;
+        table._entries[0] = DROPPED;
+        for (int byte = 1; byte < 128; ++byte) {
+            if ((markSpecials<RULE>(Single{byte}) & 1) != 0)
+                table._entries[byte] = getLetter(byte);
         }
-        _entries[0] = DROPPED;
-        _entries[static_cast<int>('\b')] = 'b';
-        _entries[static_cast<int>('\t')] = 't';
-        _entries[static_cast<int>('\n')] = 'n';
-        _entries[static_cast<int>('\f')] = 'f';
-        _entries[static_cast<int>('\r')] = 'r';
-        _entries[static_cast<int>('"')] = '"';
-        _entries[static_cast<int>('\\')] = '\\';
+        return table;
     }
 
     constexpr unsigned char operator[](char byte) const { return _entries[static_cast<unsigned char>(byte)]; }
 
 private:
+    /// A block of one byte, for the compiler.
+    struct Single
+    {
+        int byte;
+
+        constexpr unsigned int equal(int other) const { return byte == other ? 1 : 0; }
+        constexpr unsigned int below(int other) const { return byte < other ? 1 : 0; }
+    };
+
+    static constexpr unsigned char getLetter(int byte)
+    {
+        switch (byte) {
+        case '\b':
+            return 'b';
+        case '\t':
+            return 't';
+        case '\n':
+            return 'n';
+        case '\f':
+            return 'f';
+        case '\r':
+            return 'r';
+        case '"':
+        case '\\':
+        case '/':
+            return static_cast<unsigned char>(byte);
+        default:
+            return DROPPED;
+        }
+    }
+
     unsigned char _entries[256] = {};
 };
 
 template <EscapeRule RULE>
-inline constexpr EscapeTable ESCAPES(RULE);
+inline constexpr EscapeTable ESCAPES = EscapeTable::make<RULE>();
 
 /// A piece of text for `TextGenerator::write`, escaped. Not exported.
 ///

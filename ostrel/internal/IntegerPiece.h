@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "ostrel/TextGenerator.h"
+#include "ostrel/internal/TextPieces.h"
 
 namespace Ostrel {
 

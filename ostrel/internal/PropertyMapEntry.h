@@ -3,6 +3,8 @@
 /// The bytes of a property map's header and key entries, for the sources of the family.
 #pragma once
 
+#include <cstring>
+
 #include "ostrel/PropertyMap.h"
 #include "ostrel/Unaligned.h"
 

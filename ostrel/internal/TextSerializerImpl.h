@@ -14,7 +14,7 @@
 
 namespace Ostrel {
 
-/// Where a serializer reports its misuses. Log collectors match on file and line.
+/// Where a serializer reports its misuses.
 struct MisuseSites
 {
     const char* file;
@@ -30,6 +30,10 @@ struct MisuseSites
 };
 
 const unsigned char DEFAULT_DIGITS = 6;
+
+/// Whether a generator takes integers of 64 bits.
+template <class Generator>
+constexpr bool TAKES_64_BITS = false;
 
 template <class Generator>
 TextSerializer<Generator>::TextSerializer(const MisuseSites& sites)
@@ -103,7 +107,7 @@ template <class Generator>
 void TextSerializer<Generator>::refuse(int line, const char* text)
 {
     _errorText = text;
-    reportMessage(Severity::RECOVERABLE, "%s:%d - '%s'", _sites.file, line, text);
+    OSTREL_REPORT_FROM(RECOVERABLE, _sites.file, line, "%s", text);
 }
 
 /// True, with the misuse kept and reported, when one more value inside a value would take too much stack.
@@ -162,7 +166,7 @@ StructBuilder& TextSerializer<Generator>::list(const char* key)
         return *this;
     if (_pendingKey != nullptr) {
         _errorText = "Unexpected list with key";
-        reportMessage(Severity::RECOVERABLE, "%s:%d - '%s ... %s'", _sites.file, _sites.list, _errorText, key);
+        OSTREL_REPORT_FROM(RECOVERABLE, _sites.file, _sites.list, "%s ... %s", _errorText, key);
         return *this;
     }
     _generator->array(key);
@@ -209,29 +213,43 @@ StructBuilder& TextSerializer<Generator>::add(const Serializable& value)
 }
 
 template <class Generator>
-template <class Integer>
-StructBuilder& TextSerializer<Generator>::addInteger(const char* key, Integer value)
-{
-    return addKeyed(_sites.integer, "Unexpected integer with key", key, value);
-}
-
-template <class Generator>
-template <class Integer>
-StructBuilder& TextSerializer<Generator>::addInteger(Integer value)
-{
-    return addKeyless(value);
-}
-
-template <class Generator>
 StructBuilder& TextSerializer<Generator>::add(const char* key, int value)
 {
-    return addInteger(key, value);
+    if constexpr (TAKES_64_BITS<Generator>) {
+        return add(key, static_cast<long long>(value)); // virtual: who overrides the wider form gets them all
+    } else {
+        return addKeyed(_sites.integer, "Unexpected integer with key", key, value);
+    }
+}
+
+template <class Generator>
+StructBuilder& TextSerializer<Generator>::add(const char* key, long long value)
+{
+    if constexpr (TAKES_64_BITS<Generator>) {
+        return addKeyed(_sites.integer, "Unexpected integer with key", key, value);
+    } else {
+        return Serializer::add(key, value);
+    }
 }
 
 template <class Generator>
 StructBuilder& TextSerializer<Generator>::add(int value)
 {
-    return addInteger(value);
+    if constexpr (TAKES_64_BITS<Generator>) {
+        return add(static_cast<long long>(value));
+    } else {
+        return addKeyless(value);
+    }
+}
+
+template <class Generator>
+StructBuilder& TextSerializer<Generator>::add(long long value)
+{
+    if constexpr (TAKES_64_BITS<Generator>) {
+        return addKeyless(value);
+    } else {
+        return Serializer::add(value);
+    }
 }
 
 template <class Generator>
@@ -283,15 +301,15 @@ StructBuilder& TextSerializer<Generator>::add(bool value)
 }
 
 template <class Generator>
-StructBuilder& TextSerializer<Generator>::add(const char* key, NullType)
+StructBuilder& TextSerializer<Generator>::add(const char* key, NullType value)
 {
-    return addKeyed(_sites.null, "Unexpected null with key", key, TextGenerator::NullType());
+    return addKeyed(_sites.null, "Unexpected null with key", key, value);
 }
 
 template <class Generator>
-StructBuilder& TextSerializer<Generator>::add(NullType)
+StructBuilder& TextSerializer<Generator>::add(NullType value)
 {
-    return addKeyless(TextGenerator::NullType());
+    return addKeyless(value);
 }
 
 } // namespace Ostrel

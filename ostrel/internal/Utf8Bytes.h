@@ -32,4 +32,11 @@ inline int getSequenceLength(char lead)
     return CHAR_LEN_TABLE[static_cast<unsigned char>(lead)];
 }
 
+/// Bytes of the longest prefix of whole characters within `maxBytes`.
+inline unsigned int getFittingLength(const char* text, unsigned int maxBytes)
+{
+    const char* const end = calculateTruncationPoint(text, maxBytes);
+    return end == nullptr ? 0 : static_cast<unsigned int>(end - text);
+}
+
 } // namespace Ostrel

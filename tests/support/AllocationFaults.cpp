@@ -1,11 +1,5 @@
 #include "tests/support/AllocationFaults.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 namespace {
 
 std::atomic<long> liveBlocks{0};

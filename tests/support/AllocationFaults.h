@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include "tests/support/TestIncludes.h"
 
 /// Makes allocations fail on purpose. The test program replaces `operator new`, and wraps `malloc`, `realloc` and
 /// `strdup` as the library's objects call them; all of them count here.

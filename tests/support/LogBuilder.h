@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "ostrel/StructBuilder.h"
@@ -21,14 +22,12 @@ public:
     {
         const char closing = _open.back() == '{' ? '}' : ']';
         _open.pop_back();
-        text += closing;
-        text += ' ';
+        text += std::string(1, closing) + " ";
         return *this;
     }
     StructBuilder& add(const char* key, const Ostrel::Serializable& value) override
     {
-        text += key;
-        text += ':';
+        text += std::string(key) + ":";
         return add(value);
     }
     StructBuilder& add(const Ostrel::Serializable& value) override
@@ -77,3 +76,14 @@ inline std::string describe(const Ostrel::Serializable* value)
         value->serialize(builder);
     return value == nullptr ? "nothing" : builder.text;
 }
+
+/// Describes itself by the calls it is given.
+struct Described : Ostrel::Serializable
+{
+    using Calls = std::function<void(Ostrel::StructBuilder&)>;
+    explicit Described(Calls ownCalls) : calls(std::move(ownCalls)) {}
+    const char* getTypeName() const override { return "Described"; }
+    void serialize(Ostrel::WeakPtr<Ostrel::StructBuilder> builder) const override { calls(*builder); }
+
+    const Calls calls;
+};

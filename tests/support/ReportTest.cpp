@@ -1,9 +1,4 @@
-#include "tests/support/RecordingPolicy.h"
-
-#include <cerrno>
-#include <cstdlib>
-
-#include "tests/support/AllocationFaults.h"
+#include "tests/support/ReportTest.h"
 
 using namespace Ostrel;
 

@@ -1,7 +1,8 @@
 #pragma once
 
 #include <chrono>
-#include <thread>
+
+#include "tests/support/TestIncludes.h"
 
 /// Lets other threads run until `condition` holds. False when it does not within a time that only a hang takes.
 template <class Condition>

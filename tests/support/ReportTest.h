@@ -1,12 +1,7 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <mutex>
-#include <string>
-#include <vector>
-
 #include "ostrel/ErrorServer.h"
+#include "tests/support/AllocationFaults.h"
 
 /// One report as it reached the policy, taken apart.
 struct Report

@@ -76,7 +76,7 @@ bool isSurrogate(unsigned int unit)
 }
 
 /// Narrow ranges, and both units have to miss theirs: more than the well-formed pairs is let through, and DBFF DFFF,
-/// which is one, is not. Texts that were once accepted have to stay readable.
+/// which is one, is not: see docs/compatibility.md.
 bool isRejectedPair(unsigned int hi, unsigned int lo)
 {
     return (hi < 0xD801 || hi > 0xDBFE) && (lo < 0xDC01 || lo > 0xDFFE);
@@ -132,7 +132,7 @@ int convertUtf16ToUtf8(char* dest, const unsigned char* src, int destSize)
             src += UNIT_SIZE;
             if (isRejectedPair(codePoint, lo))
                 return -1;
-            codePoint = joinPair(codePoint, lo); // 0x10000 is not added: stored texts have these code points
+            codePoint = joinPair(codePoint, lo); // 0x10000 is not added: see docs/compatibility.md
             atEnd = lo == 0;                     // a lone surrogate took the terminator with it
         }
         if (!output.put(codePoint))

@@ -1,0 +1,173 @@
+/// Not installed: internal to the library.
+///
+/// A stretch of text that is examined at once: 16 bytes where the processor has vectors, else one word of eight.
+///
+/// `equal` and `below` mark bytes; marks combine by `|`, `&` and `~`, and are given back to the block that they are of.
+/// `gather` makes one word of them, to be asked for the first and without it for the next one.
+///
+/// Units:     bytes; positions count from the block's first byte in memory, and `SIZE` stands for none.
+/// Ownership: the bytes are copied in and out.
+/// Errors:    none; `SIZE` bytes must exist.
+/// Threads:   plain memory accesses.
+#pragma once
+
+#include <cstdint>
+
+#include "ostrel/Unaligned.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#elif defined(__ARM_NEON)
+#include <arm_neon.h>
+#endif
+
+namespace Ostrel {
+
+/// Eight bytes, as every host can.
+class WordBlock
+{
+public:
+    enum { SIZE = 8 };
+    using Marks = uint64_t;
+    using Gathered = uint64_t;
+
+    explicit WordBlock(uint64_t bytes) : _bytes(bytes) {}
+    explicit WordBlock(const char* from) : _bytes(loadU64(from)) {}
+
+    void store(char* to) const { storeU64(to, _bytes); }
+    WordBlock masked(unsigned char mask) const { return WordBlock(_bytes & (mask * ONES)); }
+
+    // The highest bit of a byte is its mark. Seven bits are compared, which carry into the eighth and no further, so
+    // the marks are right on any byte order. Bytes of 128 and above drop out when the marks are gathered.
+    Marks equal(unsigned char byte) const { return ~((getLow() ^ (byte * ONES)) + LOW_BITS); }
+    Marks below(unsigned char byte) const { return ~(getLow() + (128U - byte) * ONES); }
+    Gathered gather(Marks marks) const { return marks & ~_bytes & ~LOW_BITS; }
+
+    bool hasAny(Marks marks) const { return gather(marks) != 0; }
+    unsigned int find(Marks marks) const { return findFirst(gather(marks)); }
+    unsigned int findOther(Marks marks) const { return findFirst(~gather(marks) & ~LOW_BITS); }
+
+    static unsigned int findFirst(Gathered found)
+    {
+        if (found == 0)
+            return SIZE;
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        return static_cast<unsigned int>(__builtin_ctzll(found)) / 8;
+#else
+        return static_cast<unsigned int>(__builtin_clzll(found)) / 8;
+#endif
+    }
+
+    static Gathered dropFirst(Gathered found)
+    {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        return found & (found - 1);
+#else
+        return found & (~uint64_t{0} >> (8 * findFirst(found) + 1));
+#endif
+    }
+
+private:
+    static constexpr uint64_t ONES = 0x0101010101010101U;
+    static constexpr uint64_t LOW_BITS = 0x7F * ONES;
+
+    uint64_t getLow() const
+    {
+        return _bytes & LOW_BITS;
+    }
+
+    uint64_t _bytes;
+};
+
+#if defined(__SSE2__)
+
+class ByteBlock
+{
+public:
+    enum { SIZE = 16 };
+    using Marks = __m128i;
+    using Gathered = unsigned int;
+
+    explicit ByteBlock(const char* from) : _bytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))) {}
+    ByteBlock(uint64_t first, uint64_t second)
+        : _bytes(_mm_set_epi64x(static_cast<long long>(second), static_cast<long long>(first)))
+    {}
+
+    void store(char* to) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _bytes); }
+    ByteBlock masked(unsigned char mask) const { return ByteBlock(_mm_and_si128(_bytes, repeat(mask))); }
+
+    Marks equal(unsigned char byte) const { return _mm_cmpeq_epi8(_bytes, repeat(byte)); }
+
+    /// The smaller one, unsigned, of a byte and the highest below is the byte itself.
+    Marks below(unsigned int byte) const { return _mm_cmpeq_epi8(_mm_min_epu8(_bytes, repeat(byte - 1)), _bytes); }
+
+    static Gathered gather(Marks marks) { return static_cast<unsigned int>(_mm_movemask_epi8(marks)); }
+
+    static bool hasAny(Marks marks) { return gather(marks) != 0; }
+    static unsigned int find(Marks marks) { return findFirst(gather(marks)); }
+    static unsigned int findOther(Marks marks) { return findFirst(~gather(marks)); }
+
+    static unsigned int findFirst(Gathered found)
+    {
+        return static_cast<unsigned int>(__builtin_ctz(found | 1U << SIZE));
+    }
+
+    static Gathered dropFirst(Gathered found) { return found & (found - 1); }
+
+private:
+    explicit ByteBlock(__m128i bytes) : _bytes(bytes) {}
+
+    static __m128i repeat(unsigned int byte) { return _mm_set1_epi8(static_cast<char>(byte)); }
+
+    __m128i _bytes;
+};
+
+#elif defined(__ARM_NEON)
+
+class ByteBlock
+{
+public:
+    enum { SIZE = 16 };
+    using Marks = uint8x16_t;
+    using Gathered = uint64_t;
+
+    explicit ByteBlock(const char* from) : _bytes(vld1q_u8(reinterpret_cast<const uint8_t*>(from))) {}
+
+    void store(char* to) const { vst1q_u8(reinterpret_cast<uint8_t*>(to), _bytes); }
+    ByteBlock masked(unsigned char mask) const { return ByteBlock(vandq_u8(_bytes, vdupq_n_u8(mask))); }
+
+    Marks equal(unsigned char byte) const { return vceqq_u8(_bytes, vdupq_n_u8(byte)); }
+    Marks below(unsigned char byte) const { return vcltq_u8(_bytes, vdupq_n_u8(byte)); }
+
+    /// Four bits for each byte, since there is no instruction that gathers one.
+    static Gathered gather(Marks marks)
+    {
+        return vget_lane_u64(vreinterpret_u64_u8(vshrn_n_u16(vreinterpretq_u16_u8(marks), 4)), 0);
+    }
+
+    static bool hasAny(Marks marks) { return gather(marks) != 0; }
+    static unsigned int find(Marks marks) { return findFirst(gather(marks)); }
+    static unsigned int findOther(Marks marks) { return findFirst(~gather(marks)); }
+
+    static unsigned int findFirst(Gathered found)
+    {
+        if (found == 0)
+            return SIZE;
+        return static_cast<unsigned int>(__builtin_ctzll(found)) / 4;
+    }
+
+    static Gathered dropFirst(Gathered found) { return found & ~(uint64_t{0xF} << (4 * findFirst(found))); }
+
+private:
+    explicit ByteBlock(uint8x16_t bytes) : _bytes(bytes) {}
+
+    uint8x16_t _bytes;
+};
+
+#else
+
+using ByteBlock = WordBlock;
+
+#endif
+
+} // namespace Ostrel
