@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "bench/Benchmarks.h"
+#include "json/JsonDeserializer.h"
 #include "ostrel/ArrayList.h"
 #include "ostrel/ByteArrayInputStream.h"
 #include "ostrel/DataObject.h"
 #include "ostrel/DataObjectHandler.h"
 #include "ostrel/DynamicLookupTable.h"
-#include "json/JsonDeserializer.h"
 
 using Ostrel::AutoPtr;
 using Ostrel::DataObject;

@@ -1,9 +1,9 @@
 // One value out of a document of 1 KB: the query in place beside our own parse to a tree.
 #include "bench/Benchmarks.h"
-#include "ostrel/ByteArrayInputStream.h"
-#include "ostrel/DataObjectHandler.h"
 #include "json/JsonData.h"
 #include "json/JsonDeserializer.h"
+#include "ostrel/ByteArrayInputStream.h"
+#include "ostrel/DataObjectHandler.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cstdio>
 
 #include "bench/Benchmarks.h"
-#include "ostrel/FileInputStream.h"
 #include "json/JsonParser.h"
+#include "ostrel/FileInputStream.h"
 
 #ifdef HAVE_YAJL
 #include <yajl/yajl_parse.h>

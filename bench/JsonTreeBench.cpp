@@ -1,9 +1,9 @@
 // JSON text to a tree and back to nothing, and a tree to JSON text.
 #include "bench/Benchmarks.h"
-#include "ostrel/ByteArrayInputStream.h"
-#include "ostrel/DataObjectHandler.h"
 #include "json/JsonDeserializer.h"
 #include "json/JsonSerializer.h"
+#include "ostrel/ByteArrayInputStream.h"
+#include "ostrel/DataObjectHandler.h"
 
 #ifdef HAVE_CJSON
 #include <cjson/cJSON.h>

@@ -2,9 +2,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "json/JsonSerializer.h"
 #include "ostrel/DataObject.h"
 #include "ostrel/ErrorServer.h"
-#include "json/JsonSerializer.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): an example reads better without prefixes
 

@@ -11,12 +11,12 @@
 #include <fcntl.h>
 #include <sched.h>
 
+#include "json/JsonParser.h"
 #include "ostrel/CppTimer.h"
 #include "ostrel/FifoBuffer.h"
 #include "ostrel/InputStream.h"
 #include "ostrel/SysCalls.h"
 #include "ostrel/Threadable.h"
-#include "json/JsonParser.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): an example reads better without prefixes
 

@@ -1,8 +1,8 @@
 #include <cstdio>
 
+#include "json/JsonDeserializer.h"
 #include "ostrel/ByteArrayInputStream.h"
 #include "ostrel/DataObjectHandler.h"
-#include "json/JsonDeserializer.h"
 
 int main()
 {

@@ -12,11 +12,11 @@
 #include <string>
 #include <sys/stat.h>
 
+#include "json/JsonDeserializer.h"
+#include "json/JsonSerializer.h"
 #include "ostrel/DataObject.h"
 #include "ostrel/DataObjectHandler.h"
 #include "ostrel/FileInputStream.h"
-#include "json/JsonDeserializer.h"
-#include "json/JsonSerializer.h"
 
 #include "FirstReport.h"
 

@@ -11,11 +11,11 @@
 #include <string>
 #include <unistd.h>
 
+#include "json/JsonSerializer.h"
 #include "ostrel/DataObjectSaxHandler.h"
 #include "ostrel/ErrorServer.h"
 #include "ostrel/SAXParser.h"
 #include "ostrel/XMLFileProcessor.h"
-#include "json/JsonSerializer.h"
 
 #include "FirstReport.h"
 

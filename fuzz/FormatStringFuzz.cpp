@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "ostrel/DataObject.h"
 #include "json/JsonSerializer.h"
+#include "ostrel/DataObject.h"
 
 namespace {
 

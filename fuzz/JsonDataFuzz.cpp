@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ostrel/AutoPtr.h"
 #include "json/JsonData.h"
+#include "ostrel/AutoPtr.h"
 
 using json::JsonData;
 

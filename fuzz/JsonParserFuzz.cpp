@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "json/JsonParser.h"
 #include "tests/support/JsonEventLog.h"
 #include "tests/support/PieceStream.h"
-#include "json/JsonParser.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <new>
 
+#include "json/JsonParser.h"
 #include "ostrel/Report.h"
 #include "ostrel/internal/RestoredValue.h"
-#include "json/JsonParser.h"
 
 namespace json {
 

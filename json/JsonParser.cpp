@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "json/internal/JsonReader.h"
 #include "ostrel/FileInputStream.h"
 #include "ostrel/internal/Narrowing.h"
-#include "json/internal/JsonReader.h"
 
 namespace json {
 

@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ostrel/StringUtils.h"
 #include "json/internal/JsonBlock.h"
 #include "json/internal/JsonNumber.h"
+#include "ostrel/StringUtils.h"
 
 namespace json {
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "json/JsonGen.h"
 #include "ostrel/AutoPtr.h"
 #include "ostrel/CreateMixins.h"
 #include "ostrel/Export.h"
 #include "ostrel/TextSerializer.h"
-#include "json/JsonGen.h"
 
 namespace json {
 

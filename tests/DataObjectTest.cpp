@@ -1,8 +1,8 @@
 #include "ostrel/DataObject.h"
 
+#include "json/JsonSerializer.h"
 #include "tests/support/LogBuilder.h"
 #include "tests/support/ReportTest.h"
-#include "json/JsonSerializer.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 

@@ -1,6 +1,6 @@
+#include "json/JsonGen.h"
 #include "tests/support/TestIncludes.h"
 #include "xml/XmlGen.h"
-#include "json/JsonGen.h"
 
 /// Escapes byte by byte. Where controls are dropped, blanks at the end stand for them.
 static std::string escapeSlowly(const std::string& text, const std::string& letters, bool dropsControls)

@@ -1,8 +1,8 @@
 #include "json/JsonDeserializer.h"
 
+#include "json/JsonParser.h"
 #include "ostrel/ByteArrayInputStream.h"
 #include "tests/support/ReportTest.h"
-#include "json/JsonParser.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 

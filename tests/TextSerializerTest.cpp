@@ -1,9 +1,9 @@
 // Both serializers: the same calls, each with its own text and lines.
 
+#include "json/JsonSerializer.h"
 #include "tests/support/LogBuilder.h"
 #include "tests/support/ReportTest.h"
 #include "xml/XmlSerializer.h"
-#include "json/JsonSerializer.h"
 
 using namespace Ostrel; // NOLINT(google-build-using-namespace): a test of the whole family
 using json::JsonSerializer;
