@@ -164,7 +164,7 @@ TEST_F(SAXParserTest, WithoutMemoryTheDocumentEndsThereAndTheNextOneIsWhole)
                     starved.parse(&document[i], static_cast<unsigned>(std::min(document.size() - i, size_t{1500})));
                 } catch (const ParseException& exception) {
                     const AllocationFaults::Pause pause;
-                    EXPECT_TRUE(failing == 's' || strstr(exception.what(), "out of memory")) << exception.what();
+                    EXPECT_TRUE(log.failing == 's' || strstr(exception.what(), "out of memory")) << exception.what();
                 }
             }
             starved.endDocument();
