@@ -86,28 +86,32 @@ TEST_F(DataObjectBuilderTest, WithoutMemoryEndsBalanceAndTheNextTreeIsWhole)
 {
     const AutoPtr<DataObject> number = DataObject::createInt(3);
     const std::string whole = "{l:[i2 s(x) null ] last:i4 m:{a:i1 b:i1 c:i1 d:i1 e:i1 f:i1 g:i1 h:i1 i:i3 } } ";
-    sweepAllocationFailures([&](AllocationFaults& faults) {
-        std::string trees[2];
-        for (std::string& tree : trees) {
-            _builder.map();
-            if (&tree == trees)
-                faults.arm();
-            _builder.list("l").add(2).add("x").add(StructBuilder::NullType()).add(*number).end().map("m");
-            for (char key[] = "a"; *key < 'i'; ++*key)
-                _builder.add(key, true);
-            _builder.add("i", *number).end();
-            faults.disarm();
-            const bool isReported = !takeReports().empty();
-            _builder.add("last", 4).end();
-            tree = describe(_tree.getRoot().get());
-            takeReports(); // of missing children
-            EXPECT_TRUE(_tree.getRoot()->has("last")) << "ends did not reach the root: " << tree;
-            EXPECT_TRUE(isReported || tree == whole) << "lost without a report: " << tree;
-            _builder.reset();
-        }
-        EXPECT_EQ(trees[1], whole);
-        return trees[0] == whole;
-    });
+    for (const bool withRoot : {false, true}) {
+        sweepAllocationFailures([&](AllocationFaults& faults) {
+            std::string trees[2];
+            for (std::string& tree : trees) {
+                if (withRoot && &tree == trees)
+                    faults.arm();
+                _builder.map();
+                if (&tree == trees)
+                    faults.arm();
+                _builder.list("l").add(2).add("x").add(StructBuilder::NullType()).add(*number).end().map("m");
+                for (char key[] = "a"; *key < 'i'; ++*key)
+                    _builder.add(key, true);
+                _builder.add("i", *number).end();
+                faults.disarm();
+                const bool isReported = !takeReports().empty();
+                _builder.add("last", 4).end();
+                tree = describe(_tree.getRoot().get());
+                takeReports(); // of missing children
+                EXPECT_TRUE(withRoot || _tree.getRoot()->has("last")) << "ends did not reach the root: " << tree;
+                EXPECT_TRUE(isReported || tree == whole) << "lost without a report: " << tree;
+                _builder.reset();
+            }
+            EXPECT_EQ(trees[1], whole);
+            return trees[0] == whole;
+        });
+    }
 }
 
 TEST_F(DataObjectBuilderTest, MisuseIsRememberedUntilReset)

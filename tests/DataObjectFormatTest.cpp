@@ -21,10 +21,10 @@ protected:
             const bool isOwn = report.source == "DataObject";
             EXPECT_EQ(report.severity, isOwn ? Severity::RECOVERABLE : Severity::FATAL);
             // The page of reports has them too.
-            static const char LINES[] = "236 Not supporte 239 Unexpected f 264 Invalid stri 281 Invalid inte "
+            static const char LINES[] = " 236 Not supporte 239 Unexpected f 264 Invalid stri 281 Invalid inte "
                                         "293 Unexpected c 301 Nested too d 332 Invalid map  345 unable to pa "
                                         "349 duplicate ke";
-            const std::string place = std::to_string(report.line) + " " + report.text.substr(1, 12);
+            const std::string place = " " + std::to_string(report.line) + " " + report.text.substr(1, 12);
             EXPECT_TRUE(!isOwn || strstr(LINES, place.c_str()) != nullptr) << place;
             result += "\n" + (isOwn ? "" : report.source + " ") + report.text;
         }

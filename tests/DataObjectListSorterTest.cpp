@@ -1,6 +1,7 @@
 #include "ostrel/DataObjectListSorter.h"
 
 #include <numeric>
+#include <set>
 
 #include "tests/support/LogBuilder.h"
 #include "tests/support/ReportTest.h"
@@ -12,6 +13,7 @@ namespace {
 using Values = std::vector<int>;
 
 int comparisons = 0;
+std::set<uintptr_t> frames; ///< Where the comparisons stood on the stack.
 
 int getValue(const DataObject& node)
 {
@@ -21,6 +23,7 @@ int getValue(const DataObject& node)
 bool isLess(WeakPtr<DataObject> a, WeakPtr<DataObject> b)
 {
     ++comparisons;
+    frames.insert(reinterpret_cast<uintptr_t>(__builtin_frame_address(0)));
     return getValue(*a) < getValue(*b);
 }
 
@@ -86,6 +89,16 @@ TEST_F(DataObjectListSorterTest, ComparisonsAndClonesAreThoseOfTheMethod)
     comparisons = 0;
     EXPECT_EQ(SORT.partition(list, 3, 6), 3);
     EXPECT_EQ(comparisons, 1 + 3) << "the lower bound is compared before it stops j";
+}
+
+TEST_F(DataObjectListSorterTest, ASortedListTakesNoStackForEachChild)
+{
+    Values sorted(500);
+    std::iota(sorted.begin(), sorted.end(), 1);
+    ListOfLists list(sorted);
+    frames.clear();
+    SORT(list);
+    EXPECT_LT(*frames.rbegin() - *frames.begin(), 8192u);
 }
 
 TEST_F(DataObjectListSorterTest, TiesEndWhereTheMethodPutsThem)

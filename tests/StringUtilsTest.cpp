@@ -94,6 +94,8 @@ TEST(StringUtilsTest, CopiesWholeCharactersBelowTheLimits)
         EXPECT_STREQ(dest, expected);
     }
     char dest[4] = "##";
+    char inPlace[] = "xéz";
+    EXPECT_STREQ(Utf8strccpy(inPlace, inPlace + 1, 9, 9), "éz");
     EXPECT_STREQ(Utf8strncpy(dest, nullptr, 3), "##");
     EXPECT_STREQ(Utf8strncpy(dest, "xéz", 4), "xé");
 }
