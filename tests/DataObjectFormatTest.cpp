@@ -106,6 +106,16 @@ TEST_F(DataObjectFormatTest, ContainersTakeFormats)
     EXPECT_TRUE(list.has(2) && map.has("x"));
 }
 
+TEST_F(DataObjectFormatTest, ATextTooLongToCopyIsNoKey)
+{
+    const std::string text(262144, 'k');
+    static const char RESULT[] = "nothing\nDynamicString 'Requested string is far too large:  262145\n'\n"
+                                 "DynamicString test 'RC_OK == growAndAssign(orig)' failed\n"
+                                 "'unable to parse key'\n'Invalid map input @ : 1}\n'";
+    EXPECT_EQ(parse("{%s: 1}", text.c_str()), RESULT);
+    EXPECT_EQ(parse(("{'" + text + "': 1}").c_str()), RESULT);
+}
+
 TEST_F(DataObjectFormatTest, TextsHaveAnyLengthAndRefusedMemoryLeaksNone)
 {
     for (const size_t length : {63, 64, 5000}) {

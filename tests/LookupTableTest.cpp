@@ -45,3 +45,13 @@ TEST_F(LookupTableTest, OtherKindsOfKeyAreOrderedByTheirOwnLess)
     EXPECT_EQ(*table.remove("a"), 'a');
     EXPECT_FALSE(table.has("a"));
 }
+
+TEST_F(LookupTableTest, InsertionBeyondTheEndIsReportedAndRefused)
+{
+    struct : DynamicLookupTable<int, const char*>
+    {
+        int insertBehind() { return insertAt(getSize() + 1, "key", 1); }
+    } table;
+    EXPECT_EQ(table.insertBehind(), -1);
+    expectFailedCheck(Ostrel::Severity::FATAL, "DynamicLookupTable", 87, "index <= _entries.getSize()");
+}
