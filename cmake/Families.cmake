@@ -19,7 +19,6 @@ ostrel_family(Base TITLE "Base"
     ostrel/Assert.h
     ostrel/AtomicCounter.h
     ostrel/AutoPtr.h
-    ostrel/CopyBytes.h
     ostrel/Export.h
     ostrel/Mutex.h
     ostrel/Unaligned.h
@@ -28,6 +27,7 @@ ostrel_family(Base TITLE "Base"
     ostrel/Version.h
   INTERNAL
     ostrel/internal/CancellationPause.h
+    ostrel/internal/CopyBytes.h
     ostrel/internal/Descriptor.h
     ostrel/internal/Narrowing.h
     ostrel/internal/Nesting.h

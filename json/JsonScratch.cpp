@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ostrel/CopyBytes.h"
+#include "ostrel/internal/CopyBytes.h"
 
 namespace json {
 

@@ -6,97 +6,97 @@
 
 namespace Ostrel {
 
-DataObjectBuilder::DataObjectBuilder() : m_errorText(nullptr), m_pendingKey(nullptr), m_level(0) {}
+DataObjectBuilder::DataObjectBuilder() : _errorText(nullptr), _pendingKey(nullptr), _level(0) {}
 
 DataObjectBuilder::~DataObjectBuilder() = default;
 
 const char* DataObjectBuilder::getErrorString() const
 {
-    return m_errorText;
+    return _errorText;
 }
 
 void DataObjectBuilder::reset()
 {
-    m_errorText = nullptr;
-    m_handler.reset();
+    _errorText = nullptr;
+    _handler.reset();
 }
 
 bool DataObjectBuilder::isOk() const
 {
-    return m_errorText != nullptr; // the wrong way round: see docs/compatibility.md
+    return _errorText != nullptr; // the wrong way round: see docs/compatibility.md
 }
 
 StructBuilder& DataObjectBuilder::map(const char* key)
 {
-    m_handler.objectStart(nullptr, key);
+    _handler.objectStart(nullptr, key);
     return *this;
 }
 
 StructBuilder& DataObjectBuilder::map()
 {
-    map(m_pendingKey);
-    m_pendingKey = nullptr;
+    map(_pendingKey);
+    _pendingKey = nullptr;
     return *this;
 }
 
 StructBuilder& DataObjectBuilder::list(const char* key)
 {
-    m_handler.arrayStart(nullptr, key);
+    _handler.arrayStart(nullptr, key);
     return *this;
 }
 
 StructBuilder& DataObjectBuilder::list()
 {
-    list(m_pendingKey);
-    m_pendingKey = nullptr;
+    list(_pendingKey);
+    _pendingKey = nullptr;
     return *this;
 }
 
 StructBuilder& DataObjectBuilder::end()
 {
-    const DataObjectHandler::DataObjectHandlerInfo* top = m_handler.getTopOfStack().get();
-    if (!m_handler.hasOpenEntry())
+    const DataObjectHandler::DataObjectHandlerInfo* top = _handler.getTopOfStack().get();
+    if (!_handler.hasOpenEntry())
         return *this;
 
     if (top != nullptr && top->type == DataObjectHandler::TYPE_VALUE)
-        m_errorText = "Invalid end call";
+        _errorText = "Invalid end call";
     else
-        m_handler.objectEnd(nullptr); // of a list too, and of an entry that found no memory
+        _handler.objectEnd(nullptr); // of a list too, and of an entry that found no memory
     return *this;
 }
 
 StructBuilder& DataObjectBuilder::add(const char* key, const Serializable& value)
 {
-    const DataObjectHandler::DataObjectHandlerInfo* top = m_handler.getTopOfStack().get();
-    if (!m_handler.hasOpenEntry()) {
-        m_errorText = "Unable to add serializable without nesting";
+    const DataObjectHandler::DataObjectHandlerInfo* top = _handler.getTopOfStack().get();
+    if (!_handler.hasOpenEntry()) {
+        _errorText = "Unable to add serializable without nesting";
         return *this;
     }
     if (top == nullptr)
         return *this; // an entry that found no memory
     if (top->type != DataObjectHandler::TYPE_MAP) {
-        m_errorText = "Invalid add with key on non-object";
+        _errorText = "Invalid add with key on non-object";
         return *this;
     }
     // Restored also after a value that made no call: its key must not reach the next one.
-    const RestoredValue<const char*> outerKey(m_pendingKey, key);
+    const RestoredValue<const char*> outerKey(_pendingKey, key);
     serialize(value, *this);
     return *this;
 }
 
 StructBuilder& DataObjectBuilder::add(const Serializable& value)
 {
-    const DataObjectHandler::DataObjectHandlerInfo* top = m_handler.getTopOfStack().get();
-    if (top == nullptr && m_handler.hasOpenEntry())
+    const DataObjectHandler::DataObjectHandlerInfo* top = _handler.getTopOfStack().get();
+    if (top == nullptr && _handler.hasOpenEntry())
         return *this; // as above
     if (top == nullptr || top->type != DataObjectHandler::TYPE_LIST) {
-        m_errorText = "Add with no key requires top of stack to be a list.";
+        _errorText = "Add with no key requires top of stack to be a list.";
         return *this;
     }
     // The value describes itself to a builder that is thrown away: the list stays as it is: see
     // docs/compatibility.md.
     DataObjectBuilder dropped;
-    dropped.m_level = m_level;
+    dropped._level = _level;
     serialize(value, dropped);
     return *this;
 }
@@ -104,9 +104,9 @@ StructBuilder& DataObjectBuilder::add(const Serializable& value)
 /// Each value inside a value takes stack.
 void DataObjectBuilder::serialize(const Serializable& value, DataObjectBuilder& target)
 {
-    if (!OSTREL_CHECK(RECOVERABLE, "m_level < MAX_NESTING", target.m_level < MAX_NESTING))
+    if (!OSTREL_CHECK(RECOVERABLE, "_level < MAX_NESTING", target._level < MAX_NESTING))
         return;
-    const RestoredValue<unsigned int> outerLevel(target.m_level, target.m_level + 1);
+    const RestoredValue<unsigned int> outerLevel(target._level, target._level + 1);
     value.serialize(target);
 }
 
@@ -117,7 +117,7 @@ StructBuilder& DataObjectBuilder::add(const char* key, int value)
 
 StructBuilder& DataObjectBuilder::add(const char* key, long long value)
 {
-    m_handler.onInteger(nullptr, key, value);
+    _handler.onInteger(nullptr, key, value);
     return *this;
 }
 
@@ -153,7 +153,7 @@ StructBuilder& DataObjectBuilder::add(double value, unsigned char digits)
 
 StructBuilder& DataObjectBuilder::add(const char* key, const char* value)
 {
-    m_handler.onString(nullptr, key, value);
+    _handler.onString(nullptr, key, value);
     return *this;
 }
 
@@ -164,7 +164,7 @@ StructBuilder& DataObjectBuilder::add(const char* value)
 
 StructBuilder& DataObjectBuilder::add(const char* key, bool value)
 {
-    m_handler.onBoolean(nullptr, key, value);
+    _handler.onBoolean(nullptr, key, value);
     return *this;
 }
 
@@ -175,7 +175,7 @@ StructBuilder& DataObjectBuilder::add(bool value)
 
 StructBuilder& DataObjectBuilder::add(const char* key, NullType)
 {
-    m_handler.onNull(nullptr, key);
+    _handler.onNull(nullptr, key);
     return *this;
 }
 
@@ -188,8 +188,8 @@ StructBuilder& DataObjectBuilder::add(NullType value)
 template <class... Value>
 StructBuilder& DataObjectBuilder::addKeyless(Value... value)
 {
-    add(m_pendingKey, value...);
-    m_pendingKey = nullptr;
+    add(_pendingKey, value...);
+    _pendingKey = nullptr;
     return *this;
 }
 

@@ -67,7 +67,7 @@ public:
     StructBuilder& add(NullType value) override;
 
     /// The tree; empty before the first call. It may be taken before it is complete.
-    SharedPtr<DataObject> getRoot() const { return m_handler.getRoot(); }
+    SharedPtr<DataObject> getRoot() const { return _handler.getRoot(); }
 
 private:
     template <class... Value>
@@ -75,10 +75,10 @@ private:
     StructBuilder& refuseDouble();
     static void serialize(const Serializable& value, DataObjectBuilder& target);
 
-    const char* m_errorText;
-    const char* m_pendingKey;
-    unsigned int m_level; ///< How many values describe themselves right now, one inside the other.
-    DataObjectHandler m_handler;
+    const char* _errorText;
+    const char* _pendingKey;
+    unsigned int _level; ///< How many values describe themselves right now, one inside the other.
+    DataObjectHandler _handler;
 };
 
 } // namespace Ostrel

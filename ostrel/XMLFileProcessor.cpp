@@ -15,7 +15,7 @@ const std::streamsize BLOCK_SIZE = 1024;
 
 } // namespace
 
-XMLFileProcessor::XMLFileProcessor(const std::string& fileName, const SharedPtr<XMLParser>& parser) : m_parser(parser)
+XMLFileProcessor::XMLFileProcessor(const std::string& fileName, const SharedPtr<XMLParser>& parser) : _parser(parser)
 {
     try {
         m_input.open(fileName);
@@ -36,17 +36,17 @@ void XMLFileProcessor::start()
     if (!m_input)
         return;
 
-    if (XMLParser* const parser = m_parser.require())
+    if (XMLParser* const parser = _parser.require())
         parser->startDocument();
     std::streamsize count;
     do {
         char block[BLOCK_SIZE];
         count = m_input.read(block, BLOCK_SIZE).gcount();
         // An empty last piece is passed on too: see docs/compatibility.md.
-        if (XMLParser* const parser = m_parser.require())
+        if (XMLParser* const parser = _parser.require())
             parser->parse(block, static_cast<unsigned int>(count));
     } while (count == BLOCK_SIZE);
-    if (XMLParser* const parser = m_parser.require())
+    if (XMLParser* const parser = _parser.require())
         parser->endDocument();
 }
 

@@ -36,7 +36,7 @@ public:
     void start();
 
 private:
-    SharedPtr<XMLParser> m_parser;
+    SharedPtr<XMLParser> _parser;
     std::ifstream m_input;
 };
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <exception>
 
-#include "ostrel/CopyBytes.h"
+#include "ostrel/internal/CopyBytes.h"
 
 namespace Ostrel {
 

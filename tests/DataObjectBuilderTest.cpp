@@ -77,7 +77,7 @@ TEST_F(DataObjectBuilderTest, ValuesNestAThousandLevelsDeep)
         });
         nested.serialize(_builder);
         EXPECT_EQ(depth, 1001) << "the outermost one, and 1,000 in it";
-        EXPECT_EQ(takeReports().back().text, "test 'm_level < MAX_NESTING' failed");
+        EXPECT_EQ(takeReports().back().text, "test '_level < MAX_NESTING' failed");
         _builder.reset();
     }
 }

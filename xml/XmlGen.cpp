@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ostrel/CopyBytes.h"
+#include "ostrel/internal/CopyBytes.h"
 #include "ostrel/internal/EscapedPiece.h"
 #include "ostrel/internal/IntegerPiece.h"
 #include "ostrel/internal/TextPieces.h"

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "ostrel/CopyBytes.h"
+#include "ostrel/internal/CopyBytes.h"
 
 namespace Ostrel {
 

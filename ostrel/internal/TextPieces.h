@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "ostrel/CopyBytes.h"
 #include "ostrel/TextGenerator.h"
+#include "ostrel/internal/CopyBytes.h"
 
 namespace Ostrel {
 

@@ -1,3 +1,4 @@
+/// Not installed: internal to the library.
 #pragma once
 
 #include <cstddef>
