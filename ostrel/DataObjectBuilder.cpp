@@ -93,7 +93,7 @@ StructBuilder& DataObjectBuilder::add(const Serializable& value)
         _errorText = "Add with no key requires top of stack to be a list.";
         return *this;
     }
-    // The value describes itself to a builder that is thrown away: the list stays as it is: see
+    // The value describes itself to a builder that is thrown away, and the list stays as it is: see
     // docs/compatibility.md.
     DataObjectBuilder dropped;
     dropped._level = _level;

@@ -237,8 +237,7 @@ Scalar FormatReader::readDirective()
         ++_cursor;
         return readLongDirective();
     case 'p':
-        // The pointer is not taken from the arguments: the next directive gets it. See
-        // docs/compatibility.md.
+        // The pointer stays among the arguments, and the next directive gets it: see docs/compatibility.md.
         ++_cursor;
         OSTREL_REPORT_FROM(RECOVERABLE, REPORTING_FILE, LINE_POINTER, "Not supported");
         return Scalar::none();
