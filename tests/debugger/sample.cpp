@@ -16,9 +16,7 @@
 using namespace Ostrel;
 
 struct Job : SListNode
-{
-    int duration = 2;
-};
+{};
 
 using Numbers = DynamicArrayList<int, 8>;
 using Table = DynamicLookupTable<int, const char*>;
@@ -39,7 +37,6 @@ int main()
     fixedText.assign("fixed");
     AutoPtr<DataObject> tree = DataObject::parse("{'A': %d, 'long': 'abcdef', 'b': [1, 'x', [], {'c': null}]}", -5);
     tree->get("b").append(AutoPtr<DataObject>());
-    [[maybe_unused]] const DataObject& root = *tree;
     auto* const loop = new DataObjectList;
     loop->append("[]");
     loop->append(AutoPtr<DataObject>(loop));

@@ -3,41 +3,42 @@ import re
 
 import gdb
 
-EXPRESSIONS = """text; fixedText; *(Ostrel::ReadableString*) &text; root; tree; *loop; numbers; table; shared; weak; array
-entries; jobs; ring
-sample.map; view; broken; *(Ostrel::CObservable*) subject; stack; fifo"""
-COMMANDS = """ostrel-map mapBytes; ostrel-map mapHandle; ostrel-map brokenMap; ostrel-map 8; ostrel-registry registry
-ostrel-registry subject; ostrel-registry brokenRegistry; ostrel-registry zeros; ostrel-registry nothing"""
+EXPRESSIONS = """text; fixedText; tree; *loop; numbers; table; entries; shared; weak; array; jobs; ring; sample.map
+view; broken; *(Ostrel::CObservable*) subject; stack; fifo"""
+COMMANDS = """ostrel-map mapHandle; ostrel-map brokenMap; ostrel-map 8; ostrel-registry subject
+ostrel-registry brokenRegistry; ostrel-registry zeros; ostrel-registry nothing"""
 CLASSES = """Ostrel::DynamicString; Ostrel::DataObject; Ostrel::StringDataObject; Ostrel::DataObjectList; PropertyMap
-Ostrel::DataObjectMap; Numbers; Table; Ostrel::SListBase; Ostrel::AutoPtrArray<Job>
-Ostrel::SharedPtr<Job>
-Ostrel::WeakPtr<Ostrel::SListNode>; Ostrel::StaticModelState; Ostrel::CObservable; Ostrel::HeapStack
-Ostrel::FifoBuffer"""
+Ostrel::DataObjectMap; Numbers; Table; Ostrel::SListBase; Ostrel::AutoPtrArray<Job>; Ostrel::SharedPtr<Job>
+Ostrel::WeakPtr<Ostrel::SListNode>; Ostrel::StaticModelState; Ostrel::CObservable; Ostrel::HeapStack; Ostrel::FifoBuffer
+"""
 
 
 def split(lines):
-    return [part.strip() for line in lines.splitlines() for part in line.split(";")]
+    return [part.strip() for line in lines.strip().splitlines() for part in line.split(";")]
 
 
 def run(command):
-    try:
-        shown = gdb.execute(command, to_string=True)
-    except gdb.error as fault:
-        shown = f"refused: {fault}"
+    shown = gdb.execute(command, to_string=True).strip()
     shown = re.sub(r"_vptr[^,]*, ", "", shown)  # differs between compilers
-    return command + "\n  " + re.sub("0x[0-9a-f]+", "0x...", shown.strip())
+    assert shown, command
+    return f"{command} => " + re.sub("0x[0-9a-f]+", "0x...", shown)
+
+
+def refuse(command):
+    try:
+        return run(command)
+    except gdb.error as fault:
+        return f"{command} refused: " + re.sub("0x[0-9a-f]+", "0x...", str(fault))
 
 
 def show_all():
     shown = [run("output " + expression) for expression in split(EXPRESSIONS)]
-    shown += [run(command) for command in split(COMMANDS)]
-    for name in split(CLASSES):
-        shown += [run(f"output *({name}*) {memory}") for memory in ("zeros", "garbage")]
-    gdb.execute("set print elements 2")
-    gdb.execute("set print max-depth 1")
-    shown += [run("output " + expression) for expression in ("*loop", "text", "numbers", "sample.map", "fifo")]
-    gdb.execute("set print elements 200")
-    gdb.execute("set print max-depth 10")
+    shown += [refuse(command) for command in split(COMMANDS)]
+    for memory in ("zeros", "garbage"):
+        for name in split(CLASSES):
+            run(f"output *({name}*) {memory}")  # anything but a failure, which the caller sees
+    for expression in ("*loop", "text", "numbers", "sample.map", "fifo"):
+        shown.append(run("with print elements 2 -- with print max-depth 1 -- output " + expression))
     return "\n".join(shown) + "\n"
 
 
