@@ -79,7 +79,7 @@ def escape(character):
         return f"\\x{ord(character) - 0xDC00:02x}"  # a byte that is no UTF-8
     try:
         character.encode(gdb.host_charset())
-    except (UnicodeError, LookupError):
+    except (UnicodeError, LookupError, AttributeError):  # the last from a gdb before 12
         return json.dumps(character)[1:-1]
     if character.isprintable() and character not in '"\\':
         return character
