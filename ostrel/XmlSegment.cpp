@@ -99,7 +99,7 @@ XmlSegment::ReturnCode XmlSegment::checkEncoding()
         if (beginsWith(_buffer, UTF_8_MARK, UTF_8_MARK_LENGTH))
             _start = _scanned = UTF_8_MARK_LENGTH;
     }
-    if (!_isEncodingRefused)
+    if (!_isEncodingRefused || _scanned == _end)
         return RC_NEED_MORE;
     _start = _scanned = _end;
     return RC_ENCODING;
@@ -215,7 +215,7 @@ XmlSegment::ReturnCode XmlSegment::makeRoom()
 
 bool XmlSegment::isBetweenElements() const
 {
-    return _depth == 0 && _scanned == _end && _scanner.isInText();
+    return _depth == 0 && _scanned == _end && _scanner.isInText() && !_isEncodingRefused;
 }
 
 } // namespace Ostrel

@@ -54,7 +54,7 @@ OSTREL_EXPORT const char* findTagMarker(const char* text, unsigned int length, c
 /// Units:     bytes. Each byte is looked at once, and moved inside the buffer once at most, however it is cut.
 /// Ownership: buffer and name stay the caller's and outlive this; the heap is never touched. An element is lent until
 ///            the next call that is not const, and may be changed in place.
-/// Errors:    a `ReturnCode`; nothing is reported. All but `RC_ENCODING` leave the segment able to go on.
+/// Errors:    a `ReturnCode`; nothing is reported. After all but `RC_ENCODING` the next element is found.
 class OSTREL_EXPORT XmlSegment
 {
 public:
@@ -63,7 +63,7 @@ public:
         RC_NEED_MORE = 1, ///< All bytes are looked at, and there is room for at least one more.
         RC_TOO_LARGE = 2, ///< The element is larger than the buffer. What remains of it will be passed over.
         RC_BETWEEN = 3,   ///< What `Between` refuses. Told once between two elements; the rest will be passed over.
-        RC_ENCODING = 4   ///< Not ASCII-compatible. Stays for good; bytes are taken and dropped.
+        RC_ENCODING = 4   ///< Not ASCII-compatible. Told again of whatever else comes; all of it is dropped.
     };
 
     /// What happens to the bytes between elements.
