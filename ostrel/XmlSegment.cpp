@@ -97,7 +97,7 @@ XmlSegment::ReturnCode XmlSegment::checkEncoding()
         _isEncodingKnown = true;
         _isEncodingRefused = !isAsciiCompatible(_buffer);
         if (beginsWith(_buffer, UTF_8_MARK, UTF_8_MARK_LENGTH))
-            _start = _scanned = UTF_8_MARK_LENGTH;
+            _scanned = UTF_8_MARK_LENGTH;
     }
     if (!_isEncodingRefused || _scanned == _end)
         return RC_NEED_MORE;
@@ -209,7 +209,6 @@ XmlSegment::ReturnCode XmlSegment::makeRoom()
         return RC_NEED_MORE;
     _isSkipping = true;
     _position = _offset + _start;
-    _start = _scanned;
     return RC_TOO_LARGE;
 }
 

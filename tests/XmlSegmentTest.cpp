@@ -65,16 +65,17 @@ TEST(FindTagMarkerTest, WhatIsNoTagOfThatNameIsPassedOver)
     static const Case CASES[] = {
         {"text ^<a>", "a"},
         {"<ab/><x:a/></aa><A>^<a\n>", "a"},
-        {"<abc>^</ab \t>", "ab"},
-        {"<!-- <a> -- -> ---> ->^<a/>", nullptr},
-        {"<![CDATA[<a>]]]]>]>]]]>^<a b='/>' c=\"'>\"/>", "a"},
-        {"<?p <a> ? >?"
+        {"<abc><a>^</ab \t>", "ab"},
+        {"<!-- -><a> - -><a> -- ><a> <a>--->^<a/>", "a"},
+        {"<![CDATA[ ]><a> ] ]><a> ]] ><a> <a>]]]>^<a b='/>' c=\"'>\"/>", nullptr},
+        {"<?p ><a> ? ><a>?"
          "?><?xml?>^<a>",
          "a"},
-        {"<!DOCTYPE r SYSTEM '[>' [<!ENTITY e \"]><a>'\"> %p; <!-- ' ]><a> --><?q \" ]><a>?><!ELEMENT r ANY>]\n>^<r>",
+        {"<!DOCTYPE r SYSTEM '><a>[' [<!ENTITY e \"]><a>'\"> %p; <!-- ' ]><a> --><?q \" ]><a>?><!ELEMENT r "
+         "ANY>]\n>^<r>",
          nullptr},
         {"<!DOCTYPE r [<![IGNORE[ ]]>]>^<r>", nullptr},
-        {"1 < 2 << 3 <4> </ x> <//y> </> ^<\xC3\xA9>", nullptr},
+        {"1 < 2 << 3 <4> </ x> <//y> </> </!-- ^<\xC3\xA9>", nullptr},
         {"<broken '<a>' <![CDATA <!- <!x ^<a x>", "a"},
     };
     for (const Case& c : CASES) {
@@ -90,7 +91,7 @@ TEST(FindTagMarkerTest, WhatIsNoTagOfThatNameIsPassedOver)
         EXPECT_EQ(findTagMarker(text.data(), static_cast<unsigned int>(text.size()), c.name) - text.data(),
                   static_cast<ptrdiff_t>(expected));
     }
-    EXPECT_EQ(findTagMarker("<a\0>", 4, "a"), nullptr) << "a NUL does not match the end of the name";
+    EXPECT_EQ(findTagMarker("<a\0>", 4, "a\0"), nullptr) << "a NUL does not match the end of the name";
 }
 
 TEST(XmlSegmentTest, ElementsComeAsTheirNameAndWhatLiesBetweenSay)
@@ -107,13 +108,14 @@ TEST(XmlSegmentTest, ElementsComeAsTheirNameAndWhatLiesBetweenSay)
         {"<s><i><i/><j><i></i></j></i >x</i><i/><i>", "i", XmlSegment::SKIP, "3:<i><i/><j><i></i></j></i > 34:<i/> "},
         {"<r><![CDATA[</r>]]><!-- </r> --><?p </r>?><e a='</r>'/></r>", "r", XmlSegment::SKIP,
          "0:<r><![CDATA[</r>]]><!-- </r> --><?p </r>?><e a='</r>'/></r> ."},
+        {"<a", nullptr, XmlSegment::SKIP, ""},
         {"x<!--<a/>--></b><a/> <!--", nullptr, XmlSegment::SKIP, "16:<a/> "},
         {"\xEF\xBB\xBF <?xml version='1.0'?><!DOCTYPE a [<!ENTITY b '<c>'>]> <!-- --><a/> x y<a/></z>", nullptr,
          XmlSegment::REFUSE, "66:<a/> 71between 74:<a/> 78between ."},
-        {"<b/><c/><a/><![CDATA[]]></a><a/> < ", "a", XmlSegment::REFUSE,
-         "0between 8:<a/> 12between 28:<a/> 33between ."},
-        {" <?xml-x?><a/><!-- 1 --> <?xml version='1.0'?><b/>x<c/><d/><!-- 2 -->", nullptr, XmlSegment::KEEP,
-         "1:<?xml-x?><a/> 25:<?xml version='1.0'?><b/> 50:x<c/> 55:<d/> ."},
+        {"<b/><c/><a><b/></a><![CDATA[]]></a><a/> < ", "a", XmlSegment::REFUSE,
+         "0between 8:<a><b/></a> 19between 35:<a/> 40between ."},
+        {" <!----><?xml-x?><a/><!-- 1 --> <?xml version='1.0'?><b/>x<c/><d/><!-- 2 -->", nullptr, XmlSegment::KEEP,
+         "1:<!----><?xml-x?><a/> 32:<?xml version='1.0'?><b/> 57:x<c/> 62:<d/> ."},
         {"<s>1<r/>2 <r/></s>", "r", XmlSegment::KEEP, "0:<s>1<r/> 8:2 <r/> ."},
     };
     for (const Case& c : CASES)
@@ -131,6 +133,7 @@ TEST(XmlSegmentTest, ElementThatDoesNotFitIsRefusedAndSkippedToItsEnd)
     EXPECT_EQ(cut(input, 120, nullptr, XmlSegment::KEEP), "100:" + input.substr(100, 120) + " 320:" + tail);
     EXPECT_EQ(cut(input, 119, nullptr, XmlSegment::KEEP), "100too large 320:" + tail);
     EXPECT_EQ(cut("<a><a/></a><a/>", 4, nullptr, XmlSegment::SKIP), "0too large 11:<a/> .");
+    EXPECT_EQ(cut("<a bcdefg <b/>", 8, nullptr, XmlSegment::SKIP), "0too large 10:<b/> .") << "it was no tag";
     char small[3];
     XmlSegment segment(small, sizeof(small));
     EXPECT_EQ(segment.feed("<a/>", 4), 0U);
