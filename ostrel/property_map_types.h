@@ -2,6 +2,7 @@
  * compare with; they are only ever appended. */
 #pragma once
 
+/* What the value of a key is. */
 typedef enum PropertyMap_ValueType {
     PM_TYPE_BOOL = 0,
     PM_TYPE_INT = 1,
@@ -13,6 +14,7 @@ typedef enum PropertyMap_ValueType {
     PM_MAX_TYPE = 8 /* The bound, no type. 7 is never created. */
 } PropertyMap_ValueType;
 
+/* What operations on property maps answer. */
 typedef enum PropertyMap_ReturnCode {
     PM_RC_OK = 0,
     PM_RC_NO_SPACE = 1,         /* The free space cannot take the new or larger value; nothing changed. */

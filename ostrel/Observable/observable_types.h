@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 
+/* The id of an event; its meaning is the caller's. */
 typedef int32_t Event_Type;
 
 /* Values are fixed and only ever appended. */
