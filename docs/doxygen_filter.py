@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Hands a header to doxygen in doxygen's own terms, so that the header itself stays plain text.
 
-- The comment above `#pragma once` is the file's. In headers for C every comment is documentation.
+- What it declares belongs to its family. The comment above `#pragma once` is the file's. In headers for C every comment is documentation.
 - The labels Units, Ownership, Errors and Threads become paragraphs of their own.
 - A comment holds for the overloads below it too, up to the next blank line or to a comment of their own. One that begins
   with "All" holds for every declaration up to the blank line, besides their own comments.
@@ -24,12 +24,11 @@ def as_documentation(lines):
         yield re.sub(r"(\S\s+)/\*(?!\*)", r"\1/**<", line)
 
 
-def claim_file_comment(lines):
+def claim_file_comment(lines, at):
     """Puts the command that makes the first comment the file's in the place of `#pragma once`."""
-    at = lines.index("#pragma once") if "#pragma once" in lines else 0
-    if at > 0 and lines[at - 1].startswith("///"):
+    if lines[at - 1].startswith("///"):
         lines[at] = "/// \\file"
-    elif at > 0:
+    else:
         lines[at - 1] = lines[at - 1].replace("*/", "")
         lines[at] = " * \\file */"
 
@@ -146,15 +145,38 @@ def filtered(lines):
     yield from comment
 
 
-def main(path):
+def family_of(path, groups):
+    """The group of the header in the page that the build made: "\\file HEADER", "\\ingroup FAMILY"."""
+    with open(groups, encoding="utf-8") as page:
+        families = dict(re.findall(r"\\file (\S+)\s+\* \\ingroup (\w+)", page.read()))
+    return next(family for header, family in families.items() if ("/" + path).endswith("/" + header))
+
+
+def in_group(family, lines):
+    """Groups do not reach into namespaces, so each has its own."""
+    begin, end = f"\n/** \\addtogroup {family}\n * @{{ */", "/** @} */"
+    outside = True
+    for line in lines:
+        if line.startswith("} // namespace"):
+            yield end
+        yield line
+        if line.startswith("namespace ") or outside and line == "":
+            yield begin
+            outside = False
+    yield end
+
+
+def main(groups, path):
     with open(path, encoding="utf-8") as header:
         lines = header.read().splitlines()
     if lines[0].startswith("/*"):
         lines = list(as_documentation(lines))
-    if lines[0].startswith("/"):
-        claim_file_comment(lines)
-    for line in filtered(lines):
+    at = lines.index("#pragma once")
+    if at > 0:
+        claim_file_comment(lines, at)
+    lines.insert(at + 1, "")
+    for line in in_group(family_of(path, groups), filtered(lines)):
         print(LABEL.sub(r"\1\\labelled{\2} ", line))
 
 
-main(sys.argv[1])
+main(*sys.argv[1:])
