@@ -1,10 +1,11 @@
-# The manual as HTML: the target `manual` where doxygen and its theme are there. The installation takes it along when it
-# was built. Everything that doxygen complains of fails the build, members without a word included.
-find_package(Doxygen QUIET)
-find_path(OSTREL_DOXYGEN_THEME doxygen-awesome.css PATH_SUFFIXES share/doxygen-awesome-css)
-find_package(Python3 QUIET COMPONENTS Interpreter)
-if(NOT DOXYGEN_FOUND OR NOT OSTREL_DOXYGEN_THEME OR NOT Python3_FOUND)
-  return()
+# The manual as HTML: target `manual`, in html/. Everything that doxygen complains of fails the build, members without a
+# word included.
+find_package(Doxygen REQUIRED)
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+find_path(OSTREL_DOXYGEN_THEME doxygen-awesome.css PATH_SUFFIXES share/doxygen-awesome-css
+  NO_CMAKE_FIND_ROOT_PATH)
+if(NOT OSTREL_DOXYGEN_THEME)
+  message(FATAL_ERROR "OSTREL_MANUAL needs doxygen-awesome.css (Debian: doxygen-awesome-css)")
 endif()
 
 # Each family is a group that holds its headers.
@@ -49,5 +50,9 @@ set(DOXYGEN_GENERATE_LATEX NO)
 set(DOXYGEN_GENERATE_TREEVIEW YES)
 set(DOXYGEN_HTML_EXTRA_STYLESHEET
   ${OSTREL_DOXYGEN_THEME}/doxygen-awesome.css ${OSTREL_DOXYGEN_THEME}/doxygen-awesome-sidebar-only.css)
-doxygen_add_docs(manual ${pages} ${headers} ${generated} ${PROJECT_BINARY_DIR}/groups.dox
+doxygen_add_docs(manual ALL ${pages} ${headers} ${generated} ${PROJECT_BINARY_DIR}/groups.dox
   WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} COMMENT "Building the manual")
+
+if(OSTREL_INSTALL)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
+endif()
