@@ -7,6 +7,7 @@
   with "All" holds for every declaration up to the blank line, besides their own comments.
 - What has no comment because its name and class say all gets a sentence: constructors, destructors, operators, iterator
   pairs and questions. Nothing else does: doxygen complains of the rest.
+- Definitions of members behind their class are left out: the class has told them.
 """
 import re
 import sys
@@ -110,6 +111,8 @@ class Block:
         text = SPECIFIERS.sub("", re.sub(r"^template\s*<.*?>\s(?=\S)", "", text)).strip()
         found = re.match(r"()#define (\w+)", text) or re.match(r"(.*?)" + NAME.pattern, text)
         name = found[2] if found else ""
+        if found and found[1].endswith("::"):
+            return []
         if comment:
             own = first_paragraph(comment)
             if own.startswith("All "):
