@@ -1,4 +1,6 @@
 /* A subject and its observers in C: whoever registers is told of changes, in the caller's memory. */
+#define _XOPEN_SOURCE 700 /* recursive mutexes, with -std=c11 too */
+
 #include <pthread.h>
 #include <stdio.h>
 
