@@ -17,14 +17,21 @@ using Ostrel::ByteBlock;
 template <class Count, class IsCounted>
 inline size_t countBytes(const char* text, const char* end, const Count& count, const IsCounted& isCounted)
 {
-    const ptrdiff_t MOST = ByteBlock::Tally::MOST_BLOCKS * ByteBlock::SIZE;
+    // Two sums and four blocks a turn: additions that need not wait for each other, and less of a loop.
+    const ptrdiff_t STEP = 4 * ByteBlock::SIZE;
+    const ptrdiff_t MOST = ByteBlock::Tally::MOST_BLOCKS / 2 * STEP;
     size_t total = 0;
-    while (end - text >= ByteBlock::SIZE) {
-        ByteBlock::Tally tally;
-        const char* const last = text + std::min(end - text, MOST) - ByteBlock::SIZE;
-        for (; text <= last; text += ByteBlock::SIZE)
-            count(tally, ByteBlock(text));
-        total += tally.getTotal();
+    while (end - text >= STEP) {
+        ByteBlock::Tally even;
+        ByteBlock::Tally odd;
+        const char* const last = text + std::min(end - text, MOST) - STEP;
+        for (; text <= last; text += STEP) {
+            count(even, ByteBlock(text));
+            count(odd, ByteBlock(text + ByteBlock::SIZE));
+            count(even, ByteBlock(text + 2 * ByteBlock::SIZE));
+            count(odd, ByteBlock(text + 3 * ByteBlock::SIZE));
+        }
+        total += even.getTotal() + odd.getTotal();
     }
     return total + static_cast<size_t>(std::count_if(text, end, isCounted));
 }

@@ -253,9 +253,9 @@ inline const char* JsonReader::readCollection(const char* at, size_t keySize)
     return behind;
 }
 
-/// Members or values, the commas between them and the closing bracket.
+/// Members or values, the commas between them and the closing bracket. In line by force: it is half of the descent.
 template <JsonReader::Collection KIND>
-inline const char* JsonReader::readElements(const char* cur)
+__attribute__((always_inline)) inline const char* JsonReader::readElements(const char* cur)
 {
     const char closing = KIND == OBJECT ? '}' : ']';
     const JsonError::Reason wrong =

@@ -89,9 +89,9 @@ private:
     unsigned int _depth = 0;
     bool _isPointDot; ///< Whether the C library reads numbers as JSON writes them.
     bool _hasSourceFailed = false;
+    JsonScratch _scratch;  ///< The key, and behind it the text of its value.
     JsonPlace _startPlace; ///< Of the first byte that is there.
     JsonError _error;
-    JsonScratch _scratch; ///< The key, and behind it the text of its value.
 };
 
 } // namespace json
