@@ -13,36 +13,17 @@ static_assert(!std::is_convertible_v<PropertyMapView*, PropertyMap*> &&
                   !std::is_constructible_v<PropertyMap, const unsigned char*>,
               "whoever has constant bytes has nothing that could change them");
 
-namespace {
-
-/// A page that only an initialization has written; a write stops the test.
-class ReadOnlyPage
-{
-public:
-    explicit ReadOnlyPage(const PropertyMap& map)
-        : _page(static_cast<unsigned char*>(
-              mmap(nullptr, SIZE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
-    {
-        map.serialize(_page);
-        mprotect(_page, SIZE, PROT_READ);
-    }
-    ~ReadOnlyPage() { munmap(_page, SIZE); }
-    const unsigned char* data() const { return _page; }
-
-    static constexpr size_t SIZE = 4096;
-
-private:
-    unsigned char* _page;
-};
-
-} // namespace
-
 TEST(PropertyMapViewTest, PagesThatCannotBeWrittenAreReadFromCppAndC)
 {
     const PropertyMapSample sample;
-    const ReadOnlyPage page(sample.map);
-    ASSERT_TRUE(PropertyMapView::isWellFormed(page.data(), ReadOnlyPage::SIZE));
-    const PropertyMapView view(page.data());
+    const unsigned int size = sample.map.getSize();
+    void* const page = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    sample.map.serialize(static_cast<unsigned char*>(page));
+    ASSERT_EQ(mprotect(page, size, PROT_READ), 0); // from here on a write stops the test
+    const unsigned char* const bytes = static_cast<const unsigned char*>(page);
+
+    ASSERT_TRUE(PropertyMapView::isWellFormed(bytes, size));
+    const PropertyMapView view(bytes);
     unsigned char form[sizeof(PropertyMapSample::FORM)];
     ASSERT_EQ(view.externalize(form, sizeof(form)), sizeof(form));
     EXPECT_EQ(memcmp(form, PropertyMapSample::FORM, sizeof(form)), 0);
@@ -57,7 +38,8 @@ TEST(PropertyMapViewTest, PagesThatCannotBeWrittenAreReadFromCppAndC)
     EXPECT_TRUE(value == 258 && strcmp(text, "hi") == 0);
     ASSERT_EQ(view.get(7, &nested, &length), PM_RC_OK);
     EXPECT_TRUE(PropertyMapView(nested).hasKey(9));
-    EXPECT_EQ(readConstantBytes(page.data()), 0) << "line of property_map_calls.c";
+    EXPECT_EQ(readConstantBytes(bytes), 0) << "line of property_map_calls.c";
+    munmap(page, size);
 }
 
 TEST(PropertyMapViewDeathTest, TheFunctionThatWritesThroughConstantHandlesRefusesThoseOfConstantBytes)
