@@ -19,13 +19,28 @@ unsigned int allocations = 0;
 
 } // namespace
 
-// The library allocates through the application's operators.
-void* operator new(size_t size)
+// The library allocates through the application's operators, here all of them, so that each fits its counterpart.
+void* operator new(size_t size, const std::nothrow_t&) noexcept
 {
     ++allocations;
-    if (void* block = malloc(size))
+    return malloc(size);
+}
+
+void* operator new(size_t size)
+{
+    if (void* block = operator new(size, std::nothrow))
         return block;
     throw std::bad_alloc();
+}
+
+void* operator new[](size_t size, const std::nothrow_t& nothrow) noexcept
+{
+    return operator new(size, nothrow);
+}
+
+void* operator new[](size_t size)
+{
+    return operator new(size);
 }
 
 void operator delete(void* block) noexcept
@@ -33,7 +48,22 @@ void operator delete(void* block) noexcept
     free(block);
 }
 
+void operator delete[](void* block) noexcept
+{
+    free(block);
+}
+
 void operator delete(void* block, size_t) noexcept
+{
+    free(block);
+}
+
+void operator delete[](void* block, size_t) noexcept
+{
+    free(block);
+}
+
+void operator delete(void* block, const std::nothrow_t&) noexcept
 {
     free(block);
 }
