@@ -19,7 +19,7 @@ void require(bool condition)
 
 void show(const MapTree& map, const Faults& faults)
 {
-    require(!showMap(map, true).empty() && !showMapAsJson(map, true).empty());
+    require(showMap(map, true).empty() == (map.bufferSize == 0) && !showMapAsJson(map, true).empty());
     Faults obstacles;
     const std::string json = convertToJson(map, &obstacles);
     if (!faults.isEmpty() || !obstacles.isEmpty())

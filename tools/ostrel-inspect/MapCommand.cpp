@@ -20,6 +20,8 @@ const size_t MOST_MAP_BYTES = 2 * MAP_MAX_SIZE; // a form is at most an eighth l
 
 std::string describeMap(const MapTree& map)
 {
+    if (map.bufferSize == 0)
+        return "unreadable";
     std::string text = map.isForm ? "form" : "image";
     text += " of " + showCount(map.size, "byte", "bytes") + ", " + showCount(map.entries.size(), "entry", "entries");
     if (map.isForm)
@@ -146,6 +148,8 @@ std::string showValue(const MapEntry& entry)
 
 std::string showMap(const MapTree& map, bool withHex)
 {
+    if (map.bufferSize == 0)
+        return "";
     std::string out = describeMap(map) + "\nkey              type     offset     size  value\n";
     appendEntries(out, map, withHex, 0);
     return out;

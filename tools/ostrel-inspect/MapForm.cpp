@@ -69,9 +69,11 @@ bool FormReader::readSize()
     MapEntry word{};
     if (!take(sizeof(uint32_t), "size", &word))
         return false;
-    _tree.bufferSize = Ostrel::loadBE32(word.data);
-    return isMapSize(_tree.bufferSize) ||
-           refuse(_form, "the size " + std::to_string(_tree.bufferSize) + " is outside 8..16777215");
+    const uint32_t size = Ostrel::loadBE32(word.data);
+    if (!isMapSize(size))
+        return refuse(_form, "the size " + std::to_string(size) + " is outside 8..16777215");
+    _tree.bufferSize = size;
+    return true;
 }
 
 /// Takes the next bytes as the entry's value.

@@ -37,6 +37,23 @@ const char* getTypeName(unsigned int type)
     return NAMES[type];
 }
 
+namespace {
+
+/// By the header alone, for bytes that are neither.
+MapFormat guessFormat(const Bytes& bytes)
+{
+    const uint32_t noSize = 0;
+    const uint32_t imageSize = bytes.size >= MAP_HEADER_SIZE ? Ostrel::loadU32(bytes.data) : noSize;
+    const uint32_t formSize = bytes.size >= sizeof(uint32_t) ? Ostrel::loadBE32(bytes.data) : noSize;
+    const bool hasTable =
+        isMapSize(imageSize) && imageSize <= bytes.size && Ostrel::loadU32(bytes.data + 4) <= imageSize;
+    if (hasTable || (isMapSize(imageSize) && !isMapSize(formSize)))
+        return MapFormat::IMAGE;
+    return isMapSize(formSize) ? MapFormat::FORM : MapFormat::DETECTED;
+}
+
+} // namespace
+
 MapTree readMap(const Bytes& bytes, MapFormat format, Faults* faults)
 {
     const unsigned int size = static_cast<unsigned int>(bytes.size);
@@ -44,13 +61,12 @@ MapTree readMap(const Bytes& bytes, MapFormat format, Faults* faults)
         format = MapFormat::IMAGE;
     if (format == MapFormat::DETECTED && PropertyMap::isWellFormedExternalized(bytes.data, size, nullptr))
         format = MapFormat::FORM;
-    // Forms begin with their highest byte, which is 0; an image's size that ends with a 0 is that of a large one.
     if (format == MapFormat::DETECTED)
-        format =
-            size >= MAP_HEADER_SIZE && isMapSize(Ostrel::loadU32(bytes.data)) && Ostrel::loadU32(bytes.data) <= size
-                ? MapFormat::IMAGE
-                : MapFormat::FORM;
-    return format == MapFormat::IMAGE ? readImage(bytes, faults) : readForm(bytes, faults);
+        format = guessFormat(bytes);
+    if (format != MapFormat::DETECTED)
+        return format == MapFormat::IMAGE ? readImage(bytes, faults) : readForm(bytes, faults);
+    faults->add(bytes.offset, "neither an image nor an externalized form begins here");
+    return {};
 }
 
 } // namespace Inspect

@@ -72,7 +72,7 @@ struct MapTree
     bool isForm = false;
     uint64_t offset = 0;     ///< In the file.
     uint32_t size = 0;       ///< Of the image or the form.
-    uint32_t bufferSize = 0; ///< What the map takes in memory.
+    uint32_t bufferSize = 0; ///< What the map takes in memory; 0 when not even the header could be read.
     uint32_t freeSpace = 0;  ///< Of that, without what is free in nested maps.
     uint64_t freeOffset = 0; ///< Of an image's free space in the file.
     std::vector<MapEntry> entries;

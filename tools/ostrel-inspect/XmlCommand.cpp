@@ -50,11 +50,50 @@ private:
     std::string _line;
 };
 
-} // namespace
-
-ExitStatus runXml(const Options&)
+/// Feeds the parser up to the end or the first mistake, which is told.
+ExitStatus parse(Source& source, Ostrel::SAXHandler& handler)
 {
-    XmlEventPrinter p;
+    Ostrel::SAXParser parser(handler);
+    parser.startDocument();
+    unsigned char block[65536];
+    for (int count = 0; parser.getError().code == 0 && (count = source.read(block, sizeof(block))) > 0;)
+        parser.parse(reinterpret_cast<const char*>(block), static_cast<unsigned int>(count));
+    parser.endDocument();
+    const Ostrel::SAXParser::Error error = parser.getError();
+    if (source.complainIfFailed())
+        return EXIT_REFUSED;
+    if (parser.isWellFormed())
+        return EXIT_GOOD;
+    source.complainInLine(static_cast<uint64_t>(error.offset), {error.line, error.column}, error.text);
     return EXIT_REFUSED;
 }
+
+ExitStatus printEvents(Source& source)
+{
+    source.setQuiet();
+    XmlEventPrinter printer;
+    return parse(source, printer);
+}
+
+ExitStatus printTree(Source& source)
+{
+    keepReports();
+    Ostrel::DataObjectSaxHandler handler;
+    const ExitStatus status = parse(source, handler);
+    return status == EXIT_GOOD ? writeTree(source.getName(), *handler.getRoot()) : status;
+}
+
+} // namespace
+
+ExitStatus runXml(const Options& options)
+{
+    Source source(options.files[0]);
+    if (options.mode == Mode::JSON)
+        return printTree(source);
+    if (options.mode == Mode::EVENTS)
+        return printEvents(source);
+    CheckingHandler handler;
+    return parse(source, handler);
+}
+
 } // namespace Inspect
