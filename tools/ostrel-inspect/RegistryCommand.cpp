@@ -113,14 +113,15 @@ void RegistryReader::checkId(uint32_t offset, int id, bool isLong)
 void RegistryReader::showEvent(uint32_t offset, int id, uint32_t headerSize, uint32_t count)
 {
     char columns[64];
-    snprintf(columns, sizeof(columns), "%-12d %-5s %8llu %6u ", id, headerSize == LONG_EVENT_SIZE ? "long" : "short",
+    snprintf(columns, sizeof(columns), "%-12d %-5s %8llu %6u", id, headerSize == LONG_EVENT_SIZE ? "long" : "short",
              static_cast<unsigned long long>(_bytes.offset + offset), count);
     _rows += columns;
     _observerCount += count;
     for (uint32_t i = 0; i < count && _observers != ObserverWords::NONE; ++i) {
         const uint32_t place = offset + headerSize + i * OBSERVER_SIZE;
         char word[48];
-        snprintf(word, sizeof(word), " 0x%08x", static_cast<unsigned int>(Ostrel::loadU32(_bytes.data + place)));
+        snprintf(word, sizeof(word), "%s0x%08x", i == 0 ? "  " : " ",
+                 static_cast<unsigned int>(Ostrel::loadU32(_bytes.data + place)));
         _rows += word;
         if (_observers == ObserverWords::OFFSETS)
             _rows += "@" + std::to_string(_bytes.offset + place);
