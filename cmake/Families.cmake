@@ -285,6 +285,7 @@ ostrel_family(PropertyMaps TITLE "Property maps"
   HEADERS
     ostrel/DynamicPropertyMap.h
     ostrel/PropertyMap.h
+    ostrel/PropertyMapView.h
     ostrel/property_map.h
     ostrel/property_map_types.h
   INTERNAL
@@ -306,6 +307,7 @@ ostrel_family(PropertyMaps TITLE "Property maps"
     PropertyMapCheckTest.cpp
     PropertyMapFormTest.cpp
     PropertyMapTest.cpp
+    PropertyMapViewTest.cpp
     property_map_calls.c
 )
 

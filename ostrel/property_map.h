@@ -31,6 +31,15 @@ OSTREL_EXPORT property_map* property_map_create(uint8_t* buffer, uint32_t size);
 /* A handle over a buffer that holds a map; nothing is read or written. */
 OSTREL_EXPORT property_map* property_map_create_by_map_buffer(uint8_t* buffer);
 
+/* A handle over bytes that cannot or must not be written, as those of a file that is mapped read-only: for all
+ * functions that take a constant handle. Nothing is read or written, and none of them writes later;
+ * property_map_initialize, the one that would, stops the process. Null when memory is exhausted. Given back to
+ * property_map_detach_const. */
+OSTREL_EXPORT const property_map* property_map_attach_const(const uint8_t* buffer);
+
+/* Releases a handle of property_map_attach_const. Null is ignored. */
+OSTREL_EXPORT void property_map_detach_const(const property_map* map);
+
 /* Null is ignored. */
 OSTREL_EXPORT void property_map_free(property_map* map);
 

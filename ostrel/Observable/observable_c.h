@@ -48,6 +48,9 @@ typedef struct ObserverHandle* ObserverPtr;
 /* `params` is what the notifier passed, NULL from notifyObservers. */
 typedef void (*Observer_Callback)(ObservablePtr source, Event_Type event, const void* params);
 
+/* `userData` is what the observer was created with. */
+typedef void (*Observer_UserDataCallback)(ObservablePtr source, Event_Type event, const void* params, void* userData);
+
 /* `size` is at least 12; less stops the process. The buffer is cleared and may have any alignment. `mutex` may be NULL.
  * NULL when memory is exhausted. */
 OSTREL_EXPORT ObservablePtr createObservable(char* buffer, uint16_t size, pthread_mutex_t* mutex);
@@ -57,6 +60,10 @@ OSTREL_EXPORT void destroyObservable(ObservablePtr observable);
 
 /* NULL when memory is exhausted. */
 OSTREL_EXPORT ObserverPtr createObserver(Observer_Callback callback);
+
+/* For observers that share a function and differ in what they work on. `userData` is only passed on, may be NULL, and
+ * stays the caller's. NULL when memory is exhausted. */
+OSTREL_EXPORT ObserverPtr createObserverWithUserData(Observer_UserDataCallback callback, void* userData);
 
 /* NULL is ignored. */
 OSTREL_EXPORT void destroyObserver(ObserverPtr observer);
