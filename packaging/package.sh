@@ -3,6 +3,7 @@ version=$(sed -n 's/^project(libostrel VERSION \([0-9.]*\).*/\1/p' CMakeLists.tx
 packages=$PWD/build/package
 tarball=$packages/libostrel-$version.tar.gz
 sbom=$packages/libostrel-$version.spdx
+recipe=packaging/yocto/libostrel_$version.bb
 
 # Seconds since 1970 of the last change. What was unpacked from a tarball has that time.
 source_date() {
@@ -29,6 +30,7 @@ write_sbom() {
 }
 
 package_source() {
+    [ -e "$recipe" ] || refuse "the version is $version, and $recipe is not there"
     need reuse
     say "packing the sources"
     mkdir -p "$packages"
@@ -48,10 +50,7 @@ stage() {
     cp "$tarball" "$work/libostrel_$version.orig.tar.gz"
     cp -r packaging/debian "$debian"
     cp "$sbom" "$debian"
-    if [ ! -d tools ]; then
-        sed -i '/^Package: libostrel-tools/,/^$/d' "$debian/control"
-        rm "$debian/libostrel-tools.install"
-    fi
+    [ -e tools/ostrel-inspect.1 ] || sed -i '/^Package: libostrel-tools/,/^$/d' "$debian/control"
     printf 'libostrel (%s-1) unstable; urgency=medium\n\n  * CHANGELOG.md tells what changed.\n\n -- %s  %s\n' \
         "$version" "$(sed -n 's/^Maintainer: //p' "$debian/control")" "$(date -uR -d "@$(source_date)")" \
         >"$debian/changelog"
@@ -112,17 +111,35 @@ package_cross() {
         try_packages "$work" "$triplet" "-DEMULATOR=$emulator;-L;/usr/$triplet"
 }
 
+# Builds with the recipe's configure line as far as that goes without bitbake: in a cross build for armhf.
+package_yocto() {
+    local work=$packages/yocto options
+    need g++-arm-linux-gnueabihf
+    need_target_expat armhf
+    package_source
+    say "building by the Yocto recipe's configure line"
+    rm -rf "$work"
+    mkdir -p "$work"
+    tar -xf "$tarball" -C "$work" --strip-components=1
+    read -ra options < <(sed -n 's/^EXTRA_OECMAKE = "\(.*\)"$/\1/p' "$recipe")
+    cmake -S "$work" -B "$work/build" -G Ninja --toolchain "$PWD/cmake/armhf.cmake" --log-level=WARNING \
+        -DCMAKE_INSTALL_PREFIX=/usr "${options[@]}"
+    cmake --build "$work/build"
+    DESTDIR=$work/image cmake --install "$work/build" | grep -v /include/
+}
+
 package() {
     case ${1:-} in
     source) package_source && return ;;
-    "" | armhf | arm64) ;;
-    *) refuse "packages are made for this machine (no argument), armhf and arm64; source makes the tarball alone" ;;
+    "" | armhf | arm64 | yocto) ;;
+    *) refuse "package takes nothing (for this machine), armhf, arm64, yocto or source (the tarball alone)" ;;
     esac
     need_compiler
-    need debhelper dpkg-dev lintian pkg-config
+    [ "${1:-}" = yocto ] || need debhelper dpkg-dev lintian pkg-config
     case ${1:-} in
     armhf) package_cross armhf arm-linux-gnueabihf qemu-arm ;;
     arm64) package_cross arm64 aarch64-linux-gnu qemu-aarch64 ;;
+    yocto) package_yocto ;;
     *) package_native ;;
     esac
 }
