@@ -85,6 +85,7 @@ try_packages() {
 package_native() {
     local work
     work=$packages/$(dpkg --print-architecture)
+    need doxygen doxygen-awesome-css python3
     package_source
     say "building the packages"
     stage "$work"
