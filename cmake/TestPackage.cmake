@@ -20,6 +20,8 @@ foreach(program product product_static)
   expect("gateway.local:8080")
 endforeach()
 run(${WORK_DIR}/build/product_c)
+run(${WORK_DIR}/build/product_interface)
+run(${WORK_DIR}/build/product_unload ${prefix}/${LIBRARY_DIR}/libostrel.so)
 run(${WORK_DIR}/build/product_version)
 expect("${VERSION} ${VERSION} ${VERSION}")
 

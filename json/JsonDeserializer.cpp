@@ -8,7 +8,7 @@
 
 namespace json {
 
-class JsonDeserializer::Impl final : public JsonParser::EventHandler
+class OSTREL_LOCAL JsonDeserializer::Impl final : public JsonParser::EventHandler
 {
 public:
     using Handler = Deserializer::Handler;

@@ -80,7 +80,7 @@ public:
     const char* getErrorString() const;
 
 private:
-    int finish(int code);
+    OSTREL_LOCAL int finish(int code);
 
     int _error;
     EventHandler _defaultHandler;

@@ -2,3 +2,6 @@
 #pragma once
 
 #define OSTREL_EXPORT __attribute__((visibility("default")))
+
+/* Takes a private step of an exported class out again. Not for what functions in headers call. */
+#define OSTREL_LOCAL __attribute__((visibility("hidden")))

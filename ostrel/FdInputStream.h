@@ -45,7 +45,7 @@ public:
     const char* getErrorString() const override;
 
 private:
-    bool waitOnce();
+    OSTREL_LOCAL bool waitOnce();
 
     int _fd;
     bool _own;
