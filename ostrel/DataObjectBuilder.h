@@ -71,7 +71,7 @@ public:
 
 private:
     template <class... Value>
-    StructBuilder& addKeyless(Value... value);
+    OSTREL_LOCAL StructBuilder& addKeyless(Value... value);
     OSTREL_LOCAL StructBuilder& refuseDouble();
     OSTREL_LOCAL static void serialize(const Serializable& value, DataObjectBuilder& target);
 

@@ -192,7 +192,7 @@ private:
     enum Adjustment { INCREASE, DECREASE };
 
     template <class Value>
-    PropertyMap_ReturnCode insertPrimitiveValue(int key, Value value, PropertyMap_ValueType type);
+    OSTREL_LOCAL PropertyMap_ReturnCode insertPrimitiveValue(int key, Value value, PropertyMap_ValueType type);
     template <class Value>
     OSTREL_LOCAL PropertyMap_ReturnCode getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
                                                           Value* value) const;
