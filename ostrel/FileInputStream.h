@@ -28,7 +28,7 @@ namespace Ostrel {
 class OSTREL_EXPORT FileInputStream : public InputStream
 {
 public:
-    static constexpr unsigned int UNLIMITED = 0xFFFFFFFFU;
+    static constexpr unsigned int UNLIMITED = 0xFFFFFFFFU; ///< A budget that is never spent.
 
     /// `budget` is the most that all reads together deliver. With a `timeOut` of 0 a read takes what is there.
     explicit FileInputStream(FILE* file, bool own = false, unsigned int budget = UNLIMITED, unsigned int timeOut = 0);
@@ -46,6 +46,10 @@ public:
     /// "File not found" without a file; null unless the file is in error; else one text for all errors.
     const char* getErrorString() const override;
 
+    /// Whether the last `read` gave up because nothing came within the time-out, with a time-out of 0 because nothing
+    /// was there: then a pipe may go on later. Neither the end nor an error.
+    bool hasTimedOut() const { return _hasTimedOut; }
+
 private:
     OSTREL_LOCAL bool clearPassingError();
     OSTREL_LOCAL bool waitThroughSignals(timeval& timeOut);
@@ -53,6 +57,7 @@ private:
 
     FILE* _file;
     bool _own;
+    bool _hasTimedOut;
     unsigned int _budget;
     unsigned int _timeOut;
     int _errno;
