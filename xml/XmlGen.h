@@ -79,28 +79,28 @@ public:
 
 private:
     template <class... Pieces>
-    XmlGen& writeValue(const Pieces&... pieces);
+    OSTREL_LOCAL XmlGen& writeValue(const Pieces&... pieces);
     template <class... Pieces>
-    XmlGen& writeMember(const char* key, const Pieces&... pieces);
-    void openElement(const char* name, size_t length, Status type);
-    void closeElement();
+    OSTREL_LOCAL XmlGen& writeMember(const char* key, const Pieces&... pieces);
+    OSTREL_LOCAL void openElement(const char* name, size_t length, Status type);
+    OSTREL_LOCAL void closeElement();
 
     /// A copy of the name of a collection, in a block that later names of the level use again. Empty at first.
     class Name
     {
     public:
         Name() = default;
-        ~Name();
+        OSTREL_LOCAL ~Name();
         Name(const Name&) = delete;
         Name& operator=(const Name&) = delete;
 
-        bool assign(const char* text, size_t length); ///< False, and empty, when memory is exhausted.
+        OSTREL_LOCAL bool assign(const char* text, size_t length); ///< False, and empty, when memory is exhausted.
 
         const char* getText() const { return _length == 0 ? "" : _text; }
         size_t getLength() const { return _length; }
 
     private:
-        bool grow(size_t size);
+        OSTREL_LOCAL bool grow(size_t size);
 
         char* _text = nullptr;
         size_t _size = 0; ///< Of the block.
