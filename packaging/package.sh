@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by ./dev: the source tarball, the Debian packages made of it, and both tried as strangers get them.
 version=$(sed -n 's/^project(libostrel VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 packages=$PWD/build/package
@@ -131,7 +132,10 @@ package_yocto() {
 
 package() {
     case ${1:-} in
-    source) package_source && return ;;
+    source)
+        package_source
+        return
+        ;;
     "" | armhf | arm64 | yocto) ;;
     *) refuse "package takes nothing (for this machine), armhf, arm64, yocto or source (the tarball alone)" ;;
     esac
