@@ -215,6 +215,7 @@ ostrel_family(StructuredText TITLE "Structured text"
   HEADERS
     json/JsonData.h
     json/JsonDeserializer.h
+    json/JsonError.h
     json/JsonGen.h
     json/JsonParser.h
     json/JsonSerializer.h
@@ -225,6 +226,7 @@ ostrel_family(StructuredText TITLE "Structured text"
   INTERNAL
     json/internal/JsonBlock.h
     json/internal/JsonNumber.h
+    json/internal/JsonPlace.h
     json/internal/JsonReader.h
     json/internal/JsonScratch.h
     ostrel/internal/ByteBlock.h
@@ -235,9 +237,11 @@ ostrel_family(StructuredText TITLE "Structured text"
   SOURCES
     json/JsonData.cpp
     json/JsonDeserializer.cpp
+    json/JsonError.cpp
     json/JsonGen.cpp
     json/JsonNumber.cpp
     json/JsonParser.cpp
+    json/JsonPlace.cpp
     json/JsonReader.cpp
     json/JsonScratch.cpp
     json/JsonSerializer.cpp
@@ -262,6 +266,7 @@ ostrel_family(XmlInput TITLE "XML input"
     ostrel/SAXParser.h
     ostrel/XMLFileProcessor.h
     ostrel/XMLParser.h
+    ostrel/XmlSegment.h
     ostrel/XmlStreamFilter.h
   INTERNAL
     ostrel/internal/XmlEventTexts.h
@@ -271,16 +276,20 @@ ostrel_family(XmlInput TITLE "XML input"
     ostrel/XMLFileProcessor.cpp
     ostrel/XMLParser.cpp
     ostrel/XmlEventTexts.cpp
+    ostrel/XmlSegment.cpp
     ostrel/XmlStreamFilter.cpp
+    ostrel/XmlTagScanner.cpp
   TESTS
     DataObjectSaxHandlerTest.cpp
     SAXParserTest.cpp
+    XmlSegmentTest.cpp
 )
 
 ostrel_family(PropertyMaps TITLE "Property maps"
   HEADERS
     ostrel/DynamicPropertyMap.h
     ostrel/PropertyMap.h
+    ostrel/PropertyMapView.h
     ostrel/property_map.h
     ostrel/property_map_types.h
   INTERNAL
@@ -302,6 +311,7 @@ ostrel_family(PropertyMaps TITLE "Property maps"
     PropertyMapCheckTest.cpp
     PropertyMapFormTest.cpp
     PropertyMapTest.cpp
+    PropertyMapViewTest.cpp
     property_map_calls.c
 )
 

@@ -37,5 +37,12 @@ install(CODE "
   COMPONENT Development)
 install(FILES ${PROJECT_BINARY_DIR}/libostrel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
+# gdb looks for the printers under the full path of the library. That is known when it is installed, as above.
+if(BUILD_SHARED_LIBS AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  install(FILES tools/libostrel-gdb.py COMPONENT Development
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/gdb/auto-load\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}"
+    RENAME libostrel.so.${PROJECT_VERSION}-gdb.py)
+endif()
+
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation FILES_MATCHING PATTERN "*.md")

@@ -4,6 +4,9 @@ include(${CMAKE_CURRENT_LIST_DIR}/UsePackage.cmake)
 file(REMOVE_RECURSE ${WORK_DIR})
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix)
 use_by_cmake(${WORK_DIR}/prefix ${WORK_DIR}/build)
+if(TOOLS)
+  run(${WORK_DIR}/prefix/bin/ostrel-inspect json ${CMAKE_CURRENT_LIST_DIR}/../examples/data/settings.json)
+endif()
 
 # What runs needs nothing of what builds.
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/runtime --component Runtime)

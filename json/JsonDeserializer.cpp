@@ -8,7 +8,19 @@
 
 namespace json {
 
-class JsonDeserializer::Impl final : public JsonParser::EventHandler
+namespace {
+
+/// Of a parse that was not begun, which has no place.
+JsonError makeError(JsonError::Reason reason)
+{
+    JsonError error;
+    error.reason = reason;
+    return error;
+}
+
+} // namespace
+
+class OSTREL_LOCAL JsonDeserializer::Impl final : public JsonParser::EventHandler
 {
 public:
     using Handler = Deserializer::Handler;
@@ -17,6 +29,7 @@ public:
 
     int parse(Ostrel::InputStream* input, Ostrel::WeakPtr<Handler> handler);
     const char* getErrorString() const { return _refusal != nullptr ? _refusal : _parser.getErrorString(); }
+    JsonError getError() const { return _refusal != nullptr ? makeError(_refusalReason) : _parser.getError(); }
 
     void onInteger(JsonParser* parser, const char* key, int value) override;
     void onInteger(JsonParser* parser, const char* key, long long value) override;
@@ -38,6 +51,7 @@ private:
         unsigned int level; ///< The level at which the entry was pushed.
     };
 
+    int refuse(const char* text, JsonError::Reason reason);
     bool push(Handler* handler);
     Handler* getTop() const;
     void enter(Handler* contentsHandler);
@@ -49,6 +63,7 @@ private:
     unsigned int _stackDepth = 0;
     unsigned int _level = 0;        ///< One for each parse in progress and one for each open collection.
     const char* _refusal = nullptr; ///< Why the last parse to end was not begun; null when it was.
+    JsonError::Reason _refusalReason = JsonError::NONE;
 };
 
 int JsonDeserializer::Impl::parse(Ostrel::InputStream* input, Ostrel::WeakPtr<Handler> handler)
@@ -57,20 +72,23 @@ int JsonDeserializer::Impl::parse(Ostrel::InputStream* input, Ostrel::WeakPtr<Ha
     // every way out, since a handler may throw and its thread may be cancelled.
     const Ostrel::RestoredValue<unsigned int> level(_level);
     const Ostrel::RestoredValue<unsigned int> depth(_stackDepth);
-    if (!push(handler.get())) {
-        _refusal = "Too many handlers";
-        return -1;
-    }
+    if (!push(handler.get()))
+        return refuse("Too many handlers", JsonError::TOO_MANY_HANDLERS);
     ++_level;
     Handler* const target = handler.require();
-    if (target == nullptr) {
-        _refusal = "Invalid handler";
-        return -1;
-    }
+    if (target == nullptr)
+        return refuse("Invalid handler", JsonError::INVALID_HANDLER);
     target->reset();
     const int result = _parser.parse(input);
     _refusal = nullptr;
     return result;
+}
+
+int JsonDeserializer::Impl::refuse(const char* text, JsonError::Reason reason)
+{
+    _refusal = text;
+    _refusalReason = reason;
+    return -1;
 }
 
 bool JsonDeserializer::Impl::push(Handler* handler)
@@ -178,6 +196,11 @@ int JsonDeserializer::parse(Ostrel::WeakPtr<Ostrel::InputStream> input, Ostrel::
 const char* JsonDeserializer::getErrorString() const
 {
     return _impl == nullptr ? "Out of memory" : _impl->getErrorString();
+}
+
+JsonError JsonDeserializer::getError() const
+{
+    return _impl == nullptr ? makeError(JsonError::OUT_OF_MEMORY) : _impl->getError();
 }
 
 } // namespace json

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "json/JsonError.h"
 #include "ostrel/AutoPtr.h"
 #include "ostrel/CreateMixins.h"
 #include "ostrel/Deserializer.h"
@@ -17,7 +18,7 @@ namespace json {
 ///     Ostrel::DataObjectHandler handler;
 ///     json::JsonDeserializer deserializer;
 ///     if (deserializer.parse(stream, handler) != 0)
-///         puts(deserializer.getErrorString());
+///         printf("line %llu: %s\n", deserializer.getError().line, deserializer.getError().getText());
 ///
 /// Numbers are read as by `JsonParser`, with its word on the locale.
 ///
@@ -40,6 +41,9 @@ public:
 
     /// Why the last parse to end failed; null when it did not.
     const char* getErrorString() const override;
+
+    /// Why exactly, and where in the stream of that parse.
+    JsonError getError() const;
 
 private:
     class Impl;

@@ -44,30 +44,30 @@ JsonParser::JsonParser(EventHandler* handler)
 int JsonParser::parseUnbuffered(Ostrel::InputStream* input)
 {
     if (input == nullptr)
-        return finish(JSON_INVALID_SOURCE);
+        return refuseSource();
     char window[1];
-    return finish(JsonReader(this, _handler, input, window, sizeof(window)).read());
+    return read(JsonReader(this, _handler, input, window, sizeof(window)));
 }
 
 int JsonParser::parse(Ostrel::InputStream* input)
 {
     if (input == nullptr)
-        return finish(JSON_INVALID_SOURCE);
+        return refuseSource();
     char window[65536]; // not initialised: a small document would pay for all of it
-    return finish(JsonReader(this, _handler, input, window, sizeof(window)).read());
+    return read(JsonReader(this, _handler, input, window, sizeof(window)));
 }
 
 int JsonParser::parse(const char* data, unsigned int length)
 {
     if (data == nullptr)
-        return finish(JSON_INVALID_SOURCE);
-    return finish(JsonReader(this, _handler, data, length).read());
+        return refuseSource();
+    return read(JsonReader(this, _handler, data, length));
 }
 
 int JsonParser::parse(const char* text)
 {
     if (text == nullptr)
-        return finish(JSON_INVALID_SOURCE);
+        return refuseSource();
     return parse(text, static_cast<unsigned int>(strlen(text)));
 }
 
@@ -102,11 +102,20 @@ const char* JsonParser::getErrorString() const
     }
 }
 
-/// The code is stored here only, at the very end: a parse nested in an event leaves its own behind before.
-int JsonParser::finish(int code)
+int JsonParser::refuseSource()
 {
-    _error = code;
-    return code == JSON_OK ? 0 : -1;
+    _error = JSON_INVALID_SOURCE;
+    _details = JsonError();
+    _details.reason = JsonError::NO_SOURCE;
+    return -1;
+}
+
+/// The outcome is stored only at the very end: a parse nested in an event leaves its own behind before.
+int JsonParser::read(JsonReader&& reader)
+{
+    _error = reader.read();
+    _details = reader.getError();
+    return _error == JSON_OK ? 0 : -1;
 }
 
 } // namespace json

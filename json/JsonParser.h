@@ -1,9 +1,12 @@
 #pragma once
 
+#include "json/JsonError.h"
 #include "ostrel/Export.h"
 #include "ostrel/InputStream.h"
 
 namespace json {
+
+class JsonReader;
 
 /// Reads one JSON document (RFC 8259) and reports what it reads as events. It builds no tree; to grow one, or to let
 /// several handlers share a document, use `JsonDeserializer`.
@@ -21,13 +24,14 @@ namespace json {
 ///     } sum;
 ///     json::JsonParser parser(&sum);
 ///     if (parser.parse("[1,2,3]") != 0)
-///         puts(parser.getErrorString());
+///         printf("line %llu: %s\n", parser.getError().line, parser.getError().getText());
 ///
 /// Units:     lengths are bytes; strings and numbers may have any length.
 /// Ownership: handler and source stay the caller's. The text of a token takes no heap while key and value together
 ///            fit some 480 bytes; longer ones take one block that is freed at the end of the parse.
-/// Errors:    every parse gives 0 or -1; `getErrorString()` has the reason. Events sent before an error stay sent, and
-///            no end events follow them. Nothing is reported.
+/// Errors:    every parse gives 0 or -1; `getErrorString()` has the kind of error, `getError()` the reason and the
+/// place.
+///            Events sent before an error stay sent, and no end events follow them. Nothing is reported.
 /// Threads:   one parser belongs to one thread at a time. An event may start another parse of the same parser.
 class OSTREL_EXPORT JsonParser
 {
@@ -42,6 +46,7 @@ public:
     public:
         virtual ~EventHandler();
 
+        /// All tell one value, or the beginning or end of a collection.
         virtual void onInteger(JsonParser* parser, const char* key, int value);
         virtual void onInteger(JsonParser* parser, const char* key, long long value);
         virtual void onDouble(JsonParser* parser, const char* key, double value);
@@ -67,6 +72,7 @@ public:
     /// that claims more than it was asked for has delivered what it was asked for. So too above.
     int parse(Ostrel::InputStream* input);
 
+    /// A text in memory.
     int parse(const char* data, unsigned int length);
     int parse(const char* text); ///< NUL-terminated.
 
@@ -79,12 +85,18 @@ public:
     /// one), "Max json data depth exceeded", "Excess data after json".
     const char* getErrorString() const;
 
+    /// Why exactly, and where. The place costs nothing until then in memory; a stream's lines and characters are
+    /// counted as each window is left.
+    JsonError getError() const { return _details; }
+
 private:
-    int finish(int code);
+    OSTREL_LOCAL int refuseSource();
+    OSTREL_LOCAL int read(JsonReader&& reader);
 
     int _error;
     EventHandler _defaultHandler;
     EventHandler* _handler;
+    JsonError _details;
 };
 
 } // namespace json

@@ -65,13 +65,16 @@ JsonReader::JsonReader(JsonParser* parser, JsonParser::EventHandler* handler, Os
 int JsonReader::read()
 {
     const char* cur = findToken(_start);
-    if (cur != nullptr)
-        cur = readValue(cur, 0);
+    cur = cur != nullptr ? readValue(cur, 0) : failAtEnd(JsonError::NO_VALUE);
     if (_depth > MAX_DEPTH)
         return JSON_DEPTH_EXCEEDED;
     if (cur == nullptr)
         return JSON_INVALID_DATA;
-    return findToken(cur) == nullptr ? JSON_OK : JSON_EXCESS_DATA;
+    cur = findToken(cur);
+    if (cur == nullptr)
+        return JSON_OK;
+    fail(cur, JsonError::EXCESS_DATA);
+    return JSON_EXCESS_DATA;
 }
 
 /// The window anew, null when the stream has ended. One that failed has ended too, and it is not asked again: a
@@ -80,15 +83,59 @@ const char* JsonReader::refill()
 {
     if (_input == nullptr)
         return nullptr;
+    // Now, while they are still there: the stream gives them only once.
+    _startPlace.advance(_window, _end);
+    _end = _window;
     // A source that claims more than it was asked for must not lead us behind the window.
     const int count =
         std::min(_input->read(reinterpret_cast<unsigned char*>(_window), _windowSize), static_cast<int>(_windowSize));
     if (count <= 0) {
         _input = nullptr;
+        _hasSourceFailed = count < 0;
         return nullptr;
     }
     _end = _window + count;
     return _window;
+}
+
+/// Notes why the parse fails at `at`; null there stands for the end of the input, and the reason is then `atEnd`. Null,
+/// for the step to return.
+const char* JsonReader::fail(const char* at, JsonError::Reason reason, JsonError::Reason atEnd)
+{
+    JsonPlace place = _startPlace;
+    place.advance(_start, at != nullptr ? at : _end);
+    if (at == nullptr)
+        reason = _hasSourceFailed ? JsonError::SOURCE_FAILED : atEnd;
+    _error = {reason, place.offset, place.line, place.column};
+    return nullptr;
+}
+
+/// For a literal that is known to differ where all of its bytes are there.
+const char* JsonReader::failLiteral(const char* at, const char* literal)
+{
+    while (*at == *literal) {
+        ++at;
+        ++literal;
+    }
+    return fail(at, JsonError::WRONG_LITERAL);
+}
+
+/// For the value at `at` that is no number, of which `length` bytes, which stand at `token`, could be one.
+const char* JsonReader::failNumber(const char* at, const char* token, size_t length, const char* behind, size_t keySize)
+{
+    if (length == 0) {
+        // An array that ends at once does not get here.
+        const bool isArrayEnd = *at == ']' && keySize == 0 && _depth > 0;
+        return fail(at, isArrayEnd ? JsonError::TRAILING_COMMA : JsonError::EXPECTED_VALUE);
+    }
+    const char last = token[length - 1];
+    if (last < '0' || last > '9')
+        return fail(behind != _end ? behind : nullptr, JsonError::EXPECTED_DIGIT, JsonError::END_IN_NUMBER);
+    // Its begin may have left the window, but it has only one line and bytes that are characters.
+    fail(behind, JsonError::NUMBER_OUT_OF_RANGE);
+    _error.offset -= length;
+    _error.column -= length;
+    return nullptr;
 }
 
 // The steps below are inline, though large, so that the compiler may merge them along the descent.
@@ -130,10 +177,10 @@ const char* JsonReader::skipBlanks(const char* cur)
     return nullptr;
 }
 
-/// The position behind `wanted`, which is the token at `cur`. Null stays null, so that steps chain.
-inline const char* JsonReader::expect(const char* cur, char wanted)
+/// The position behind `wanted`, which is to be the token at `cur`. A null `cur` is the end.
+inline const char* JsonReader::expect(const char* cur, char wanted, JsonError::Reason reason, JsonError::Reason atEnd)
 {
-    return cur != nullptr && *cur == wanted ? cur + 1 : nullptr;
+    return cur != nullptr && *cur == wanted ? cur + 1 : fail(cur, reason, atEnd);
 }
 
 /// `at` is known to hold the literal's first byte.
@@ -142,13 +189,13 @@ inline const char* JsonReader::readLiteral(const char* at, const char* literal, 
     if (_end - at >= LONGEST_LITERAL) {
         // The last four bytes are all but the first one, which is known, or all; their number makes it one comparison.
         const char* const behind = at + length;
-        return memcmp(behind - 4, literal + length - 4, 4) == 0 ? behind : nullptr;
+        return memcmp(behind - 4, literal + length - 4, 4) == 0 ? behind : failLiteral(at, literal);
     }
     const char* cur = at;
     for (const char* const end = literal + length; literal != end; ++literal, ++cur) {
         cur = ensureByte(cur);
         if (cur == nullptr || *cur != *literal)
-            return nullptr;
+            return fail(cur, JsonError::WRONG_LITERAL, JsonError::END_IN_LITERAL);
     }
     return cur;
 }
@@ -188,7 +235,7 @@ inline const char* JsonReader::readCollection(const char* at, size_t keySize)
 {
     // A collection that lies too deep stays counted, which is how `read` knows.
     if (++_depth > MAX_DEPTH)
-        return nullptr;
+        return fail(at, JsonError::TOO_DEEP);
     if (KIND == OBJECT) {
         _handler->objectStart(_parser, getKey(keySize));
     } else {
@@ -206,43 +253,45 @@ inline const char* JsonReader::readCollection(const char* at, size_t keySize)
     return behind;
 }
 
-/// Members or values, the commas between them and the closing bracket.
+/// Members or values, the commas between them and the closing bracket. In line by force: it is half of the descent.
 template <JsonReader::Collection KIND>
-inline const char* JsonReader::readElements(const char* cur)
+__attribute__((always_inline)) inline const char* JsonReader::readElements(const char* cur)
 {
     const char closing = KIND == OBJECT ? '}' : ']';
+    const JsonError::Reason wrong =
+        KIND == OBJECT ? JsonError::EXPECTED_COMMA_OR_BRACE : JsonError::EXPECTED_COMMA_OR_BRACKET;
+    const JsonError::Reason atEnd = KIND == OBJECT ? JsonError::END_IN_OBJECT : JsonError::END_IN_ARRAY;
     cur = findToken(cur);
     if (cur == nullptr || *cur == closing)
-        return expect(cur, closing);
+        return expect(cur, closing, wrong, atEnd);
     for (;;) {
         cur = KIND == OBJECT ? readMember(cur) : readValue(cur, 0);
         if (cur == nullptr)
             return nullptr;
         cur = findToken(cur);
         if (cur == nullptr || *cur != ',')
-            return expect(cur, closing);
+            return expect(cur, closing, wrong, atEnd);
         cur = findToken(cur + 1);
         if (cur == nullptr)
-            return nullptr;
+            return failAtEnd(atEnd);
     }
 }
 
 /// Key, colon and value.
 inline const char* JsonReader::readMember(const char* at)
 {
-    const char* const text = expect(at, '"');
-    if (text == nullptr)
-        return nullptr;
+    if (*at != '"') // an object that ends at once does not get here
+        return fail(at, *at == '}' ? JsonError::TRAILING_COMMA : JsonError::EXPECTED_KEY);
     // The key is copied out of the window: reading its value may refill that.
     size_t keySize = 0;
-    const char* cur = readText(text, 0, keySize);
+    const char* cur = readText(at + 1, 0, keySize);
     if (cur == nullptr)
         return nullptr;
-    cur = expect(findToken(cur), ':');
+    cur = expect(findToken(cur), ':', JsonError::EXPECTED_COLON, JsonError::END_IN_OBJECT);
     if (cur == nullptr)
         return nullptr;
     cur = findToken(cur);
-    return cur == nullptr ? nullptr : readValue(cur, keySize);
+    return cur == nullptr ? failAtEnd(JsonError::END_IN_OBJECT) : readValue(cur, keySize);
 }
 
 inline const char* JsonReader::readString(const char* at, size_t keySize)
@@ -301,7 +350,7 @@ inline const char* JsonReader::copyPlain(const char* cur, char*& out)
     for (;;) {
         out = _scratch.makeRoom(out, ByteBlock::SIZE + MAX_UTF8_SIZE);
         if (out == nullptr)
-            return nullptr;
+            return fail(cur, JsonError::OUT_OF_MEMORY);
         if (_end - cur >= ByteBlock::SIZE) {
             const ByteBlock block(cur);
             block.store(out);
@@ -312,7 +361,9 @@ inline const char* JsonReader::copyPlain(const char* cur, char*& out)
                 return cur;
         } else {
             cur = ensureByte(cur);
-            if (cur == nullptr || *cur == '"' || *cur == '\\')
+            if (cur == nullptr)
+                return failAtEnd(JsonError::END_IN_TEXT);
+            if (*cur == '"' || *cur == '\\')
                 return cur;
             *out++ = *cur++;
         }
@@ -325,10 +376,10 @@ inline const char* JsonReader::readCodePoint(const char* cur, unsigned int& code
     for (int i = 0; i < 4; ++i, ++cur) {
         cur = ensureByte(cur);
         if (cur == nullptr)
-            return nullptr;
+            return failAtEnd(JsonError::END_IN_TEXT);
         const int value = getHexValue(static_cast<unsigned char>(*cur));
         if (value < 0)
-            return nullptr;
+            return fail(cur, JsonError::WRONG_ESCAPE);
         gathered = gathered << 4 | static_cast<unsigned int>(value);
     }
     codePoint = gathered;
@@ -340,7 +391,7 @@ inline const char* JsonReader::readEscape(const char* cur, char*& out)
 {
     cur = ensureByte(cur);
     if (cur == nullptr)
-        return nullptr;
+        return failAtEnd(JsonError::END_IN_TEXT);
     switch (*cur) {
     case 'b':
         *out++ = '\b';
@@ -387,14 +438,14 @@ inline const char* JsonReader::readNumber(const char* at, size_t keySize)
         number.scan(token, token + length);
     }
     if (number.kind == JsonNumber::INVALID)
-        return nullptr;
+        return failNumber(at, token, length, behind, keySize);
     if (number.kind == JsonNumber::INTEGER) {
         _handler->onInteger(_parser, getKey(keySize), number.integer);
         return behind;
     }
     if (number.kind == JsonNumber::UNDECIDED || !_isPointDot) {
         if (token == at && !_scratch.put(keySize, at, length))
-            return nullptr;
+            return fail(at, JsonError::OUT_OF_MEMORY);
         number.real = strtod(_scratch.getData() + keySize, nullptr);
     }
     _handler->onDouble(_parser, getKey(keySize), number.real);
@@ -411,7 +462,7 @@ const char* JsonReader::collectNumber(const char* at, size_t offset, size_t& len
     while (cur != nullptr && number.takes(*cur)) {
         out = _scratch.makeRoom(out, 2); // for the terminator too
         if (out == nullptr)
-            return nullptr;
+            return fail(cur, JsonError::OUT_OF_MEMORY);
         *out++ = *cur;
         cur = ensureByte(cur + 1);
     }

@@ -66,15 +66,15 @@ private:
     class Text : public DynamicString
     {
     public:
-        void add(const char* piece); ///< As `growAndAppend`.
-        void clear();                ///< The storage stays, for the next element.
+        OSTREL_LOCAL void add(const char* piece); ///< As `growAndAppend`.
+        OSTREL_LOCAL void clear();                ///< The storage stays, for the next element.
 
     private:
         unsigned int _length = 0; ///< In bytes.
     };
 
-    void push(const char* name, AutoPtr<DataObjectMap> element);
-    void storeText();
+    OSTREL_LOCAL void push(const char* name, AutoPtr<DataObjectMap> element);
+    OSTREL_LOCAL void storeText();
 
     SharedPtr<DataObject> _root;
     DataObjectMap* _stack[STACK_SIZE]; ///< The root and the open elements, null where memory was exhausted.

@@ -12,7 +12,7 @@
 namespace Ostrel {
 
 FdInputStream::FdInputStream(int fd, bool own)
-    : _fd(fd), _own(own), _errno(0), _timeOut(0), _blocking(true), _errorText("")
+    : _fd(fd), _own(own), _hasTimedOut(false), _errno(0), _timeOut(0), _blocking(true), _errorText("")
 {}
 
 FdInputStream::~FdInputStream()
@@ -28,6 +28,7 @@ int FdInputStream::read(unsigned char* buffer, unsigned int size)
         return -1;
 
     _errno = 0;
+    _hasTimedOut = false;
     unsigned int total = 0;
     do {
         if (_timeOut != 0 && !waitOnce())
@@ -53,6 +54,7 @@ bool FdInputStream::waitOnce()
     const int ready = waitUntilReadable(_fd, timeOut);
     if (ready < 0)
         _errno = errno;
+    _hasTimedOut = ready == 0;
     return ready > 0;
 }
 

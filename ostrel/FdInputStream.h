@@ -14,6 +14,8 @@ namespace Ostrel {
 ///     in.setTimeOut(2);
 ///     unsigned char message[16];
 ///     const int count = in.read(message, sizeof(message)); // short when 2 s passed without a byte
+///     if (count < 16)
+///         puts(in.hasTimedOut() ? "too slow" : in.getErrorString() != nullptr ? "failed" : "hung up");
 ///
 /// Units:     bytes; the time-out is in seconds and starts again with every wait.
 /// Ownership: the descriptor is closed by the destructor only when `own` is set; a negative one stands for none.
@@ -44,11 +46,15 @@ public:
     /// successfully; else one text for all errors.
     const char* getErrorString() const override;
 
+    /// Whether the last `read` gave up because a wait took longer than the time-out: neither the end nor an error.
+    bool hasTimedOut() const { return _hasTimedOut; }
+
 private:
-    bool waitOnce();
+    OSTREL_LOCAL bool waitOnce();
 
     int _fd;
     bool _own;
+    bool _hasTimedOut;
     int _errno;
     unsigned int _timeOut;
     bool _blocking;

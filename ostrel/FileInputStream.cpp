@@ -10,7 +10,7 @@
 namespace Ostrel {
 
 FileInputStream::FileInputStream(FILE* file, bool own, unsigned int budget, unsigned int timeOut)
-    : _file(file), _own(own), _budget(budget), _timeOut(timeOut), _errno(0), _errorText("")
+    : _file(file), _own(own), _hasTimedOut(false), _budget(budget), _timeOut(timeOut), _errno(0), _errorText("")
 {}
 
 FileInputStream::~FileInputStream()
@@ -25,6 +25,7 @@ int FileInputStream::read(unsigned char* buffer, unsigned int size)
     if (_file == nullptr)
         return -1;
 
+    _hasTimedOut = false;
     const unsigned int wanted = std::min(size, _budget); // UNLIMITED is the largest value, so it cuts nothing
     if (wanted == 0)
         return 0;
@@ -62,6 +63,7 @@ bool FileInputStream::waitThroughSignals(timeval& timeOut)
     }
     const int ready = retryInterrupted([&] { return waitUntilReadable(fd, timeOut); });
     _errno = errno;
+    _hasTimedOut = ready == 0;
     return ready == 1;
 }
 

@@ -28,7 +28,7 @@ namespace Ostrel {
 class OSTREL_EXPORT FileInputStream : public InputStream
 {
 public:
-    static constexpr unsigned int UNLIMITED = 0xFFFFFFFFU;
+    static constexpr unsigned int UNLIMITED = 0xFFFFFFFFU; ///< A budget that is never spent.
 
     /// `budget` is the most that all reads together deliver. With a `timeOut` of 0 a read takes what is there.
     explicit FileInputStream(FILE* file, bool own = false, unsigned int budget = UNLIMITED, unsigned int timeOut = 0);
@@ -46,13 +46,18 @@ public:
     /// "File not found" without a file; null unless the file is in error; else one text for all errors.
     const char* getErrorString() const override;
 
+    /// Whether the last `read` gave up because nothing came within the time-out, with a time-out of 0 because nothing
+    /// was there: then a pipe may go on later. Neither the end nor an error.
+    bool hasTimedOut() const { return _hasTimedOut; }
+
 private:
-    bool clearPassingError();
-    bool waitThroughSignals(timeval& timeOut);
-    unsigned int readOnce(unsigned char* buffer, unsigned int size);
+    OSTREL_LOCAL bool clearPassingError();
+    OSTREL_LOCAL bool waitThroughSignals(timeval& timeOut);
+    OSTREL_LOCAL unsigned int readOnce(unsigned char* buffer, unsigned int size);
 
     FILE* _file;
     bool _own;
+    bool _hasTimedOut;
     unsigned int _budget;
     unsigned int _timeOut;
     int _errno;

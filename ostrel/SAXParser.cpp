@@ -95,6 +95,21 @@ void SAXParser::parse(const char* data, unsigned int length)
 
 bool SAXParser::parsePiece(const char* data, unsigned int length, bool isFinal)
 {
+    if (!_isInDocument) {
+        _isInDocument = true;
+        _hasEnded = _hasRootEnded = false;
+        _openElements = 0;
+        _error = Error();
+    }
+    const bool isParsed = parseByExpat(data, length, isFinal);
+    if (!isParsed)
+        noteError();
+    _hasEnded = _hasEnded || isFinal;
+    return isParsed;
+}
+
+bool SAXParser::parseByExpat(const char* data, unsigned int length, bool isFinal)
+{
     if (_isOutOfMemory)
         return false;
     if (!createExpatParser()) {
@@ -108,6 +123,22 @@ bool SAXParser::parsePiece(const char* data, unsigned int length, bool isFinal)
     return isParsed && !_isOutOfMemory;
 }
 
+/// The first one of a document is kept: all later pieces fail with it or behind it.
+void SAXParser::noteError()
+{
+    const int code = getErrorCode();
+    // A document may be ended twice, when `finished` has thrown the first time.
+    if (_error.code != 0 || code == XML_ERROR_FINISHED)
+        return;
+    _error.code = code;
+    _error.text = getErrorText();
+    if (m_expatParser == nullptr)
+        return;
+    _error.line = XML_GetCurrentLineNumber(m_expatParser);
+    _error.column = XML_GetCurrentColumnNumber(m_expatParser) + 1ULL;
+    _error.offset = XML_GetCurrentByteIndex(m_expatParser);
+}
+
 void SAXParser::handleParseFailure()
 {
     // Stays stored, so that later failures throw it again: see docs/compatibility.md.
@@ -117,19 +148,19 @@ void SAXParser::handleParseFailure()
     SAXHandler* const handler = _calledHandler.require();
     if (handler != nullptr && !handler->parseError()) {
         char message[MESSAGE_SIZE];
-        snprintf(message, sizeof(message), "Expat error '%s' on line %ld of document", getError(),
+        snprintf(message, sizeof(message), "Expat error '%s' on line %ld of document", getErrorText(),
                  static_cast<long>(getErrorLine()));
         throw createWithinMemory([&] { return ParseException(message); });
     }
     // Without the usual opening apostrophe: see docs/compatibility.md.
-    reportMessage(Severity::RECOVERABLE, "%s:%d - expat error '%s' on line %d", __FILE__, LINE_PARSE, getError(),
+    reportMessage(Severity::RECOVERABLE, "%s:%d - expat error '%s' on line %d", __FILE__, LINE_PARSE, getErrorText(),
                   static_cast<int>(getErrorLine()));
 }
 
 void SAXParser::endDocument()
 {
     if (!parsePiece(nullptr, 0, true))
-        OSTREL_REPORT_AT(RECOVERABLE, LINE_END_DOCUMENT, "expat error '%s' on line %d", getError(),
+        OSTREL_REPORT_AT(RECOVERABLE, LINE_END_DOCUMENT, "expat error '%s' on line %d", getErrorText(),
                          static_cast<int>(getErrorLine()));
     if (SAXHandler* const handler = _calledHandler.require())
         handler->finished();
@@ -137,11 +168,17 @@ void SAXParser::endDocument()
                     m_expatParser != nullptr && XML_ParserReset(m_expatParser, nullptr) == XML_TRUE);
     initExpatParser(); // the reset has dropped the callbacks
     _isOutOfMemory = false;
+    _isInDocument = false;
 }
 
-const char* SAXParser::getError() const
+int SAXParser::getErrorCode() const
 {
-    return XML_ErrorString(_isOutOfMemory ? XML_ERROR_NO_MEMORY : XML_GetErrorCode(m_expatParser));
+    return _isOutOfMemory ? XML_ERROR_NO_MEMORY : XML_GetErrorCode(m_expatParser);
+}
+
+const char* SAXParser::getErrorText() const
+{
+    return XML_ErrorString(static_cast<XML_Error>(getErrorCode()));
 }
 
 unsigned long SAXParser::getErrorLine() const
@@ -211,6 +248,7 @@ class ExpatCallbacks
 public:
     static void startElement(SAXParser& parser, const char* name, const char** attributes)
     {
+        ++parser._openElements;
         parser.guard([&](SAXHandler& handler) {
             const size_t length = strlen(name);
             handler.startElement(parser._texts->setText(name, length),
@@ -220,6 +258,7 @@ public:
 
     static void endElement(SAXParser& parser, const char* name)
     {
+        parser._hasRootEnded = --parser._openElements == 0;
         parser.guard([&](SAXHandler& handler) { handler.endElement(parser._texts->setText(name, strlen(name))); });
     }
 

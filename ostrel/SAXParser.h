@@ -27,10 +27,11 @@ class OSTREL_EXPORT SAXHandler
 public:
     virtual ~SAXHandler();
 
+    /// An element begins; `attributes` has the values by name.
     virtual void startElement(const std::string& name, const std::map<std::string, std::string>& attributes) = 0;
-    virtual void endElement(const std::string& name) = 0;
-    virtual void charData(const std::string& text) = 0; ///< Text may come in several calls, cut between characters.
-    virtual void finished() = 0;                        ///< The document ended, complete or not.
+    virtual void endElement(const std::string& name) = 0; ///< The innermost open element ends.
+    virtual void charData(const std::string& text) = 0;   ///< Text may come in several calls, cut between characters.
+    virtual void finished() = 0;                          ///< The document ended, complete or not.
     virtual bool parseError() = 0; ///< True: a malformed document is only reported; false: `parse` throws.
 };
 
@@ -48,6 +49,8 @@ public:
 ///     parser.startDocument();
 ///     parser.parse(text, strlen(text));
 ///     parser.endDocument();
+///     if (!parser.isWellFormed())
+///         printf("%llu:%llu: %s\n", parser.getError().line, parser.getError().column, parser.getError().text);
 ///
 /// Expat holds back what the next piece may go on with, so that events may still come inside `endDocument`. Before its
 /// version 2.6 it reads a tag or comment that comes in many pieces from the start again with each: a large one is slow.
@@ -69,6 +72,16 @@ public:
 class OSTREL_EXPORT SAXParser : public XMLParser
 {
 public:
+    /// Why and where a document is not well-formed; all null and 0 where nothing is known to be wrong.
+    struct Error
+    {
+        int code = 0;               ///< Expat's `XML_Error`; that of "parsing aborted" after a `ParseException`.
+        const char* text = nullptr; ///< Expat's; lives for ever.
+        unsigned long long line = 0;
+        unsigned long long column = 0; ///< In characters; lines and columns count from 1.
+        long long offset = 0;          ///< In bytes, from 0. Hosts of 32 bits count them in 32 bits.
+    };
+
     explicit SAXParser(const SharedPtr<SAXHandler>& handler);
     explicit SAXParser(const WeakPtr<SAXHandler>& handler);
     /// Tells the two apart for a pointer to a derived handler, which converts to both.
@@ -83,22 +96,35 @@ public:
     void parse(const char* data, unsigned int length) override;
     void endDocument() override; ///< Also ends a document that failed. Throws nothing but what `finished` throws.
 
+    /// Whether the last document has been ended, and was whole and without a mistake: a document that was cut is not.
+    /// From within `finished` on, until the next document's first piece.
+    bool isWellFormed() const { return _hasEnded && _error.code == 0; }
+
+    /// The first mistake of the document, during it too. Until the next document's first piece.
+    const Error& getError() const { return _error; }
+
+    /// Whether the root element of the document is complete. Only comments and the like may follow.
+    bool hasRootEnded() const { return _hasRootEnded; }
+
 private:
     friend class ExpatCallbacks;
 
-    bool createExpatParser();
-    void initExpatParser();
-    bool parsePiece(const char* data, unsigned int length, bool isFinal);
-    void handleParseFailure();
-    void stopWithoutMemory();
-    const char* getError() const;
-    unsigned long getErrorLine() const;
+    OSTREL_LOCAL bool createExpatParser();
+    OSTREL_LOCAL void initExpatParser();
+    OSTREL_LOCAL bool parsePiece(const char* data, unsigned int length, bool isFinal);
+    OSTREL_LOCAL bool parseByExpat(const char* data, unsigned int length, bool isFinal);
+    OSTREL_LOCAL void noteError();
+    OSTREL_LOCAL void handleParseFailure();
+    OSTREL_LOCAL void stopWithoutMemory();
+    OSTREL_LOCAL int getErrorCode() const;
+    OSTREL_LOCAL const char* getErrorText() const;
+    OSTREL_LOCAL unsigned long getErrorLine() const;
 
     template <class Call>
-    void guard(Call call);
+    OSTREL_LOCAL void guard(Call call);
     template <class Create>
-    void keepException(Create create);
-    static ParseException createException(const std::exception* exception);
+    OSTREL_LOCAL void keepException(Create create);
+    OSTREL_LOCAL static ParseException createException(const std::exception* exception);
 
     XML_ParserStruct* m_expatParser; ///< Null when memory was exhausted; tried again for the next document.
     SharedPtr<SAXHandler> _handler;  ///< Empty when the handler is the caller's.
@@ -106,6 +132,11 @@ private:
     SharedPtr<ParseException> _pendingException;
     AutoPtr<XmlEventTexts> _texts;
     bool _isOutOfMemory; ///< The rest of the document is dropped.
+    bool _isInDocument = false;
+    bool _hasEnded = false; ///< The last piece was parsed, though `endDocument` may not be through.
+    bool _hasRootEnded = false;
+    unsigned int _openElements = 0;
+    Error _error;
 };
 
 } // namespace Ostrel

@@ -14,8 +14,10 @@ namespace Ostrel {
 /// For other sources use `XmlStreamFilter`.
 ///
 ///     DataObjectSaxHandler handler;
-///     SharedPtr<XMLParser> parser(new (std::nothrow) SAXParser(handler));
+///     SharedPtr<SAXParser> parser(new (std::nothrow) SAXParser(handler));
 ///     XMLFileProcessor("settings.xml", parser).start();
+///     if (!parser || !parser->isWellFormed())
+///         puts("no document, or not a whole one");
 ///
 /// Units:     the file is read in blocks of 1024 bytes.
 /// Ownership: the parser is shared; the file stays open until the processor dies.

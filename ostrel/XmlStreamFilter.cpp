@@ -1,32 +1,111 @@
 #include "ostrel/XmlStreamFilter.h"
 
 #include <algorithm>
+#include <cstring>
+
+#include "ostrel/SAXParser.h"
 
 namespace Ostrel {
 
 namespace {
 
 const unsigned int BLOCK_SIZE = 4096;
+const unsigned int LONGEST_TAG = 16384; // that is known to be one
 
 struct Piece
 {
     int count; ///< Of bytes; 0 or less at the end.
     bool isFailure;
+    bool isLast;
 };
 
-Piece readPiece(InputStream& stream, unsigned char* block)
+/// What a read that gave `count` of `size` bytes says.
+Piece judge(const InputStream& stream, int count, unsigned int size)
 {
-    const int count = stream.read(block, BLOCK_SIZE);
+    const int wanted = static_cast<int>(size);
     // The stream is asked before anything else is done with it: another read would forget the error.
-    const bool isCutShort = count < static_cast<int>(BLOCK_SIZE) && stream.getErrorString() != nullptr;
+    const bool isCutShort = count < wanted && stream.getErrorString() != nullptr;
+    const bool isFailure = count < 0 || isCutShort;
     // A stream that claims more than it was asked for must not lead us behind the block.
-    return {std::min(count, static_cast<int>(BLOCK_SIZE)), count < 0 || isCutShort};
+    return {std::min(count, wanted), isFailure, isFailure || count == 0};
+}
+
+class BlockReader
+{
+public:
+    Piece read(InputStream& stream) { return judge(stream, stream.read(_block, BLOCK_SIZE), BLOCK_SIZE); }
+    const unsigned char* getData() const { return _block; }
+
+private:
+    unsigned char _block[BLOCK_SIZE];
+};
+
+/// Reads byte by byte up to where an element may end. Tags are given whole: expat waits for much more of one that it
+/// was given in part.
+class TagReader
+{
+public:
+    Piece read(InputStream& stream)
+    {
+        memmove(_block, _block + _given, _count - _given);
+        _count -= _given;
+        _tag = 0; // what was kept begins with one
+        while (_count < LONGEST_TAG) {
+            const Piece byte = judge(stream, stream.read(_block + _count, 1), 1);
+            if (byte.isLast)
+                return give(_count, byte);
+            if (_block[_count++] == '<')
+                _tag = _count - 1;
+            if (mayEndElement())
+                return give(_count, byte);
+        }
+        return give(_tag != 0 ? _tag : _count, {0, false, false});
+    }
+
+    const unsigned char* getData() const { return _block; }
+
+private:
+    bool mayEndElement() const
+    {
+        if (_count < 3 || _block[_count - 1] != '>')
+            return false;
+        return _block[_count - 2] == '/' || (_block[_tag] == '<' && _block[_tag + 1] == '/');
+    }
+
+    Piece give(unsigned int count, const Piece& last)
+    {
+        _given = count;
+        return {static_cast<int>(count), last.isFailure, last.isLast};
+    }
+
+    unsigned char _block[LONGEST_TAG];
+    unsigned int _count = 0;
+    unsigned int _given = 0; ///< Of them, at the last call.
+    unsigned int _tag = 0;   ///< Where the last tag begins, if at all.
+};
+
+/// Whether the stream failed. Out of line, so that the larger reader takes stack only where it is used.
+template <class Reader, class HasEnded>
+__attribute__((noinline)) bool feed(InputStream& stream, XMLParser& parser, const HasEnded& hasEnded)
+{
+    Reader reader;
+    for (;;) {
+        const Piece piece = reader.read(stream);
+        if (piece.count > 0)
+            parser.parse(reinterpret_cast<const char*>(reader.getData()), static_cast<unsigned int>(piece.count));
+        if (piece.isLast || hasEnded())
+            return piece.isFailure;
+    }
 }
 
 } // namespace
 
 XmlStreamFilter::XmlStreamFilter(WeakPtr<InputStream> stream, WeakPtr<XMLParser> parser)
-    : _stream(stream), _parser(parser)
+    : _stream(stream), _parser(parser), _options(0)
+{}
+
+XmlStreamFilter::XmlStreamFilter(WeakPtr<InputStream> stream, WeakPtr<SAXParser> parser, unsigned int options)
+    : _stream(stream), _parser(parser), _saxParser(parser), _options(options)
 {}
 
 int XmlStreamFilter::start()
@@ -36,16 +115,16 @@ int XmlStreamFilter::start()
     if (stream == nullptr || parser == nullptr)
         return -1;
 
+    const SAXParser* const saxParser = _saxParser.get();
     parser->startDocument();
-    unsigned char block[BLOCK_SIZE];
-    Piece piece;
-    do {
-        piece = readPiece(*stream, block);
-        if (piece.count > 0)
-            parser->parse(reinterpret_cast<const char*>(block), static_cast<unsigned int>(piece.count));
-    } while (piece.count > 0 && !piece.isFailure);
+    const bool isFailure =
+        (_options & STOP_AT_ROOT_END) != 0
+            ? feed<TagReader>(*stream, *parser,
+                              [=] { return saxParser->hasRootEnded() || saxParser->getError().code != 0; })
+            : feed<BlockReader>(*stream, *parser, [] { return false; });
     parser->endDocument();
-    return piece.isFailure ? -1 : 0;
+    const bool isRefused = (_options & REFUSE_MALFORMED) != 0 && !saxParser->isWellFormed();
+    return isFailure || isRefused ? -1 : 0;
 }
 
 } // namespace Ostrel

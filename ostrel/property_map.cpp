@@ -1,9 +1,18 @@
 #include "ostrel/property_map.h"
 
+#include <new>
+
 #include "ostrel/Assert.h"
 #include "ostrel/PropertyMap.h"
 
 namespace {
+
+/// What is behind a handle over constant bytes, so that the function which writes through a constant handle knows it.
+class ConstantMap final : public PropertyMap
+{
+public:
+    explicit ConstantMap(const uint8_t* buffer) : PropertyMap(const_cast<uint8_t*>(buffer)) {}
+};
 
 PropertyMap* convert(property_map* map)
 {
@@ -13,6 +22,11 @@ PropertyMap* convert(property_map* map)
 const PropertyMap* convert(const property_map* map)
 {
     return reinterpret_cast<const PropertyMap*>(map);
+}
+
+bool isConstant(const property_map* map)
+{
+    return dynamic_cast<const ConstantMap*>(convert(map)) != nullptr;
 }
 
 } // namespace
@@ -27,6 +41,17 @@ property_map* property_map_create(uint8_t* buffer, uint32_t size)
 property_map* property_map_create_by_map_buffer(uint8_t* buffer)
 {
     return reinterpret_cast<property_map*>(new PropertyMap(buffer));
+}
+
+const property_map* property_map_attach_const(const uint8_t* buffer)
+{
+    const PropertyMap* map = new (std::nothrow) ConstantMap(buffer);
+    return reinterpret_cast<const property_map*>(map);
+}
+
+void property_map_detach_const(const property_map* map)
+{
+    delete convert(map);
 }
 
 void property_map_free(property_map* map)
@@ -279,5 +304,6 @@ unsigned int property_map_read_externalized_size(const property_map*, const uint
 PropertyMap_ReturnCode property_map_initialize(const property_map* map, const uint8_t** cursor)
 {
     OSTREL_ASSERT_TEXT(map, "map");
+    OSTREL_ASSERT_TEXT(!isConstant(map), "!isConstant(map)");
     return const_cast<PropertyMap*>(convert(map))->initialize(cursor);
 }

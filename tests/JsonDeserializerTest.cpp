@@ -107,6 +107,8 @@ TEST_F(JsonDeserializerTest, TheStackHoldsEightHandlers)
         ByteArrayInputStream stream("1");
         EXPECT_EQ(source->parse(stream, outer), expected);
         EXPECT_STREQ(source->getErrorString(), expected == 0 ? nullptr : "Too many handlers");
+        EXPECT_EQ(deserializer.getError().reason,
+                  expected == 0 ? json::JsonError::NONE : json::JsonError::TOO_MANY_HANDLERS);
     };
     outer.onEvent = parseAgain;
     EXPECT_EQ(parse("1", outer), 0);
@@ -145,6 +147,7 @@ TEST_F(JsonDeserializerTest, AnEventMayParseAnotherStream)
             ByteArrayInputStream stream(text);
             EXPECT_EQ(source->parse(stream, third), result);
             EXPECT_EQ(source->getErrorString() == nullptr, result == 0);
+            EXPECT_EQ(deserializer.getError().offset, result == 0 ? 0 : strlen(text)) << "of the inner one";
         };
         outer.handOut = {{"a", &inner}};
         inner.onEvent = parseInner;
@@ -163,10 +166,12 @@ TEST_F(JsonDeserializerTest, NullHandlersAreReportedAndNullInputsAreNot)
 {
     EXPECT_EQ(parse("[1]", nullptr), -1);
     EXPECT_STREQ(deserializer.getErrorString(), "Invalid handler");
+    EXPECT_STREQ(deserializer.getError().getText(), "there is no handler");
     expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
     EXPECT_EQ(deserializer.parse(nullptr, outer), -1);
     EXPECT_EQ(log, "o:reset");
     EXPECT_STREQ(deserializer.getErrorString(), "Invalid data source");
+    EXPECT_EQ(deserializer.getError().reason, json::JsonError::NO_SOURCE);
     EXPECT_EQ(parse("[1]", outer), 0);
     EXPECT_EQ(log, "o:reset o:[ o:1 o:]");
 }

@@ -263,17 +263,109 @@ TEST(JsonParserTest, ExhaustedMemoryMakesTheDataInvalid)
         json::JsonParser parser;
         const int result = faults.during([&] { return parser.parse(document.c_str()); });
         EXPECT_STREQ(parser.getErrorString(), result == 0 ? nullptr : INVALID + 1);
+        EXPECT_EQ(parser.getError().reason, result == 0 ? json::JsonError::NONE : json::JsonError::OUT_OF_MEMORY);
         return result == 0;
     });
+}
+
+/// The reason in words, the line and column, and the offset; through streams in pieces of all kinds the same.
+static std::string findMistake(const std::string& document)
+{
+    const auto describe = [](const json::JsonParser& parser) {
+        const json::JsonError error = parser.getError();
+        return std::string(error.getText() == nullptr ? "none" : error.getText()) + " " + std::to_string(error.line) +
+               ":" + std::to_string(error.column) + " " + std::to_string(error.offset);
+    };
+    json::JsonParser parser;
+    parser.parse(document.data(), static_cast<unsigned int>(document.size()));
+    const std::string expected = describe(parser);
+    for (unsigned int piece : {1U, 2U, 3U, 7U, 0xFFFFFFFFU}) {
+        PieceStream stream(document, {piece});
+        parser.parse(&stream);
+        EXPECT_EQ(describe(parser), expected) << "in pieces of " << piece;
+    }
+    PieceStream stream(document);
+    parser.parseUnbuffered(&stream);
+    EXPECT_EQ(describe(parser), expected) << "by single bytes";
+    return expected;
+}
+
+TEST(JsonParserTest, MistakesHaveAReasonAndAPlace)
+{
+    static const std::pair<const char*, const char*> CASES[] = {
+        {"[1,\"a\\q\x01\\ud83d\"]", "none 0:0 0"},
+        {"", "there is no value 1:1 0"},
+        {" \n\t", "there is no value 2:2 3"},
+        {"[1 2]", "expected ',' or ']' after an element 1:4 3"},
+        {"[1}", "expected ',' or ']' after an element 1:3 2"},
+        {"{\"a\":1 \"b\":2}", "expected ',' or '}' after a member 1:8 7"},
+        {"[1,\n]", "a comma stands before the closing bracket 2:1 4"},
+        {"{\"a\":[],}", "a comma stands before the closing bracket 1:9 8"},
+        {"[,1]", "expected a value 1:2 1"},
+        {"[1,}", "expected a value 1:4 3"},
+        {"{\"a\":]}", "expected a value 1:6 5"},
+        {"]", "expected a value 1:1 0"},
+        {"'a'", "expected a value 1:1 0"},
+        {"\xEF\xBB\xBF[]", "expected a value 1:1 0"},
+        {"{,}", "expected a key in quotes 1:2 1"},
+        {"{\"a\":1,b:2}", "expected a key in quotes 1:8 7"},
+        {"{\"\xC3\xA9\xF0\x9F\x98\x80\" 1}", "expected ':' after a key 1:7 10"},
+        {"[trux]", "expected true, false or null 1:5 4"},
+        {"[fals1       ]", "expected true, false or null 1:6 5"},
+        {"nil      ", "expected true, false or null 1:2 1"},
+        {"[\"\\u12g4\"]", "expected four hexadecimal digits after \\u 1:7 6"},
+        {"\"\\u12\"", "expected four hexadecimal digits after \\u 1:6 5"},
+        {"[-]", "expected a digit 1:3 2"},
+        {"[-.5]", "expected a digit 1:3 2"},
+        {"1.e5", "expected a digit 1:3 2"},
+        {"[1e+ ]", "expected a digit 1:5 4"},
+        {"[+1]", "expected a value 1:2 1"},
+        {"[0x1]", "expected ',' or ']' after an element 1:3 2"},
+        {"[1,\n -9223372036854775808 ]", "number out of range 2:2 5"},
+        {"123456789012345678901", "number out of range 1:1 0"},
+        {"[[[[[[[[[[[[[[[[1", "nested too deeply 1:16 15"},
+        {"[1]\r\n\nx", "more data after the document 3:1 6"},
+        {"1-2", "more data after the document 1:2 1"},
+        {"[", "end inside an array 1:2 1"},
+        {"[1,\n\n", "end inside an array 3:1 5"},
+        {"[1", "end inside an array 1:3 2"},
+        {"{\"a\"", "end inside an object 1:5 4"},
+        {"{\"a\": ", "end inside an object 1:7 6"},
+        {"{\"a\":1,", "end inside an object 1:8 7"},
+        {"{\"a", "end inside a text 1:4 3"},
+        {"[\"\n\xC3\xA9\\", "end inside a text 2:3 6"},
+        {"\"\\u00", "end inside a text 1:6 5"},
+        {"[tru", "end inside true, false or null 1:5 4"},
+        {"[-1.5e", "end inside a number 1:7 6"},
+    };
+    for (const auto& [document, mistake] : CASES)
+        EXPECT_EQ(findMistake(document), mistake) << document;
+
+    // Behind windows with and without line breaks, and characters that cross them.
+    for (const size_t size : {63U, 64U, 8191U, 65535U, 65536U, 70001U}) {
+        const std::string filler(size, 'x'), place = " 1:" + std::to_string(2 * size + 5);
+        const std::string wide = "[\"" + filler + repeat("\xC3\xA9", static_cast<int>(size)) + "\",]";
+        EXPECT_EQ(findMistake(wide),
+                  "a comma stands before the closing bracket" + place + " " + std::to_string(3 * size + 4));
+        const std::string lines = repeat("1,\n", static_cast<int>(size));
+        EXPECT_EQ(findMistake("[" + filler.substr(1) + lines), "expected a value 1:2 1");
+        EXPECT_EQ(findMistake("[" + lines + " 1" + repeat("0", static_cast<int>(size))),
+                  "number out of range " + std::to_string(size + 1) + ":2 " + std::to_string(3 * size + 2));
+    }
 }
 
 TEST(JsonParserTest, ParsersAreReusedAndSourcesChecked)
 {
     json::JsonParser parser;
     EXPECT_EQ(parser.parse("[1]", 2), -1) << "the length counts";
+    PieceStream failing("[1", {2}, -1);
+    EXPECT_EQ(parser.parse(&failing), -1);
+    EXPECT_EQ(parser.getError().reason, json::JsonError::SOURCE_FAILED);
+    EXPECT_EQ(parser.getError().offset, 2U);
     const auto expectNoSource = [&](int result) {
         EXPECT_EQ(result, -1);
         EXPECT_STREQ(parser.getErrorString(), NO_SOURCE + 1);
+        EXPECT_TRUE(parser.getError().reason == json::JsonError::NO_SOURCE && parser.getError().line == 0);
         EXPECT_EQ(parser.parse("0"), 0);
         EXPECT_EQ(parser.getErrorString(), nullptr);
     };

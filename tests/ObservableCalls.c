@@ -2,6 +2,7 @@
 #include "ostrel/Observable/observable_c.h"
 #include "tests/support/Require.h"
 
+int callWithUserData(void);
 int callObservableInterface(pthread_mutex_t* mutex);
 
 static int calls;
@@ -42,5 +43,34 @@ int callObservableInterface(pthread_mutex_t* mutex)
     destroyObservable(subject);
     destroyObserver(0);
     destroyObservable(0);
+    return 0;
+}
+
+static void addTo(ObservablePtr source, Event_Type event, const void* params, void* userData)
+{
+    lastSource = source;
+    *(int*)userData += (int)event + *(const int*)params;
+}
+
+/* Two observers of one function, in a registry that just takes them or is a byte too small. */
+int callWithUserData(void)
+{
+    static char buffer[OBSERVABLE_STORAGE(OBSERVABLE_EVENT(2) + OBSERVABLE_EVENT_WITH_LONG_ID(1))];
+    const int params = 5;
+    int sums[2] = {0, 0};
+    ObserverPtr first = createObserverWithUserData(addTo, &sums[0]);
+    ObserverPtr second = createObserverWithUserData(addTo, &sums[1]);
+    for (uint16_t missing = 0; missing < 2; ++missing) {
+        ObservablePtr subject = createObservable(buffer, (uint16_t)(sizeof(buffer) - missing), 0);
+        REQUIRE(addObserver(subject, -7, first) == OBSERVABLE_OK);
+        REQUIRE(addObserver(subject, 32767, second) == OBSERVABLE_OK);
+        REQUIRE(addObserver(subject, -7, second) == (missing ? OBSERVABLE_INSUFFICIENT_MEMORY : OBSERVABLE_OK));
+        REQUIRE(notifyObserversWithParams(subject, -7, &params) == OBSERVABLE_OK && lastSource == subject);
+        destroyObservable(subject);
+    }
+    REQUIRE(sums[0] == 2 * -2 && sums[1] == -2);
+    REQUIRE(OBSERVABLE_STORAGE(0) == 12 && OBSERVABLE_STORAGE(OBSERVABLE_EVENT(1)) == 12);
+    destroyObserver(first);
+    destroyObserver(second);
     return 0;
 }

@@ -5,6 +5,7 @@
 using namespace Ostrel;
 
 extern "C" int callObservableInterface(pthread_mutex_t* mutex); // ObservableCalls.c
+extern "C" int callWithUserData();
 
 namespace {
 
@@ -136,10 +137,12 @@ TEST(ObservableFaultTest, ExhaustedMemoryGivesNoHandleAndLeavesNothing)
         pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
         ObservablePtr subject = faults.during([&] { return createObservable(buffer, sizeof(buffer), &mutex); });
         ObserverPtr observer = faults.during([] { return createObserver(nullptr); });
-        const bool isDone = subject != nullptr && observer != nullptr;
+        ObserverPtr other = faults.during([] { return createObserverWithUserData(nullptr, nullptr); });
+        const bool isDone = subject != nullptr && observer != nullptr && other != nullptr;
         EXPECT_TRUE(!isDone || addObserver(subject, 1, observer) == OBSERVABLE_OK);
         destroyObservable(subject);
         destroyObserver(observer);
+        destroyObserver(other);
         return isDone;
     });
 }
@@ -149,6 +152,7 @@ TEST(ObservableCInterfaceTest, EveryFunctionFromC)
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     EXPECT_EQ(callObservableInterface(nullptr), 0) << "the line of ObservableCalls.c that failed";
     EXPECT_EQ(callObservableInterface(&mutex), 0);
+    EXPECT_EQ(callWithUserData(), 0);
     EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
 }
 

@@ -6,11 +6,12 @@
 
 int getAndSetByFunctions(void);
 int exchangeByFunctions(void);
+int readConstantBytes(const uint8_t* bytes);
 
 static property_map* fill(uint8_t* buffer, uint32_t size)
 {
     uint8_t data[] = {1, 2, 3};
-    uint8_t innerBuffer[20];
+    uint8_t innerBuffer[PM_STORAGE(PM_ENTRY_INT) + 4];
     property_map* map = property_map_create(buffer, size);
     property_map* inner = property_map_create(innerBuffer, sizeof(innerBuffer));
     property_map_insert_int(inner, 1, 5);
@@ -115,5 +116,17 @@ int exchangeByFunctions(void)
     REQUIRE(property_map_initialize(map, &cursor) == PM_RC_OK && cursor == form + length);
     REQUIRE(property_map_get_empty_space(map) == 0 && property_map_get_num_entries(map) == 7);
     property_map_free(map);
+    return 0;
+}
+
+int readConstantBytes(const uint8_t* bytes)
+{
+    const property_map* map = property_map_attach_const(bytes);
+    int32_t integer = 0;
+    const char* text = NULL;
+    REQUIRE(property_map_get_int(map, 1, &integer) == PM_RC_OK && integer == 258);
+    REQUIRE(property_map_get_string_ref(map, 5, &text) == PM_RC_OK && (const uint8_t*)text > bytes);
+    property_map_detach_const(map);
+    property_map_detach_const(NULL);
     return 0;
 }

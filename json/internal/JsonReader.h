@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "json/JsonParser.h"
+#include "json/internal/JsonPlace.h"
 #include "json/internal/JsonScratch.h"
 
 namespace json {
@@ -25,11 +26,12 @@ enum JsonErrorCode {
 ///
 /// The steps take the position to go on from and return the position behind what they read, or null when the parse
 /// has failed; that keeps it in a register all the way. Where `at` is given, a byte is there. A refill happens only
-/// when its first byte is needed: behind the byte that fails the parse nothing is read.
+/// when its first byte is needed: behind the byte that fails the parse nothing is read. A step that fails by itself
+/// notes why and where with `fail`; the others only pass the null on.
 ///
 /// Units:     bytes. The size of a key includes its terminator; 0 says that there is no key.
 /// Ownership: everything given to the constructors is borrowed for the life of the reader.
-/// Errors:    null positions.
+/// Errors:    null positions, and `getError`.
 /// Threads:   belongs to one parse.
 class JsonReader
 {
@@ -41,6 +43,7 @@ public:
                unsigned int windowSize);
 
     int read(); ///< The whole document; a `JsonErrorCode`.
+    const JsonError& getError() const { return _error; }
 
 private:
     enum { MAX_DEPTH = 15 };
@@ -48,9 +51,15 @@ private:
 
     const char* ensureByte(const char* cur) { return cur != _end ? cur : refill(); }
     const char* refill();
+    [[gnu::cold, gnu::noinline]] const char* fail(const char* at, JsonError::Reason reason,
+                                                  JsonError::Reason atEnd = JsonError::NONE);
+    const char* failAtEnd(JsonError::Reason atEnd) { return fail(nullptr, JsonError::NONE, atEnd); }
+    [[gnu::cold, gnu::noinline]] const char* failLiteral(const char* at, const char* literal);
+    [[gnu::cold, gnu::noinline]] const char* failNumber(const char* at, const char* token, size_t length,
+                                                        const char* behind, size_t keySize);
     const char* findToken(const char* cur);
     const char* skipBlanks(const char* cur);
-    static const char* expect(const char* cur, char wanted);
+    const char* expect(const char* cur, char wanted, JsonError::Reason reason, JsonError::Reason atEnd);
 
     const char* readValue(const char* at, size_t keySize);
     template <Collection KIND>
@@ -73,13 +82,16 @@ private:
     JsonParser* _parser;
     JsonParser::EventHandler* _handler;
     const char* _end;            ///< Of the bytes that are there.
-    const char* _start;          ///< Of the caller's bytes.
+    const char* _start;          ///< Of the bytes that are there.
     Ostrel::InputStream* _input; ///< Null over memory, and once the stream has ended.
     char* _window;               ///< Null over memory, which is not ours to write to.
     unsigned int _windowSize;
     unsigned int _depth = 0;
-    bool _isPointDot;     ///< Whether the C library reads numbers as JSON writes them.
-    JsonScratch _scratch; ///< The key, and behind it the text of its value.
+    bool _isPointDot; ///< Whether the C library reads numbers as JSON writes them.
+    bool _hasSourceFailed = false;
+    JsonScratch _scratch;  ///< The key, and behind it the text of its value.
+    JsonPlace _startPlace; ///< Of the first byte that is there.
+    JsonError _error;
 };
 
 } // namespace json

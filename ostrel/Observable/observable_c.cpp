@@ -48,6 +48,25 @@ Ostrel::CObserver* toObserver(ObserverPtr observer)
     return reinterpret_cast<Ostrel::CObserver*>(observer);
 }
 
+/// A `CObserver`, since that is what handles stand for; its own callback is never called.
+class UserDataObserver final : public Ostrel::CObserver
+{
+public:
+    UserDataObserver(Observer_UserDataCallback callback, void* userData)
+        : CObserver(nullptr), _callback(callback), _userData(userData)
+    {}
+
+    void notify(Ostrel::Observable* source, const int& event, const void* params) override
+    {
+        auto* observable = static_cast<Ostrel::CObservable*>(source);
+        _callback(reinterpret_cast<ObservablePtr>(observable), event, params, _userData);
+    }
+
+private:
+    Observer_UserDataCallback _callback;
+    void* _userData;
+};
+
 /// Empty when memory is exhausted.
 Ostrel::AutoPtr<Ostrel::ObservableImplementation> createRegistry(char* buffer, uint16_t size)
 {
@@ -86,6 +105,12 @@ void destroyObservable(ObservablePtr observable)
 ObserverPtr createObserver(Observer_Callback callback)
 {
     return reinterpret_cast<ObserverPtr>(new (std::nothrow) Ostrel::CObserver(callback));
+}
+
+ObserverPtr createObserverWithUserData(Observer_UserDataCallback callback, void* userData)
+{
+    Ostrel::CObserver* observer = new (std::nothrow) UserDataObserver(callback, userData);
+    return reinterpret_cast<ObserverPtr>(observer);
 }
 
 void destroyObserver(ObserverPtr observer)

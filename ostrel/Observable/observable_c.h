@@ -42,11 +42,16 @@
 extern "C" {
 #endif
 
+/* An observable. */
 typedef struct ObservableHandle* ObservablePtr;
+/* A function that is called for each notification. */
 typedef struct ObserverHandle* ObserverPtr;
 
 /* `params` is what the notifier passed, NULL from notifyObservers. */
 typedef void (*Observer_Callback)(ObservablePtr source, Event_Type event, const void* params);
+
+/* `userData` is what the observer was created with. */
+typedef void (*Observer_UserDataCallback)(ObservablePtr source, Event_Type event, const void* params, void* userData);
 
 /* `size` is at least 12; less stops the process. The buffer is cleared and may have any alignment. `mutex` may be NULL.
  * NULL when memory is exhausted. */
@@ -57,6 +62,10 @@ OSTREL_EXPORT void destroyObservable(ObservablePtr observable);
 
 /* NULL when memory is exhausted. */
 OSTREL_EXPORT ObserverPtr createObserver(Observer_Callback callback);
+
+/* For observers that share a function and differ in what they work on. `userData` is only passed on, may be NULL, and
+ * stays the caller's. NULL when memory is exhausted. */
+OSTREL_EXPORT ObserverPtr createObserverWithUserData(Observer_UserDataCallback callback, void* userData);
 
 /* NULL is ignored. */
 OSTREL_EXPORT void destroyObserver(ObserverPtr observer);
@@ -71,6 +80,7 @@ OSTREL_EXPORT Observable_ReturnCode removeObserver(ObservablePtr observable, Eve
 
 /* Calls the observers of the event in order of registration. OBSERVABLE_OK also when there are none. */
 OSTREL_EXPORT Observable_ReturnCode notifyObservers(ObservablePtr observable, Event_Type event);
+/* The same; observers are handed `params`. */
 OSTREL_EXPORT Observable_ReturnCode notifyObserversWithParams(ObservablePtr observable, Event_Type event,
                                                               const void* params);
 

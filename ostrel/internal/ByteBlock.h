@@ -3,7 +3,8 @@
 /// A stretch of text that is examined at once: 16 bytes where the processor has vectors, else one word of eight.
 ///
 /// `equal` and `below` mark bytes; marks combine by `|`, `&` and `~`, and are given back to the block that they are of.
-/// `gather` makes one word of them, to be asked for the first and without it for the next one.
+/// `gather` makes one word of them, to be asked for the first and without it for the next one. A `Tally` counts bytes
+/// of up to `MOST_BLOCKS` blocks.
 ///
 /// Units:     bytes; positions count from the block's first byte in memory, and `SIZE` stands for none.
 /// Ownership: the bytes are copied in and out.
@@ -67,6 +68,30 @@ public:
 #endif
     }
 
+    class Tally
+    {
+    public:
+        enum { MOST_BLOCKS = 255 }; // a byte for each position
+
+        void addEqual(const WordBlock& block, unsigned char byte) { _sums += block.gather(block.equal(byte)) >> 7; }
+
+        /// Those of UTF-8: the highest bit is set and the next one is not.
+        void addContinuations(const WordBlock& block)
+        {
+            _sums += (block._bytes & ~(block._bytes << 1) & ~LOW_BITS) >> 7;
+        }
+
+        unsigned int getTotal() const
+        {
+            const uint64_t PAIRS = 0x00FF00FF00FF00FFU;
+            const uint64_t sums = (_sums & PAIRS) + (_sums >> 8 & PAIRS);
+            return static_cast<unsigned int>(sums * 0x0001000100010001U >> 48);
+        }
+
+    private:
+        uint64_t _sums = 0;
+    };
+
 private:
     static constexpr uint64_t ONES = 0x0101010101010101U;
     static constexpr uint64_t LOW_BITS = 0x7F * ONES;
@@ -114,6 +139,30 @@ public:
 
     static Gathered dropFirst(Gathered found) { return found & (found - 1); }
 
+    class Tally
+    {
+    public:
+        enum { MOST_BLOCKS = 255 }; // a byte for each position
+
+        // A mark is -1.
+        void addEqual(const ByteBlock& block, unsigned char byte) { _sums = _mm_sub_epi8(_sums, block.equal(byte)); }
+
+        /// Those of UTF-8, which are the lowest signed ones.
+        void addContinuations(const ByteBlock& block)
+        {
+            _sums = _mm_sub_epi8(_sums, _mm_cmplt_epi8(block._bytes, repeat(0xC0)));
+        }
+
+        unsigned int getTotal() const
+        {
+            const __m128i halves = _mm_sad_epu8(_sums, _mm_setzero_si128());
+            return static_cast<unsigned int>(_mm_cvtsi128_si32(halves) + _mm_extract_epi16(halves, 4));
+        }
+
+    private:
+        __m128i _sums = _mm_setzero_si128();
+    };
+
 private:
     explicit ByteBlock(__m128i bytes) : _bytes(bytes) {}
 
@@ -157,6 +206,30 @@ public:
     }
 
     static Gathered dropFirst(Gathered found) { return found & ~(uint64_t{0xF} << (4 * findFirst(found))); }
+
+    class Tally
+    {
+    public:
+        enum { MOST_BLOCKS = 255 }; // a byte for each position
+
+        // A mark is -1.
+        void addEqual(const ByteBlock& block, unsigned char byte) { _sums = vsubq_u8(_sums, block.equal(byte)); }
+
+        /// Those of UTF-8, which are the lowest signed ones.
+        void addContinuations(const ByteBlock& block)
+        {
+            _sums = vsubq_u8(_sums, vcltq_s8(vreinterpretq_s8_u8(block._bytes), vdupq_n_s8(-0x40)));
+        }
+
+        unsigned int getTotal() const
+        {
+            const uint64x2_t halves = vpaddlq_u32(vpaddlq_u16(vpaddlq_u8(_sums)));
+            return static_cast<unsigned int>(vgetq_lane_u64(halves, 0) + vgetq_lane_u64(halves, 1));
+        }
+
+    private:
+        uint8x16_t _sums = vdupq_n_u8(0);
+    };
 
 private:
     explicit ByteBlock(uint8x16_t bytes) : _bytes(bytes) {}
