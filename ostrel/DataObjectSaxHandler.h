@@ -63,11 +63,11 @@ private:
     static constexpr int STACK_SIZE = 16;
 
     /// The text so far, with its length, so that a long one is not measured again for each piece.
-    class Text : public DynamicString
+    class OSTREL_LOCAL Text : public DynamicString
     {
     public:
-        OSTREL_LOCAL void add(const char* piece); ///< As `growAndAppend`.
-        OSTREL_LOCAL void clear();                ///< The storage stays, for the next element.
+        void add(const char* piece); ///< As `growAndAppend`.
+        void clear();                ///< The storage stays, for the next element.
 
     private:
         unsigned int _length = 0; ///< In bytes.

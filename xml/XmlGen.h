@@ -86,21 +86,21 @@ private:
     OSTREL_LOCAL void closeElement();
 
     /// A copy of the name of a collection, in a block that later names of the level use again. Empty at first.
-    class Name
+    class OSTREL_LOCAL Name
     {
     public:
         Name() = default;
-        OSTREL_LOCAL ~Name();
+        ~Name();
         Name(const Name&) = delete;
         Name& operator=(const Name&) = delete;
 
-        OSTREL_LOCAL bool assign(const char* text, size_t length); ///< False, and empty, when memory is exhausted.
+        bool assign(const char* text, size_t length); ///< False, and empty, when memory is exhausted.
 
         const char* getText() const { return _length == 0 ? "" : _text; }
         size_t getLength() const { return _length; }
 
     private:
-        OSTREL_LOCAL bool grow(size_t size);
+        bool grow(size_t size);
 
         char* _text = nullptr;
         size_t _size = 0; ///< Of the block.
