@@ -89,9 +89,9 @@ private:
     void resetSlot(unsigned int index);
 
 protected:
-    T* _elements;
-    unsigned int _capacity;
-    unsigned int _size;
+    T* _elements;           ///< Null before the first storage.
+    unsigned int _capacity; ///< Elements that the storage has room for.
+    unsigned int _size;     ///< Elements in the list.
 };
 
 /// A list on the heap that grows by N elements at a time: for many lists that are mostly short.

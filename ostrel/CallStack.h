@@ -17,7 +17,7 @@ namespace Ostrel {
 class OSTREL_EXPORT CallStack
 {
 public:
-    static const unsigned int MAX_DEPTH = 64;
+    static const unsigned int MAX_DEPTH = 64; ///< Addresses that are kept.
 
     CallStack(); ///< Captures now.
     CallStack(const CallStack& other);

@@ -37,10 +37,11 @@ public:
         TYPE_MAP = 2
     };
 
+    /// An entry of the stack of open collections.
     struct DataObjectHandlerInfo
     {
-        DataObject* collection; ///< Not owned: the tree owns it. Null when it is not in the tree.
-        DataObjectHandlerType type;
+        DataObject* collection;     ///< Not owned: the tree owns it. Null when it is not in the tree.
+        DataObjectHandlerType type; ///< What the collection is.
     };
 
     /// The tree; empty before the first event. Without `reset`, a second document goes into the first one's root.

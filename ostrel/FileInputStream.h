@@ -28,7 +28,7 @@ namespace Ostrel {
 class OSTREL_EXPORT FileInputStream : public InputStream
 {
 public:
-    static constexpr unsigned int UNLIMITED = 0xFFFFFFFFU;
+    static constexpr unsigned int UNLIMITED = 0xFFFFFFFFU; ///< A budget that is never spent.
 
     /// `budget` is the most that all reads together deliver. With a `timeOut` of 0 a read takes what is there.
     explicit FileInputStream(FILE* file, bool own = false, unsigned int budget = UNLIMITED, unsigned int timeOut = 0);

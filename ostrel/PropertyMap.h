@@ -39,7 +39,7 @@ public:
     /// One entry of the key table as it lies in the buffer.
     struct KeyValuePair
     {
-        unsigned char bytes[8];
+        unsigned char bytes[8]; ///< As `docs/property-map-format.md` has them.
     };
 
     class Iterator;
@@ -127,12 +127,14 @@ public:
     void removeAll(); ///< Clears no bytes.
 
     bool hasKey(int key) const;
-    PropertyMap_ReturnCode getKeyType(int key, PropertyMap_ValueType* type) const;
+    PropertyMap_ReturnCode getKeyType(int key, PropertyMap_ValueType* type) const; ///< PM_RC_KEY_NOT_FOUND.
     /// Keys in ascending order. PM_RC_BUFFER_TOO_SMALL: those that fit were written; `*numKeys` counts these.
     PropertyMap_ReturnCode getAllKeys(int* keys, unsigned int maxKeys, unsigned int* numKeys) const;
     PropertyMap_ReturnCode getStringBufferSize(int key, unsigned int* size) const; ///< Counts the terminator.
+    /// The same for an entry.
     PropertyMap_ReturnCode getStringBufferSize(const KeyValuePair* entry, unsigned int* size) const;
     PropertyMap_ReturnCode getBinaryDataBufferSize(int key, unsigned int* size) const; ///< Also of nested maps.
+    /// The same for an entry.
     PropertyMap_ReturnCode getBinaryDataBufferSize(const KeyValuePair* entry, unsigned int* size) const;
     unsigned int getNumEntries() const;
     uint32_t getSize() const; ///< Of the whole buffer.
@@ -165,7 +167,7 @@ public:
 
     void printContent() const; ///< Every entry and the overhead, on standard output.
 
-    /// The buffer format, for diagnosis and tests.
+    /// All about the buffer format, for diagnosis and tests.
     uint32_t getKeyTableOffset() const;
     void setKeyTableOffset(uint32_t offset);
     const KeyValuePair* getKeyTableEntry() const; ///< The first entry; those of higher keys follow.
@@ -178,7 +180,7 @@ public:
     static bool isOffsetStored(const KeyValuePair* entry); ///< Whether the value lies in the value area.
 
 protected:
-    unsigned char* _buffer;
+    unsigned char* _buffer; ///< Never null.
 
 private:
     class FormReader;

@@ -27,10 +27,11 @@ class OSTREL_EXPORT SAXHandler
 public:
     virtual ~SAXHandler();
 
+    /// An element begins; `attributes` has the values by name.
     virtual void startElement(const std::string& name, const std::map<std::string, std::string>& attributes) = 0;
-    virtual void endElement(const std::string& name) = 0;
-    virtual void charData(const std::string& text) = 0; ///< Text may come in several calls, cut between characters.
-    virtual void finished() = 0;                        ///< The document ended, complete or not.
+    virtual void endElement(const std::string& name) = 0; ///< The innermost open element ends.
+    virtual void charData(const std::string& text) = 0;   ///< Text may come in several calls, cut between characters.
+    virtual void finished() = 0;                          ///< The document ended, complete or not.
     virtual bool parseError() = 0; ///< True: a malformed document is only reported; false: `parse` throws.
 };
 

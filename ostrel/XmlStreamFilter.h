@@ -31,8 +31,9 @@ class SAXParser;
 ///     SAXParser parser(handler);
 ///     FdInputStream connection(STDIN_FILENO);
 ///     connection.setTimeOut(30);
-///     XmlStreamFilter filter(connection, parser, XmlStreamFilter::REFUSE_MALFORMED |
-///     XmlStreamFilter::STOP_AT_ROOT_END); while (filter.start() == 0)
+///     const unsigned int options = XmlStreamFilter::REFUSE_MALFORMED | XmlStreamFilter::STOP_AT_ROOT_END;
+///     XmlStreamFilter filter(connection, parser, options);
+///     while (filter.start() == 0)
 ///         puts("one more document");
 ///     puts(connection.hasTimedOut() ? "silent for 30 s" : "closed, or a malformed document");
 ///
