@@ -68,11 +68,11 @@ public:
     JsonGen& appendIntegerToBuffer(long long value);
 
 private:
-    void addFormatted(const char* format, va_list arguments);
+    OSTREL_LOCAL void addFormatted(const char* format, va_list arguments);
     template <class... Pieces>
-    JsonGen& writeValue(const Pieces&... pieces);
+    OSTREL_LOCAL JsonGen& writeValue(const Pieces&... pieces);
     template <class... Pieces>
-    JsonGen& writeMember(const char* key, const Pieces&... pieces);
+    OSTREL_LOCAL JsonGen& writeMember(const char* key, const Pieces&... pieces);
 };
 
 } // namespace json

@@ -90,8 +90,8 @@ public:
     JsonError getError() const { return _details; }
 
 private:
-    int refuseSource();
-    int read(JsonReader&& reader);
+    OSTREL_LOCAL int refuseSource();
+    OSTREL_LOCAL int read(JsonReader&& reader);
 
     int _error;
     EventHandler _defaultHandler;

@@ -48,7 +48,7 @@ public:
     static timespec getDeadline(timespec now, timespec relative);
 
 private:
-    bool relTimedWait(pthread_mutex_t* mutex, const timespec& relative);
+    OSTREL_LOCAL bool relTimedWait(pthread_mutex_t* mutex, const timespec& relative);
 
     pthread_cond_t _condition;
 };

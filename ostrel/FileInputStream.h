@@ -51,9 +51,9 @@ public:
     bool hasTimedOut() const { return _hasTimedOut; }
 
 private:
-    bool clearPassingError();
-    bool waitThroughSignals(timeval& timeOut);
-    unsigned int readOnce(unsigned char* buffer, unsigned int size);
+    OSTREL_LOCAL bool clearPassingError();
+    OSTREL_LOCAL bool waitThroughSignals(timeval& timeOut);
+    OSTREL_LOCAL unsigned int readOnce(unsigned char* buffer, unsigned int size);
 
     FILE* _file;
     bool _own;

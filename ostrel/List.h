@@ -91,8 +91,8 @@ public:
 
 private:
     SListNode* getLast() const;
-    SListNode* findPredecessor(const SListNode& node, const BaseIterator& pos) const;
-    void unlink(SListNode& node, SListNode* predecessor);
+    OSTREL_LOCAL SListNode* findPredecessor(const SListNode& node, const BaseIterator& pos) const;
+    OSTREL_LOCAL void unlink(SListNode& node, SListNode* predecessor);
 
     SListNode* _head = nullptr;
     SListNode* _tail = nullptr;

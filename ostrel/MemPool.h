@@ -78,7 +78,7 @@ public:
     unsigned int getFreeChunks() const { return MemPoolBase::getFreeChunks(_bitmap, getBitmapBytes()); }
 
 private:
-    void layOut(unsigned char* storage, unsigned int chunkCount);
+    OSTREL_LOCAL void layOut(unsigned char* storage, unsigned int chunkCount);
     unsigned int getBitmapBytes() const { return static_cast<unsigned int>(_bitmapEnd - _bitmap); }
 
     unsigned int _chunkSize;

@@ -194,24 +194,26 @@ private:
     enum Adjustment { INCREASE, DECREASE };
 
     template <class Value>
-    PropertyMap_ReturnCode insertPrimitiveValue(int key, Value value, PropertyMap_ValueType type);
+    OSTREL_LOCAL PropertyMap_ReturnCode insertPrimitiveValue(int key, Value value, PropertyMap_ValueType type);
     template <class Value>
-    PropertyMap_ReturnCode getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type, Value* value) const;
+    OSTREL_LOCAL PropertyMap_ReturnCode getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
+                                                          Value* value) const;
     template <class Value>
-    PropertyMap_ReturnCode setPrimitiveValue(int key, PropertyMap_ValueType type, Value value);
+    OSTREL_LOCAL PropertyMap_ReturnCode setPrimitiveValue(int key, PropertyMap_ValueType type, Value value);
 
-    KeyValuePair* entryAt(unsigned int index) const;
-    PropertyMap getNestedMap(const KeyValuePair* entry) const;
-    PropertyMap_ReturnCode findEntryOfType(int key, PropertyMap_ValueType type, KeyValuePair** entry) const;
-    PropertyMap_ReturnCode getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const;
-    void insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value);
-    PropertyMap_ReturnCode resizeValue(const KeyValuePair* pair, uint64_t newSize);
-    uint32_t adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment adjustment);
-    static void resetOffset(KeyValuePair* pair, uint32_t offset);
-    unsigned int getFormLength() const;
-    unsigned int writeForm(unsigned char* dest, unsigned int destSize, uint32_t* usedSize) const;
-    void printEntry(const KeyValuePair* entry) const;
-    void writeBinaryValue(uint32_t offset, const unsigned char* data, unsigned int length);
+    OSTREL_LOCAL KeyValuePair* entryAt(unsigned int index) const;
+    OSTREL_LOCAL PropertyMap getNestedMap(const KeyValuePair* entry) const;
+    OSTREL_LOCAL PropertyMap_ReturnCode findEntryOfType(int key, PropertyMap_ValueType type,
+                                                        KeyValuePair** entry) const;
+    OSTREL_LOCAL PropertyMap_ReturnCode getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const;
+    OSTREL_LOCAL void insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value);
+    OSTREL_LOCAL PropertyMap_ReturnCode resizeValue(const KeyValuePair* pair, uint64_t newSize);
+    OSTREL_LOCAL uint32_t adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment adjustment);
+    OSTREL_LOCAL static void resetOffset(KeyValuePair* pair, uint32_t offset);
+    OSTREL_LOCAL unsigned int getFormLength() const;
+    OSTREL_LOCAL unsigned int writeForm(unsigned char* dest, unsigned int destSize, uint32_t* usedSize) const;
+    OSTREL_LOCAL void printEntry(const KeyValuePair* entry) const;
+    OSTREL_LOCAL void writeBinaryValue(uint32_t offset, const unsigned char* data, unsigned int length);
 };
 
 /// Walks the entries of a `PropertyMap` in the order of their keys.

@@ -31,9 +31,9 @@ public:
 private:
     friend class LockProbe; ///< Lets tests wait until a thread really sleeps.
 
-    void waitAsReader();
-    void waitAsWriter();
-    void wakeWaiting();
+    OSTREL_LOCAL void waitAsReader();
+    OSTREL_LOCAL void waitAsWriter();
+    OSTREL_LOCAL void wakeWaiting();
 
     enum { HELD_BY_WRITER = -1, FREE = 0 };
 

@@ -48,7 +48,7 @@ public:
 private:
     struct Guard
     {
-        ~Guard();
+        OSTREL_LOCAL ~Guard();
     };
 
     static std::atomic<T*> _holder;

@@ -37,7 +37,7 @@ public:
 
     using NullType = StructBuilder::NullType; ///< Selects the overloads that add a null.
 
-    static const unsigned int MAXIMUM_DEPTH = 15; ///< Collections that can be open at once.
+    static constexpr unsigned int MAXIMUM_DEPTH = 15; ///< Collections that can be open at once.
 
     TextGenerator(const TextGenerator&) = delete;
     TextGenerator& operator=(const TextGenerator&) = delete;
@@ -144,7 +144,7 @@ protected:
 
     /// Appends pieces of text: things with `uint64_t getSize()` and `char* writeTo(char*)`, which returns the end.
     template <class... Pieces>
-    void write(const Pieces&... pieces);
+    OSTREL_LOCAL void write(const Pieces&... pieces);
 
 private:
     bool refuse();              ///< For a status that lets nothing follow.
@@ -152,9 +152,9 @@ private:
     bool growForText(uint64_t size);
 
     template <class... Pieces>
-    void append(const Pieces&... pieces);
+    OSTREL_LOCAL void append(const Pieces&... pieces);
     template <class Piece>
-    void writeAlone(const Piece& piece);
+    OSTREL_LOCAL void writeAlone(const Piece& piece);
 
     unsigned char _states[MAXIMUM_DEPTH + 1] = {};
     unsigned int _depth = 0;

@@ -68,14 +68,15 @@ protected:
     explicit TextSerializer(const MisuseSites& sites);
 
 private:
-    const char* takePendingKey();
-    bool refuseKeyed(int line, const char* text);
-    void refuse(int line, const char* text);
-    bool refuseTooDeep();
+    OSTREL_LOCAL const char* takePendingKey();
+    OSTREL_LOCAL bool refuseKeyed(int line, const char* text);
+    OSTREL_LOCAL void refuse(int line, const char* text);
+    OSTREL_LOCAL bool refuseTooDeep();
+    // `inline` hides them; clang does not see OSTREL_LOCAL on templates inside of templates.
     template <class... Value>
-    StructBuilder& addKeyed(int line, const char* misuse, const char* key, Value... value);
+    inline StructBuilder& addKeyed(int line, const char* misuse, const char* key, Value... value);
     template <class... Value>
-    StructBuilder& addKeyless(Value... value);
+    inline StructBuilder& addKeyless(Value... value);
 
     AutoPtr<Generator> _generator; ///< Null when memory was exhausted.
     const char* _pendingKey;

@@ -82,7 +82,8 @@ private:
     friend class ReadableString; // writes into its destinations
 
     /// Inserts what fits at byte `offset` of the text, which has `byteLength` bytes. There is storage.
-    ReturnCode insertAt(unsigned int offset, unsigned int byteLength, const char* source, unsigned int sourceLength);
+    OSTREL_LOCAL ReturnCode insertAt(unsigned int offset, unsigned int byteLength, const char* source,
+                                     unsigned int sourceLength);
 };
 
 } // namespace Ostrel

@@ -104,7 +104,7 @@ private:
     friend const char* findTagMarker(const char* text, unsigned int length, const char* name);
 
     /// Finds the tags in text that comes in pieces.
-    class Scanner
+    class OSTREL_LOCAL Scanner
     {
     public:
         enum Event {
@@ -180,16 +180,16 @@ private:
         bool _mayOpen = false;
     };
 
-    ReturnCode checkEncoding();
-    ReturnCode readOn();
-    Scanner::Event scan();
-    bool passBlanks();
-    void beginMarkup();
-    void beginDocument();
-    ReturnCode endElement();
-    ReturnCode complete();
-    ReturnCode refuse(uint64_t position);
-    ReturnCode makeRoom();
+    OSTREL_LOCAL ReturnCode checkEncoding();
+    OSTREL_LOCAL ReturnCode readOn();
+    OSTREL_LOCAL Scanner::Event scan();
+    OSTREL_LOCAL bool passBlanks();
+    OSTREL_LOCAL void beginMarkup();
+    OSTREL_LOCAL void beginDocument();
+    OSTREL_LOCAL ReturnCode endElement();
+    OSTREL_LOCAL ReturnCode complete();
+    OSTREL_LOCAL ReturnCode refuse(uint64_t position);
+    OSTREL_LOCAL ReturnCode makeRoom();
 
     char* const _buffer;
     const unsigned int _size;

@@ -79,14 +79,14 @@ public:
 
 private:
     template <class... Pieces>
-    XmlGen& writeValue(const Pieces&... pieces);
+    OSTREL_LOCAL XmlGen& writeValue(const Pieces&... pieces);
     template <class... Pieces>
-    XmlGen& writeMember(const char* key, const Pieces&... pieces);
-    void openElement(const char* name, size_t length, Status type);
-    void closeElement();
+    OSTREL_LOCAL XmlGen& writeMember(const char* key, const Pieces&... pieces);
+    OSTREL_LOCAL void openElement(const char* name, size_t length, Status type);
+    OSTREL_LOCAL void closeElement();
 
     /// A copy of the name of a collection, in a block that later names of the level use again. Empty at first.
-    class Name
+    class OSTREL_LOCAL Name
     {
     public:
         Name() = default;

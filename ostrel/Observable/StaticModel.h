@@ -121,14 +121,16 @@ public:
     static Observable_ReturnCode removeEvent(StaticModelState* state, const int& id);
 
 private:
-    static StaticModelEventIterator appendEvent(StaticModelState* state, int id);
-    static void addFirstObserverInternal(StaticModelState* state, const StaticModelEventIterator& event, uint32_t word);
-    static void addObserverInternal(StaticModelState* state, const StaticModelEventIterator& event, uint32_t word);
-    static void removeObserverInternal(StaticModelState* state, const StaticModelEventIterator& event,
-                                       const StaticModelObserverIterator& observer);
-    static void removeEventInternal(StaticModelState* state, const StaticModelEventIterator& event);
-    static void moveBuffer(StaticModelState* state, char* start, int delta);
-    static void changeSize(StaticModelState* state, int delta);
+    OSTREL_LOCAL static StaticModelEventIterator appendEvent(StaticModelState* state, int id);
+    OSTREL_LOCAL static void addFirstObserverInternal(StaticModelState* state, const StaticModelEventIterator& event,
+                                                      uint32_t word);
+    OSTREL_LOCAL static void addObserverInternal(StaticModelState* state, const StaticModelEventIterator& event,
+                                                 uint32_t word);
+    OSTREL_LOCAL static void removeObserverInternal(StaticModelState* state, const StaticModelEventIterator& event,
+                                                    const StaticModelObserverIterator& observer);
+    OSTREL_LOCAL static void removeEventInternal(StaticModelState* state, const StaticModelEventIterator& event);
+    OSTREL_LOCAL static void moveBuffer(StaticModelState* state, char* start, int delta);
+    OSTREL_LOCAL static void changeSize(StaticModelState* state, int delta);
 };
 
 } // namespace Ostrel
