@@ -266,6 +266,7 @@ ostrel_family(XmlInput TITLE "XML input"
     ostrel/SAXParser.h
     ostrel/XMLFileProcessor.h
     ostrel/XMLParser.h
+    ostrel/XmlSegment.h
     ostrel/XmlStreamFilter.h
   INTERNAL
     ostrel/internal/XmlEventTexts.h
@@ -275,10 +276,13 @@ ostrel_family(XmlInput TITLE "XML input"
     ostrel/XMLFileProcessor.cpp
     ostrel/XMLParser.cpp
     ostrel/XmlEventTexts.cpp
+    ostrel/XmlSegment.cpp
     ostrel/XmlStreamFilter.cpp
+    ostrel/XmlTagScanner.cpp
   TESTS
     DataObjectSaxHandlerTest.cpp
     SAXParserTest.cpp
+    XmlSegmentTest.cpp
 )
 
 ostrel_family(PropertyMaps TITLE "Property maps"

@@ -1,30 +1,12 @@
-# Installs BUILD_DIR below WORK_DIR, builds the project in SOURCE_DIR against it, and runs what came out; then does the
-# same by pkg-config alone, in a sysroot.
-include(${CMAKE_CURRENT_LIST_DIR}/Run.cmake)
-
-function(expect text)
-  if(NOT output STREQUAL "${text}\n")
-    message(FATAL_ERROR "expected ${text}, but it says: ${output}")
-  endif()
-endfunction()
+# Installs BUILD_DIR below WORK_DIR, builds products against it, and runs what came out.
+include(${CMAKE_CURRENT_LIST_DIR}/UsePackage.cmake)
 
 file(REMOVE_RECURSE ${WORK_DIR})
-set(prefix ${WORK_DIR}/prefix)
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
-run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -G Ninja -DOSTREL_VERSION=${VERSION}
-  -DCMAKE_PREFIX_PATH=${prefix} -DOSTREL_INCLUDE_DIR=${prefix}/include/libostrel)
-run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-set(ENV{LD_LIBRARY_PATH} ${prefix}/${LIBRARY_DIR})
-foreach(program product product_static)
-  run(${WORK_DIR}/build/${program})
-  expect("gateway.local:8080")
-endforeach()
-run(${WORK_DIR}/build/product_c)
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/prefix)
+use_by_cmake(${WORK_DIR}/prefix ${WORK_DIR}/build)
 if(TOOLS)
-  run(${prefix}/bin/ostrel-inspect json ${SOURCE_DIR}/../../examples/data/settings.json)
+  run(${WORK_DIR}/prefix/bin/ostrel-inspect json ${CMAKE_CURRENT_LIST_DIR}/../examples/data/settings.json)
 endif()
-run(${WORK_DIR}/build/product_version)
-expect("${VERSION} ${VERSION} ${VERSION}")
 
 # What runs needs nothing of what builds.
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/runtime --component Runtime)
@@ -37,25 +19,7 @@ if(NOT files STREQUAL "${LIBRARY_DIR}/libostrel.so.${VERSION};${LIBRARY_DIR}/lib
   endif()
 endif()
 
-# A sysroot stands before the paths once, not twice.
-set(sysroot ${WORK_DIR}/sysroot)
-set(ENV{DESTDIR} ${sysroot})
+set(ENV{DESTDIR} ${WORK_DIR}/sysroot)
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix /usr)
 unset(ENV{DESTDIR})
-set(ENV{PKG_CONFIG_LIBDIR} ${sysroot}/usr/${LIBRARY_DIR}/pkgconfig:${HOST_PKG_CONFIG_PATH})
-run(pkg-config --modversion libostrel)
-expect("${VERSION}")
-set(ENV{PKG_CONFIG_SYSROOT_DIR} ${sysroot})
-run(pkg-config --cflags --libs libostrel)
-string(STRIP "${output}" flags)
-separate_arguments(flags)
-string(REPLACE "${sysroot}/usr/" "SYSROOT/" told "${flags}")
-if(NOT told MATCHES "-ISYSROOT/include/libostrel;.*-LSYSROOT/${LIBRARY_DIR};-lostrel$" OR told MATCHES "SYSROOT/[^;]*SYSROOT")
-  message(FATAL_ERROR "pkg-config says ${flags}")
-endif()
-run(c++ -std=c++17 ${SOURCE_DIR}/../../examples/read_setting.cpp -o ${WORK_DIR}/product_pkgconfig ${flags})
-set(ENV{LD_LIBRARY_PATH} ${sysroot}/usr/${LIBRARY_DIR})
-run(${WORK_DIR}/product_pkgconfig)
-expect("gateway.local:8080")
-run(pkg-config --define-variable=prefix=/opt --variable=includedir libostrel)
-expect("/opt/include/libostrel")
+use_by_pkgconfig(${WORK_DIR}/sysroot ${WORK_DIR}/product_pkgconfig)

@@ -1,4 +1,5 @@
-// The same document from memory and through a stream in awkward pieces must give the same events and the same code.
+// The same document from memory and through a stream in awkward pieces must give the same events, the same code and the
+// same place of a mistake, which is where a plain count finds it.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -10,6 +11,28 @@
 namespace {
 
 const size_t PIECE_COUNT = 3;
+
+bool isSame(const json::JsonError& a, const json::JsonError& b)
+{
+    return a.reason == b.reason && a.offset == b.offset && a.line == b.line && a.column == b.column;
+}
+
+json::JsonError findPlace(json::JsonError error, const char* document, size_t length)
+{
+    if (error.reason == json::JsonError::NONE)
+        return {};
+    if (error.offset > length)
+        abort();
+    error.line = error.column = 1;
+    for (size_t i = 0; i < error.offset; ++i) {
+        error.column += (static_cast<unsigned char>(document[i]) & 0xC0) != 0x80;
+        if (document[i] == '\n') {
+            ++error.line;
+            error.column = 1;
+        }
+    }
+    return error;
+}
 
 } // namespace
 
@@ -24,11 +47,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const char* const document = reinterpret_cast<const char*>(data) + PIECE_COUNT;
     const unsigned int length = static_cast<unsigned int>(size - PIECE_COUNT);
 
-    const std::string expected = observe([&](json::JsonParser& parser) { return parser.parse(document, length); });
+    json::JsonError error;
+    const std::string expected = observe([&](json::JsonParser& parser) {
+        const int result = parser.parse(document, length);
+        error = parser.getError();
+        return result;
+    });
+    const auto isExpected = [&](const auto& parse) {
+        return expected == observe([&](json::JsonParser& parser) {
+                   const int result = parse(parser);
+                   return isSame(parser.getError(), error) ? result : 1;
+               });
+    };
     PieceStream buffered(std::string(document, length), pieces);
     PieceStream unbuffered(std::string(document, length));
-    if (observe([&](json::JsonParser& parser) { return parser.parse(&buffered); }) != expected ||
-        observe([&](json::JsonParser& parser) { return parser.parseUnbuffered(&unbuffered); }) != expected)
+    if (!isSame(error, findPlace(error, document, length)) ||
+        !isExpected([&](json::JsonParser& parser) { return parser.parse(&buffered); }) ||
+        !isExpected([&](json::JsonParser& parser) { return parser.parseUnbuffered(&unbuffered); }))
         abort();
     return 0;
 }

@@ -20,7 +20,7 @@ JsonError makeError(JsonError::Reason reason)
 
 } // namespace
 
-class JsonDeserializer::Impl final : public JsonParser::EventHandler
+class OSTREL_LOCAL JsonDeserializer::Impl final : public JsonParser::EventHandler
 {
 public:
     using Handler = Deserializer::Handler;

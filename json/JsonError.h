@@ -12,22 +12,22 @@ namespace json {
 ///         printf("line %llu, column %llu: %s\n", error.line, error.column, error.getText());
 ///     } // line 2, column 10: expected ':' after a key
 ///
-/// The place is that of the first byte that could not be accepted, and the end of the input where that was cut; both
-/// ends of an integer that does not fit are good digits, so its first byte is told. It is the same from memory and from
-/// streams, in whatever pieces they deliver.
+/// The place is that of the first byte that could not be accepted, and the end of the input where that was cut. All
+/// bytes of an integer that does not fit are acceptable, so its first one is told. The place is the same from memory
+/// and from streams, in whatever pieces they deliver.
 ///
-/// Units:     `offset` is bytes, from 0. Lines and columns count from 1, columns in characters: bytes that continue no
-///            character count for one each, as do `\t` and `\r`. Only `\n` ends a line.
-/// Errors:    none; without an error all numbers are 0. Where nothing was read, for want of a source or a handler,
-/// there
-///            is no place: `line` is 0.
+/// Units:     `offset` is bytes, from 0. Lines and columns count from 1, columns in characters, of which `\t` and `\r`
+///            are one each. Only `\n` ends a line.
+/// Errors:    none; without an error all numbers are 0, and so are they where nothing was read for want of a source or
+///            a handler.
 /// Threads:   plain values.
 struct OSTREL_EXPORT JsonError
 {
     enum Reason {
         NONE = 0,
         NO_SOURCE = 1,
-        SOURCE_FAILED = 2, ///< A read gave -1 where the document had to go on. One that fails with 0 has just ended.
+        SOURCE_FAILED = 2, ///< A read gave -1 where the document had to go on. One that gave 0 counts as the end, also
+                           ///< after a time-out: the stream tells.
         NO_VALUE = 3,      ///< The input is empty, or all white space.
 
         EXPECTED_VALUE = 4,

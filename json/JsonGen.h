@@ -32,8 +32,9 @@ public:
     JsonGen() = default;
 
     JsonGen& reset(); ///< Starts a new document; the buffer is kept.
-    /// Opens an object or array, as the member `key` unless that is null.
+    /// Opens an object, as the member `key` unless that is null.
     JsonGen& object(const char* key) { return startCollection(key, STARTING_OBJECT); }
+    /// The same for an array.
     JsonGen& array(const char* key) { return startCollection(key, STARTING_ARRAY); }
     JsonGen& end();           ///< Closes the innermost object or array.
     JsonGen& nullTerminate(); ///< Puts a NUL behind the text, which is not counted.
@@ -42,6 +43,7 @@ public:
     /// key is accepted inside an object too: whoever drives the generator sees to the keys of collections.
     JsonGen& startCollection(const char* key, Status type);
 
+    /// Adds an element of the innermost array, or the whole document.
     JsonGen& add(NullType value);
     JsonGen& add(bool value);
     JsonGen& add(const char* value); ///< Null is written as "(null)", as is a null key below.
@@ -49,6 +51,7 @@ public:
     JsonGen& add(int value);
     JsonGen& add(double value, unsigned char digits);
 
+    /// Adds a member of the innermost object.
     JsonGen& add(const char* key, NullType value);
     JsonGen& add(const char* key, bool value);
     JsonGen& add(const char* key, const char* value);
@@ -60,16 +63,16 @@ public:
     /// arguments must not point into the generator's text.
     JsonGen& addWithFormat(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-    // The parts of values, without regard to the place.
+    /// All write a part of a value, without regard to the place.
     JsonGen& appendEscapedStringToBuffer(const char* text);
     JsonGen& appendIntegerToBuffer(long long value);
 
 private:
-    void addFormatted(const char* format, va_list arguments);
+    OSTREL_LOCAL void addFormatted(const char* format, va_list arguments);
     template <class... Pieces>
-    JsonGen& writeValue(const Pieces&... pieces);
+    OSTREL_LOCAL JsonGen& writeValue(const Pieces&... pieces);
     template <class... Pieces>
-    JsonGen& writeMember(const char* key, const Pieces&... pieces);
+    OSTREL_LOCAL JsonGen& writeMember(const char* key, const Pieces&... pieces);
 };
 
 } // namespace json

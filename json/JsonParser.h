@@ -46,6 +46,7 @@ public:
     public:
         virtual ~EventHandler();
 
+        /// All tell one value, or the beginning or end of a collection.
         virtual void onInteger(JsonParser* parser, const char* key, int value);
         virtual void onInteger(JsonParser* parser, const char* key, long long value);
         virtual void onDouble(JsonParser* parser, const char* key, double value);
@@ -71,6 +72,7 @@ public:
     /// that claims more than it was asked for has delivered what it was asked for. So too above.
     int parse(Ostrel::InputStream* input);
 
+    /// A text in memory.
     int parse(const char* data, unsigned int length);
     int parse(const char* text); ///< NUL-terminated.
 
@@ -88,8 +90,8 @@ public:
     JsonError getError() const { return _details; }
 
 private:
-    int refuseSource();
-    int read(JsonReader&& reader);
+    OSTREL_LOCAL int refuseSource();
+    OSTREL_LOCAL int read(JsonReader&& reader);
 
     int _error;
     EventHandler _defaultHandler;

@@ -7,13 +7,12 @@
 #include <utility>
 
 #include "ostrel/ArrayAllocation.h"
-#include "ostrel/Export.h"
 #include "ostrel/Report.h"
 
 namespace Ostrel {
 
 /// Root of the array lists: lets a list be deleted where its type of element is not known.
-class OSTREL_EXPORT ArrayListCommon
+class ArrayListCommon
 {
 public:
     virtual ~ArrayListCommon() = default;
@@ -35,7 +34,7 @@ public:
 /// Errors:    a change that cannot be made returns 2 and leaves the list and the argument as they were. `[]` beyond
 ///            the end makes a recoverable report "index < _size" and gives the last element.
 template <class T>
-class OSTREL_EXPORT ArrayList : public ArrayListCommon
+class ArrayList : public ArrayListCommon
 {
 public:
     ArrayList(const ArrayList&) = delete;
@@ -89,9 +88,9 @@ private:
     void resetSlot(unsigned int index);
 
 protected:
-    T* _elements;
-    unsigned int _capacity;
-    unsigned int _size;
+    T* _elements;           ///< Null before the first storage.
+    unsigned int _capacity; ///< Elements that the storage has room for.
+    unsigned int _size;     ///< Elements in the list.
 };
 
 /// A list on the heap that grows by N elements at a time: for many lists that are mostly short.
@@ -102,7 +101,7 @@ protected:
 /// Ownership: as `ArrayList`; the storage is the list's own.
 /// Errors:    as `ArrayList`; there is no room left when memory is exhausted.
 template <class T, unsigned int N>
-class OSTREL_EXPORT DynamicArrayList : public ArrayList<T>
+class DynamicArrayList : public ArrayList<T>
 {
 public:
     DynamicArrayList() : ArrayList<T>(nullptr, 0) {}
@@ -115,7 +114,7 @@ private:
 
 /// A list of at most N elements inside the object. All N are constructed with it and destroyed, last to first, with it.
 template <class T, unsigned int N>
-class OSTREL_EXPORT FixedArrayList : public ArrayList<T>
+class FixedArrayList : public ArrayList<T>
 {
 public:
     FixedArrayList() : ArrayList<T>(_storage, N) {}

@@ -19,6 +19,8 @@ namespace Ostrel {
 #define OSTREL_ASSERT_AT(condition, text, line)                                                                        \
     ((condition) ? static_cast<void>(0) : Ostrel::assertionFailed(text, __FILE__, line, __PRETTY_FUNCTION__))
 
+/// The same with this line.
 #define OSTREL_ASSERT_TEXT(condition, text) OSTREL_ASSERT_AT(condition, text, __LINE__)
 
+/// The same with this line and the condition as it is written.
 #define OSTREL_ASSERT(condition) OSTREL_ASSERT_AT(condition, #condition, __LINE__)

@@ -18,7 +18,7 @@ public:
 
     int operator++() { return static_cast<int>(_value.fetch_add(1) + 1u); } ///< Returns the new value.
     int operator--() { return static_cast<int>(_value.fetch_sub(1) - 1u); } ///< Returns the new value.
-    int get() const { return static_cast<int>(_value.load()); }
+    int get() const { return static_cast<int>(_value.load()); }             ///< The value now.
 
 private:
     std::atomic<uint32_t> _value; // unsigned, so that the new value wraps as the stored one does

@@ -15,8 +15,6 @@ const size_t ADDRESS_OFFSET = 5; // a frame line is "(nnn) address"
 
 } // namespace
 
-const unsigned int CallStack::MAX_DEPTH;
-
 CallStack::CallStack() : _depth(0)
 {
     const CancellationPause pause; // would leave the file open

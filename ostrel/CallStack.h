@@ -17,7 +17,7 @@ namespace Ostrel {
 class OSTREL_EXPORT CallStack
 {
 public:
-    static const unsigned int MAX_DEPTH = 64;
+    static constexpr unsigned int MAX_DEPTH = 64; ///< Addresses that are kept.
 
     CallStack(); ///< Captures now.
     CallStack(const CallStack& other);
@@ -34,8 +34,8 @@ public:
 private:
     friend struct CallStackTestAccess; // the debug file cannot be made on a development host
 
-    void read(FILE* file);
-    void addFrame(const char* line);
+    OSTREL_LOCAL void read(FILE* file);
+    OSTREL_LOCAL void addFrame(const char* line);
 
     uint32_t _addresses[MAX_DEPTH];
     uint32_t _depth;

@@ -33,9 +33,10 @@ public:
     Conditional(const Conditional&) = delete;
     Conditional& operator=(const Conditional&) = delete;
 
-    void signal() { pthread_cond_signal(&_condition); }
-    void broadcast() { pthread_cond_broadcast(&_condition); }
+    void signal() { pthread_cond_signal(&_condition); }       ///< Wakes one of those who wait.
+    void broadcast() { pthread_cond_broadcast(&_condition); } ///< Wakes all who wait.
 
+    /// Waits for a signal, without the mutex meanwhile.
     void wait(Mutex& mutex);
     void wait(CheckedMutex& mutex);
 
@@ -47,7 +48,7 @@ public:
     static timespec getDeadline(timespec now, timespec relative);
 
 private:
-    bool relTimedWait(pthread_mutex_t* mutex, const timespec& relative);
+    OSTREL_LOCAL bool relTimedWait(pthread_mutex_t* mutex, const timespec& relative);
 
     pthread_cond_t _condition;
 };

@@ -23,6 +23,7 @@ public:
     Semaphore(const Semaphore&) = delete;
     Semaphore& operator=(const Semaphore&) = delete;
 
+    /// Takes a unit, as soon as there is one.
     void wait()
     {
         int rc;
@@ -36,6 +37,7 @@ public:
     /// was over is not told.
     void timedWait(int seconds);
 
+    /// Gives back a unit.
     void post()
     {
         // Reported only: the caller cannot mend it.
@@ -43,7 +45,7 @@ public:
     }
 
     bool tryWait(); ///< True if a unit was taken; never blocks, never reports.
-    int value();
+    int value();    ///< The units that are free at the moment.
 
 private:
     static constexpr const char* REPORTING_FILE = "ostrel/CppSemaphore.cpp"; ///< Also where this header reports.

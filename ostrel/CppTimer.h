@@ -26,7 +26,9 @@ namespace Ostrel {
 class OSTREL_EXPORT Timer
 {
 public:
+    /// What a wait can be told.
     enum TimerCommand : int { TIMER_RESET = 0, TIMER_STOP = 1 };
+    /// What a wait gives.
     enum WaitResult { WAIT_ENDED = -1 };
 
     Timer();
@@ -39,8 +41,8 @@ public:
     /// point.
     WaitResult waitSeconds(int seconds);
 
-    void reset();
-    void stop();
+    void reset();                           ///< The wait starts again.
+    void stop();                            ///< The wait ends now.
     void sendCommand(TimerCommand command); ///< Any but `TIMER_STOP` resets.
 
 private:

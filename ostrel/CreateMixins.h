@@ -14,7 +14,7 @@ template <class T, class P>
 class CreateMixins
 {
 public:
-    static P create() { return P(new (std::nothrow) T); }
+    static P create() { return P(new (std::nothrow) T); } ///< A new T, made without arguments.
 };
 
 } // namespace Ostrel

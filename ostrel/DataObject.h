@@ -70,12 +70,13 @@ public:
         DataObjectIterator(const DataObjectIterator&) = delete;
         DataObjectIterator& operator=(const DataObjectIterator&) = delete;
 
-        virtual bool hasCurrent() const;
-        virtual void next();
+        virtual bool hasCurrent() const;   ///< False past the end.
+        virtual void next();               ///< Stays past the end once there.
         virtual DataObject& value() const; ///< Past the end, the shared invalid object.
         virtual const char* key() const;   ///< The map's stored key; null in a list and past the end.
     };
 
+    /// A node with this number.
     static AutoPtr<DataObject> createInt(long long value);
 
     /// A node with a copy of `text`; null counts as empty. A text that cannot be copied (more than 262,143 bytes and
@@ -89,6 +90,7 @@ public:
     /// faults are reported (recoverable). The compiler checks the arguments as it does for printf, so it warns of a
     /// percent sign inside a quoted text: pass such a text through %s.
     [[gnu::format(printf, 1, 2)]] static AutoPtr<DataObject> parse(const char* format, ...);
+    /// As `parse`, for those who hold their arguments in a `va_list`.
     [[gnu::format(printf, 1, 0)]] static AutoPtr<DataObject> vparse(const char* format, va_list arguments);
 
     DataObject() = default;
@@ -101,10 +103,10 @@ public:
 
     virtual AutoPtr<DataObjectIterator> iterator() const; ///< The caller owns it; empty when memory is exhausted.
 
-    // The `to` family answers only for its own kind; the `convertTo` family also parses texts.
-    virtual int toInt(int d) const; ///< The low 32 bits of an integer.
-    virtual long long toInt64(long long d) const;
-    virtual float toFloat(float d) const;
+    /// All of the `to` family answer only for their own kind; those of the `convertTo` family also parse texts.
+    virtual int toInt(int d) const;                    ///< The low 32 bits of an integer.
+    virtual long long toInt64(long long d) const;      ///< An integer.
+    virtual float toFloat(float d) const;              ///< An integer, rounded where a float cannot hold it.
     virtual const char* toString(const char* d) const; ///< A text lives as long as its node; null if not stored.
 
     /// An integer's low 32 bits; of a text the decimal number that it is as a whole, clamped to the range of int.
@@ -115,13 +117,13 @@ public:
     /// Whether a number is not 0; of a text "true", "yes", "on", "false", "no", "off" in any letter case, or a number.
     virtual bool convertToBool(bool d) const;
 
-    virtual bool isNull() const;  ///< Of a null node, and of the invalid object too.
-    virtual bool isValid() const; ///< False of the invalid object only.
-    virtual int getNumChildren() const;
-    virtual bool has(int index) const; ///< A negative index counts as present in a list.
-    virtual bool has(const char* key) const;
+    virtual bool isNull() const;              ///< Of a null node, and of the invalid object too.
+    virtual bool isValid() const;             ///< False of the invalid object only.
+    virtual int getNumChildren() const;       ///< 0 for what is no container.
+    virtual bool has(int index) const;        ///< A negative index counts as present in a list.
+    virtual bool has(const char* key) const;  ///< False on what is no map.
     virtual DataObject& get(int index) const; ///< A negative index of a list is reported and gives its last child.
-    virtual DataObject& get(const char* key) const;
+    virtual DataObject& get(const char* key) const; ///< The invalid object on what is no map.
 
     /// 0, -1 when this is not a list, 2 when the list cannot grow. An empty pointer is stored as a missing child, which
     /// reads as the invalid object; a plain `nullptr` is a format that gives no value, and ends the same.
@@ -131,11 +133,11 @@ public:
     /// 0, -1 when this is not a map, the map cannot grow or `key` is null. An equal key keeps its first spelling.
     virtual int set(const char* key, AutoPtr<DataObject> child);
     virtual AutoPtr<DataObject> unset(const char* key); ///< Hands the child back; empty when there is none.
-    virtual AutoPtr<DataObject> unset(int index);
+    virtual AutoPtr<DataObject> unset(int index);       ///< The same for a list.
     /// 0, -1 when this is not a list or has no such child: a list grows through `append` only.
     virtual int set(int index, AutoPtr<DataObject> child);
 
-    // The same with the value of a format, as `parse` reads it. One that gives no value stores a missing child.
+    /// All as above, with the value of a format, as `parse` reads it. One that gives no value stores a missing child.
     [[gnu::format(printf, 2, 3)]] int append(const char* format, ...);
     [[gnu::format(printf, 3, 4)]] int set(const char* key, const char* format, ...);
     [[gnu::format(printf, 3, 4)]] int set(int index, const char* format, ...);
@@ -143,7 +145,7 @@ public:
     virtual const unsigned char* binaryValue() const; ///< Null: no kind holds bytes.
     virtual unsigned int binaryLength() const;        ///< Bytes; 0.
 
-    // Debug dumps to standard output.
+    /// All dump to standard output, for debugging; `depth` and `n` are the tabs in front of a line.
     virtual void print() const = 0;
     virtual void print(const char* label) const; ///< A line with `label`, empty if that is null, then the dump.
     virtual void internalPrint(int depth) const = 0;
@@ -227,6 +229,7 @@ public:
 class OSTREL_EXPORT DataObjectList : public DataObject
 {
 public:
+    /// Walks a list.
     class OSTREL_EXPORT ListIterator : public DataObjectIterator
     {
     public:
@@ -271,6 +274,7 @@ private:
 class OSTREL_EXPORT DataObjectMap : public DataObject
 {
 public:
+    /// Walks a map in the order of its keys.
     class OSTREL_EXPORT MapIterator : public DataObjectIterator
     {
     public:

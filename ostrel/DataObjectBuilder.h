@@ -71,9 +71,9 @@ public:
 
 private:
     template <class... Value>
-    StructBuilder& addKeyless(Value... value);
-    StructBuilder& refuseDouble();
-    static void serialize(const Serializable& value, DataObjectBuilder& target);
+    OSTREL_LOCAL StructBuilder& addKeyless(Value... value);
+    OSTREL_LOCAL StructBuilder& refuseDouble();
+    OSTREL_LOCAL static void serialize(const Serializable& value, DataObjectBuilder& target);
 
     const char* _errorText;
     const char* _pendingKey;

@@ -43,8 +43,6 @@ bool isStored(int code, const DataObject* collection, const char* key)
 
 } // namespace
 
-const unsigned int DataObjectHandler::MAX_OPEN;
-
 void DataObjectHandler::reset()
 {
     m_dataObject.reset();

@@ -37,10 +37,11 @@ public:
         TYPE_MAP = 2
     };
 
+    /// An entry of the stack of open collections.
     struct DataObjectHandlerInfo
     {
-        DataObject* collection; ///< Not owned: the tree owns it. Null when it is not in the tree.
-        DataObjectHandlerType type;
+        DataObject* collection;     ///< Not owned: the tree owns it. Null when it is not in the tree.
+        DataObjectHandlerType type; ///< What the collection is.
     };
 
     /// The tree; empty before the first event. Without `reset`, a second document goes into the first one's root.
@@ -75,12 +76,12 @@ public:
     bool hasOpenEntry() const { return !m_objectStack.isEmpty(); } ///< The stack is not empty.
 
 private:
-    static const unsigned int MAX_OPEN = 16;
+    static constexpr unsigned int MAX_OPEN = 16;
 
-    void checkMade(const DataObject* node) const;
-    void addNew(AutoPtr<DataObject> node, const char* key);
-    void push(DataObject* collection, DataObjectHandlerType type);
-    void pop();
+    OSTREL_LOCAL void checkMade(const DataObject* node) const;
+    OSTREL_LOCAL void addNew(AutoPtr<DataObject> node, const char* key);
+    OSTREL_LOCAL void push(DataObject* collection, DataObjectHandlerType type);
+    OSTREL_LOCAL void pop();
 
     SharedPtr<DataObject> m_dataObject;
     FixedArrayList<SharedPtr<DataObjectHandlerInfo>, MAX_OPEN> m_objectStack;

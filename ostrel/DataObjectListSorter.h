@@ -33,17 +33,19 @@ public:
 
     explicit DataObjectListSorter(Less less) : _less(less) {}
 
+    /// Sorts the whole list.
     void operator()(const Ostrel::WeakPtr<Ostrel::DataObjectList>& list) const;
 
-    // The steps, for parts of a list. They work on anything with children at positions.
+    /// Sorts a part of the list. This and the steps below work on anything with children at positions.
     void quickSort(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int lo, int hi) const;
 
     /// Moves what comes before the child at `hi` to its left and the rest to its right, in the range [lo, hi]. The
     /// place where that child ends up.
     int partition(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int lo, int hi) const;
 
+    /// For ranges of a few children: each place in turn gets the first of those that are left.
     void selectionSort(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int lo, int hi) const;
-    void swap(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int i, int j) const;
+    void swap(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int i, int j) const; ///< Exchanges two children.
 
     /// For ranges that are nearly sorted. Equal children change their order.
     void insertionSort(const Ostrel::WeakPtr<Ostrel::DataObject>& list, int lo, int hi) const;

@@ -63,7 +63,7 @@ private:
     static constexpr int STACK_SIZE = 16;
 
     /// The text so far, with its length, so that a long one is not measured again for each piece.
-    class Text : public DynamicString
+    class OSTREL_LOCAL Text : public DynamicString
     {
     public:
         void add(const char* piece); ///< As `growAndAppend`.
@@ -73,8 +73,8 @@ private:
         unsigned int _length = 0; ///< In bytes.
     };
 
-    void push(const char* name, AutoPtr<DataObjectMap> element);
-    void storeText();
+    OSTREL_LOCAL void push(const char* name, AutoPtr<DataObjectMap> element);
+    OSTREL_LOCAL void storeText();
 
     SharedPtr<DataObject> _root;
     DataObjectMap* _stack[STACK_SIZE]; ///< The root and the open elements, null where memory was exhausted.

@@ -37,6 +37,7 @@ public:
         virtual ~Handler();
 
         virtual void reset(); ///< Called before each document.
+        /// All tell one value.
         virtual void onInteger(WeakPtr<Deserializer> deserializer, const char* key, int value);
         virtual void onInteger(WeakPtr<Deserializer> deserializer, const char* key, long long value);
         virtual void onDouble(WeakPtr<Deserializer> deserializer, const char* key, double value);
@@ -47,9 +48,9 @@ public:
         /// Null: this handler receives the contents too. Otherwise the handler returned receives them, up to the
         /// matching end, which comes here again. It stays the caller's and lives at least that long.
         virtual Handler* arrayStart(WeakPtr<Deserializer> deserializer, const char* key);
-        virtual void arrayEnd(WeakPtr<Deserializer> deserializer);
+        virtual void arrayEnd(WeakPtr<Deserializer> deserializer); ///< Comes to whoever got the `arrayStart`.
         virtual Handler* objectStart(WeakPtr<Deserializer> deserializer, const char* key); ///< As `arrayStart`.
-        virtual void objectEnd(WeakPtr<Deserializer> deserializer);
+        virtual void objectEnd(WeakPtr<Deserializer> deserializer);                        ///< As `arrayEnd`.
     };
 
     ~Deserializer() override;

@@ -25,7 +25,8 @@ constexpr std::array<signed char, 256> makePlaces()
 
 } // namespace
 
-// Made by the compiler: tables may be used before the constructors of static objects have run.
-constexpr std::array<signed char, 256> TextKeyOrder::_places = makePlaces();
+// Made by the compiler: tables may be used before the constructors of static objects have run. Not `constexpr`, which
+// would make it an inline variable, and such a one keeps the library mapped after `dlclose`.
+const std::array<signed char, 256> TextKeyOrder::_places = makePlaces();
 
 } // namespace Ostrel

@@ -17,14 +17,14 @@ namespace Ostrel {
 template <class K>
 struct LessOperator
 {
-    bool operator()(const K& a, const K& b) const { return a < b; }
+    bool operator()(const K& a, const K& b) const { return a < b; } ///< Whether `a` comes first.
 };
 
 /// Texts are ordered as POSIX `strcasecmp` does in the current locale: Name and NAME are one key.
 template <>
 struct LessOperator<const char*>
 {
-    bool operator()(const char* a, const char* b) const { return strcasecmp(a, b) < 0; }
+    bool operator()(const char* a, const char* b) const { return strcasecmp(a, b) < 0; } ///< Whether `a` comes first.
 };
 
 /// Three-way `strcasecmp` of two keys: negative, 0 or positive.
@@ -34,6 +34,7 @@ struct LessOperator<const char*>
 class OSTREL_EXPORT TextKeyOrder
 {
 public:
+    /// Keys are not null.
     static int compare(const char* a, const char* b)
     {
         const int placeOfA = _places[static_cast<unsigned char>(*a)];
@@ -57,10 +58,11 @@ template <class V, class K, class Less = LessOperator<K>>
 class BinaryLookupTable
 {
 public:
+    /// A key with its value.
     struct Entry
     {
-        K key;
-        V value;
+        K key;   ///< Unique in the array.
+        V value; ///< What the key stands for.
     };
 
     BinaryLookupTable(const Entry* entries, unsigned int count) : _entries(entries), _count(count) {}
@@ -76,7 +78,7 @@ public:
         return position.isHit ? _entries + position.index : nullptr;
     }
 
-    bool has(const K& key) const { return find(key) != nullptr; }
+    bool has(const K& key) const { return find(key) != nullptr; } ///< Whether there is such a key.
 
     V get(const K& key) const ///< `V()` when there is no such key.
     {
@@ -93,13 +95,15 @@ public:
     const Entry* end() const { return _entries + _count; }
 
 protected:
+    /// Where a key is, or would be inserted.
     struct Position
     {
-        unsigned int index;
-        bool isHit;
+        unsigned int index; ///< In the array.
+        bool isHit;         ///< Whether the key is there.
     };
 
-    Position search(const K& key) const;
+    Position search(const K& key) const; ///< Where the key belongs.
+    /// Turns the view to another array.
     void setView(const Entry* entries, unsigned int count)
     {
         _entries = entries;
@@ -147,8 +151,8 @@ template <class V, class K, class Less = LessOperator<K>>
 class DynamicLookupTable : public BinaryLookupTable<V, K, Less>
 {
 public:
-    using Table = BinaryLookupTable<V, K, Less>;
-    using Entry = typename Table::Entry;
+    using Table = BinaryLookupTable<V, K, Less>; ///< The view that this is.
+    using Entry = typename Table::Entry;         ///< A key with its value.
 
     DynamicLookupTable() : Table(nullptr, 0) {}
     ~DynamicLookupTable() { clear(); }

@@ -45,7 +45,7 @@ public:
     int findAndReplace(const char* pattern, const char* replacement);
 
 private:
-    void install(char* storage, unsigned int byteSize); ///< In place of the storage there is.
+    OSTREL_LOCAL void install(char* storage, unsigned int byteSize); ///< In place of the storage there is.
 };
 
 } // namespace Ostrel

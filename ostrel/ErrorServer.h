@@ -60,6 +60,7 @@ public:
     ErrorServer(const ErrorServer&) = delete;
     ErrorServer& operator=(const ErrorServer&) = delete;
 
+    /// All format the message and hand it to the operation of the policy that has their name.
     [[gnu::format(printf, 2, 3)]] void fatal(const char* format, ...);
     [[gnu::format(printf, 2, 3)]] void recoverable(const char* format, ...);
     [[gnu::format(printf, 2, 3)]] void trivial(const char* format, ...);

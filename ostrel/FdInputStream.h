@@ -50,7 +50,7 @@ public:
     bool hasTimedOut() const { return _hasTimedOut; }
 
 private:
-    bool waitOnce();
+    OSTREL_LOCAL bool waitOnce();
 
     int _fd;
     bool _own;

@@ -59,14 +59,14 @@ public:
     void printPointers(); ///< To standard output. Takes no lock.
 
 private:
-    void _construct(unsigned char* storage, unsigned int size, void (*deleter)(unsigned char*));
-    void writeInSteps(const unsigned char* data, unsigned int length, unsigned int needed);
-    unsigned int getFreeRun() const;
-    unsigned int getDataRun() const;
-    void put(const unsigned char* data, unsigned int count);
-    void releaseLent();
-    void waitForChange(unsigned int& turns);
-    void giveUpTurn();
+    OSTREL_LOCAL void _construct(unsigned char* storage, unsigned int size, void (*deleter)(unsigned char*));
+    OSTREL_LOCAL void writeInSteps(const unsigned char* data, unsigned int length, unsigned int needed);
+    OSTREL_LOCAL unsigned int getFreeRun() const;
+    OSTREL_LOCAL unsigned int getDataRun() const;
+    OSTREL_LOCAL void put(const unsigned char* data, unsigned int count);
+    OSTREL_LOCAL void releaseLent();
+    OSTREL_LOCAL void waitForChange(unsigned int& turns);
+    OSTREL_LOCAL void giveUpTurn();
 
     unsigned char* _buffer;
     void (*_deleter)(unsigned char*);

@@ -28,7 +28,7 @@ namespace Ostrel {
 class OSTREL_EXPORT FileInputStream : public InputStream
 {
 public:
-    static constexpr unsigned int UNLIMITED = 0xFFFFFFFFU;
+    static constexpr unsigned int UNLIMITED = 0xFFFFFFFFU; ///< A budget that is never spent.
 
     /// `budget` is the most that all reads together deliver. With a `timeOut` of 0 a read takes what is there.
     explicit FileInputStream(FILE* file, bool own = false, unsigned int budget = UNLIMITED, unsigned int timeOut = 0);
@@ -51,9 +51,9 @@ public:
     bool hasTimedOut() const { return _hasTimedOut; }
 
 private:
-    bool clearPassingError();
-    bool waitThroughSignals(timeval& timeOut);
-    unsigned int readOnce(unsigned char* buffer, unsigned int size);
+    OSTREL_LOCAL bool clearPassingError();
+    OSTREL_LOCAL bool waitThroughSignals(timeval& timeOut);
+    OSTREL_LOCAL unsigned int readOnce(unsigned char* buffer, unsigned int size);
 
     FILE* _file;
     bool _own;

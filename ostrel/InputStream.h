@@ -15,7 +15,8 @@ public:
     ~InputStream() override;
 
     /// Reads up to `size` bytes. The count delivered; 0 at the end of the data, or when nothing could be read in time;
-    /// -1 when there is nothing to read from, or the source behind this stream failed.
+    /// -1 when there is nothing to read from, or the source behind this stream failed. Streams that have a time-out
+    /// tell it from the end by `hasTimedOut()`.
     virtual int read(unsigned char* buffer, unsigned int size) = 0;
 };
 

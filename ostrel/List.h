@@ -69,10 +69,10 @@ public:
     SListBase(const SListBase&) = delete;
     SListBase& operator=(const SListBase&) = delete;
 
-    void pushFront(SListNode& node);
-    void pushBack(SListNode& node);
-    SListNode* popFront(); ///< Null when the list is empty.
-    SListNode* popBack();  ///< Null when the list is empty. Walks over the list.
+    void pushFront(SListNode& node); ///< Ahead of all others.
+    void pushBack(SListNode& node);  ///< Behind all others.
+    SListNode* popFront();           ///< Null when the list is empty.
+    SListNode* popBack();            ///< Null when the list is empty. Walks over the list.
 
     /// Puts `node` right behind `pos`. Behind the last node use `pushBack`: the list goes on to take the node at `pos`
     /// for its last one.
@@ -91,8 +91,8 @@ public:
 
 private:
     SListNode* getLast() const;
-    SListNode* findPredecessor(const SListNode& node, const BaseIterator& pos) const;
-    void unlink(SListNode& node, SListNode* predecessor);
+    OSTREL_LOCAL SListNode* findPredecessor(const SListNode& node, const BaseIterator& pos) const;
+    OSTREL_LOCAL void unlink(SListNode& node, SListNode* predecessor);
 
     SListNode* _head = nullptr;
     SListNode* _tail = nullptr;

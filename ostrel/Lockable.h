@@ -12,8 +12,8 @@ class OSTREL_EXPORT Lockable
 {
 public:
     virtual ~Lockable();
-    virtual void lock() = 0;
-    virtual void unlock() = 0;
+    virtual void lock() = 0;   ///< Waits until the lock is the caller's.
+    virtual void unlock() = 0; ///< The caller holds the lock.
 };
 
 /// No locking at all, for objects that live on one thread.

@@ -49,8 +49,9 @@ uint32_t makeReciprocal(unsigned int chunkSize, uint64_t bytes)
 
 } // namespace
 
-// Made by the compiler: pools may be used before the constructors of static objects have run.
-constexpr std::array<unsigned char, 256> MemPoolBase::_bitLookup = makeBitLookup();
+// Made by the compiler: pools may be used before the constructors of static objects have run. Not `constexpr`, which
+// would make it an inline variable, and such a one keeps the library mapped after `dlclose`.
+const std::array<unsigned char, 256> MemPoolBase::_bitLookup = makeBitLookup();
 
 void MemPoolBase::clear(unsigned int chunks, unsigned char* bitmap)
 {

@@ -34,12 +34,14 @@ public:
     static unsigned char* release(unsigned int chunkSize, unsigned int bitmapBytes, unsigned char* storage,
                                   unsigned char* bitmap, void* chunk);
 
+    /// How many chunks are free.
     static unsigned int getFreeChunks(const unsigned char* bitmap, unsigned int bitmapBytes);
 
 protected:
     static unsigned char* giveBack(size_t index, unsigned char* bitmap); ///< The address of the bitmap byte.
     /// The first byte of [`byte`, `end`) that is not 0, or `end`.
     static unsigned char* findFreeByte(unsigned char* byte, unsigned char* end);
+    /// Takes the lowest free chunk of the bitmap byte at `byte`, which has one.
     static void* takeLowest(unsigned int chunkSize, unsigned char* storage, const unsigned char* bitmap,
                             unsigned char* byte);
 };
@@ -76,7 +78,7 @@ public:
     unsigned int getFreeChunks() const { return MemPoolBase::getFreeChunks(_bitmap, getBitmapBytes()); }
 
 private:
-    void layOut(unsigned char* storage, unsigned int chunkCount);
+    OSTREL_LOCAL void layOut(unsigned char* storage, unsigned int chunkCount);
     unsigned int getBitmapBytes() const { return static_cast<unsigned int>(_bitmapEnd - _bitmap); }
 
     unsigned int _chunkSize;

@@ -23,20 +23,41 @@ const unsigned int ENCODED_LINE_BYTES = LINE_GROUPS * GROUP_CHARACTERS + 2; // w
 constexpr char ALPHABET[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 /// The two characters of 12 bits, the first in the high byte.
+constexpr uint16_t makePair(uint32_t bits)
+{
+    return static_cast<uint16_t>(ALPHABET[bits >> 6] << 8 | ALPHABET[bits & 63]);
+}
+
+#ifdef __OPTIMIZE_SIZE__
+
+inline uint32_t getPair(uint32_t bits)
+{
+    return makePair(bits);
+}
+
+#else
+
 constexpr std::array<uint16_t, 4096> makePairs()
 {
     std::array<uint16_t, 4096> pairs = {};
     for (unsigned int bits = 0; bits < pairs.size(); ++bits)
-        pairs[bits] = static_cast<uint16_t>(ALPHABET[bits >> 6] << 8 | ALPHABET[bits & 63]);
+        pairs[bits] = makePair(bits);
     return pairs;
 }
 
-// Half the look-ups of a table of single characters.
+// Half the look-ups of a table of single characters, for 8 KiB.
 constexpr std::array<uint16_t, 4096> PAIRS = makePairs();
+
+inline uint32_t getPair(uint32_t bits)
+{
+    return PAIRS[bits];
+}
+
+#endif
 
 inline uint32_t encode24(uint32_t bits)
 {
-    return static_cast<uint32_t>(PAIRS[bits >> 12 & 0xFFF]) << 16 | PAIRS[bits & 0xFFF];
+    return getPair(bits >> 12 & 0xFFF) << 16 | getPair(bits & 0xFFF);
 }
 
 // Output may lie over its own input, so all of a group is fetched, in one load, before anything is stored. The load

@@ -21,6 +21,7 @@ public:
 class OSTREL_EXPORT Mutex : public AbstractMutex
 {
 public:
+    /// Whether the thread that holds the mutex can lock it again.
     enum TYPE : int { NORMAL = 0, RECURSIVE = 1 }; // on `int`, so that a compiler may not rule out other values
 
     /// A value of `type` that is neither of the two leaves the mutex uninitialised: using it is undefined.
@@ -29,6 +30,7 @@ public:
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
+    /// All give 0 or the error of the pthread call.
     virtual int lock();
     virtual int unlock();
 

@@ -39,7 +39,7 @@ public:
     /// One entry of the key table as it lies in the buffer.
     struct KeyValuePair
     {
-        unsigned char bytes[8];
+        unsigned char bytes[8]; ///< As `docs/property-map-format.md` has them.
     };
 
     class Iterator;
@@ -127,12 +127,14 @@ public:
     void removeAll(); ///< Clears no bytes.
 
     bool hasKey(int key) const;
-    PropertyMap_ReturnCode getKeyType(int key, PropertyMap_ValueType* type) const;
+    PropertyMap_ReturnCode getKeyType(int key, PropertyMap_ValueType* type) const; ///< PM_RC_KEY_NOT_FOUND.
     /// Keys in ascending order. PM_RC_BUFFER_TOO_SMALL: those that fit were written; `*numKeys` counts these.
     PropertyMap_ReturnCode getAllKeys(int* keys, unsigned int maxKeys, unsigned int* numKeys) const;
     PropertyMap_ReturnCode getStringBufferSize(int key, unsigned int* size) const; ///< Counts the terminator.
+    /// The same for an entry.
     PropertyMap_ReturnCode getStringBufferSize(const KeyValuePair* entry, unsigned int* size) const;
     PropertyMap_ReturnCode getBinaryDataBufferSize(int key, unsigned int* size) const; ///< Also of nested maps.
+    /// The same for an entry.
     PropertyMap_ReturnCode getBinaryDataBufferSize(const KeyValuePair* entry, unsigned int* size) const;
     unsigned int getNumEntries() const;
     uint32_t getSize() const; ///< Of the whole buffer.
@@ -165,7 +167,7 @@ public:
 
     void printContent() const; ///< Every entry and the overhead, on standard output.
 
-    /// The buffer format, for diagnosis and tests.
+    /// All about the buffer format, for diagnosis and tests.
     uint32_t getKeyTableOffset() const;
     void setKeyTableOffset(uint32_t offset);
     const KeyValuePair* getKeyTableEntry() const; ///< The first entry; those of higher keys follow.
@@ -178,7 +180,7 @@ public:
     static bool isOffsetStored(const KeyValuePair* entry); ///< Whether the value lies in the value area.
 
 protected:
-    unsigned char* _buffer;
+    unsigned char* _buffer; ///< Never null.
 
 private:
     class FormReader;
@@ -192,24 +194,26 @@ private:
     enum Adjustment { INCREASE, DECREASE };
 
     template <class Value>
-    PropertyMap_ReturnCode insertPrimitiveValue(int key, Value value, PropertyMap_ValueType type);
+    OSTREL_LOCAL PropertyMap_ReturnCode insertPrimitiveValue(int key, Value value, PropertyMap_ValueType type);
     template <class Value>
-    PropertyMap_ReturnCode getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type, Value* value) const;
+    OSTREL_LOCAL PropertyMap_ReturnCode getPrimitiveValue(const KeyValuePair* entry, PropertyMap_ValueType type,
+                                                          Value* value) const;
     template <class Value>
-    PropertyMap_ReturnCode setPrimitiveValue(int key, PropertyMap_ValueType type, Value value);
+    OSTREL_LOCAL PropertyMap_ReturnCode setPrimitiveValue(int key, PropertyMap_ValueType type, Value value);
 
-    KeyValuePair* entryAt(unsigned int index) const;
-    PropertyMap getNestedMap(const KeyValuePair* entry) const;
-    PropertyMap_ReturnCode findEntryOfType(int key, PropertyMap_ValueType type, KeyValuePair** entry) const;
-    PropertyMap_ReturnCode getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const;
-    void insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value);
-    PropertyMap_ReturnCode resizeValue(const KeyValuePair* pair, uint64_t newSize);
-    uint32_t adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment adjustment);
-    static void resetOffset(KeyValuePair* pair, uint32_t offset);
-    unsigned int getFormLength() const;
-    unsigned int writeForm(unsigned char* dest, unsigned int destSize, uint32_t* usedSize) const;
-    void printEntry(const KeyValuePair* entry) const;
-    void writeBinaryValue(uint32_t offset, const unsigned char* data, unsigned int length);
+    OSTREL_LOCAL KeyValuePair* entryAt(unsigned int index) const;
+    OSTREL_LOCAL PropertyMap getNestedMap(const KeyValuePair* entry) const;
+    OSTREL_LOCAL PropertyMap_ReturnCode findEntryOfType(int key, PropertyMap_ValueType type,
+                                                        KeyValuePair** entry) const;
+    OSTREL_LOCAL PropertyMap_ReturnCode getInsertionPoint(int key, uint64_t valueSize, InsertionPoint* point) const;
+    OSTREL_LOCAL void insertKeyEntryTable(unsigned int index, int key, PropertyMap_ValueType type, uint32_t value);
+    OSTREL_LOCAL PropertyMap_ReturnCode resizeValue(const KeyValuePair* pair, uint64_t newSize);
+    OSTREL_LOCAL uint32_t adjustOffset(uint32_t valueOffset, uint32_t by, Adjustment adjustment);
+    OSTREL_LOCAL static void resetOffset(KeyValuePair* pair, uint32_t offset);
+    OSTREL_LOCAL unsigned int getFormLength() const;
+    OSTREL_LOCAL unsigned int writeForm(unsigned char* dest, unsigned int destSize, uint32_t* usedSize) const;
+    OSTREL_LOCAL void printEntry(const KeyValuePair* entry) const;
+    OSTREL_LOCAL void writeBinaryValue(uint32_t offset, const unsigned char* data, unsigned int length);
 };
 
 /// Walks the entries of a `PropertyMap` in the order of their keys.

@@ -17,7 +17,7 @@ unsigned int PropertyMap::externalizedSize(const unsigned char* data)
 /// Forms come in key order, so their entries need neither a search for their place nor a pass for the end of the value
 /// area, and not even a move of the entries before them: they are stacked downward, highest key lowest, and the table
 /// is turned over in the end. From the first record out of order on, the ordinary insertion takes over.
-class PropertyMap::FormReader
+class OSTREL_LOCAL PropertyMap::FormReader
 {
 public:
     FormReader(PropertyMap& map, const unsigned char** cursor)

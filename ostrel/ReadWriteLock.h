@@ -20,20 +20,20 @@ public:
     ReadWriteLock(const ReadWriteLock&) = delete;
     ReadWriteLock& operator=(const ReadWriteLock&) = delete;
 
-    void acquireReadLock();
-    void acquireWriteLock();
-    void releaseLock(); ///< Gives up what the caller holds, either kind.
+    void acquireReadLock();  ///< Waits while a writer holds the lock or waits for it.
+    void acquireWriteLock(); ///< Waits while anybody holds the lock.
+    void releaseLock();      ///< Gives up what the caller holds, either kind.
 
-    /// Clean-up of a thread that is cancelled while it waits as a reader (writer); `lock` is the `ReadWriteLock`.
+    /// Clean-up of a thread that is cancelled while it waits as a reader; `lock` is the `ReadWriteLock`.
     static void rdCancelHandler(void* lock);
-    static void wtCancelHandler(void* lock);
+    static void wtCancelHandler(void* lock); ///< As a writer.
 
 private:
     friend class LockProbe; ///< Lets tests wait until a thread really sleeps.
 
-    void waitAsReader();
-    void waitAsWriter();
-    void wakeWaiting();
+    OSTREL_LOCAL void waitAsReader();
+    OSTREL_LOCAL void waitAsWriter();
+    OSTREL_LOCAL void wakeWaiting();
 
     enum { HELD_BY_WRITER = -1, FREE = 0 };
 

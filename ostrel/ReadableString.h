@@ -26,6 +26,7 @@ class WritableString;
 class OSTREL_EXPORT ReadableString
 {
 public:
+    /// What operations on strings answer.
     enum ReturnCode {
         RC_INVALID_INDEX = -1, ///< At or beyond the length, or no character boundary.
         RC_OK = 0,
@@ -72,7 +73,7 @@ public:
     unsigned int getLength() const; ///< In characters.
 
 protected:
-    const char* _data;
+    const char* _data; ///< Null for a null text.
 };
 
 } // namespace Ostrel

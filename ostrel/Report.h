@@ -41,14 +41,18 @@ enum class Severity { FATAL, RECOVERABLE, TRIVIAL };
 #define OSTREL_CHECK_FROM(severity, file, line, text, condition)                                                       \
     ((condition) || Ostrel::reportFailedCheck(Ostrel::Severity::severity, file, line, text))
 
+/// A check that goes by a fixed line of this file.
 #define OSTREL_CHECK_AT(severity, line, text, condition) OSTREL_CHECK_FROM(severity, __FILE__, line, text, condition)
 
+/// A check.
 #define OSTREL_CHECK(severity, text, condition) OSTREL_CHECK_AT(severity, __LINE__, text, condition)
 
 /// The text comes first behind the line, and may hold placeholders for the arguments behind it.
 #define OSTREL_REPORT_FROM(severity, file, line, ...)                                                                  \
     Ostrel::reportText(Ostrel::Severity::severity, file, line, __VA_ARGS__)
 
+/// A report that goes by a fixed line of this file.
 #define OSTREL_REPORT_AT(severity, line, ...) OSTREL_REPORT_FROM(severity, __FILE__, line, __VA_ARGS__)
 
+/// A report.
 #define OSTREL_REPORT(severity, ...) OSTREL_REPORT_AT(severity, __LINE__, __VA_ARGS__)

@@ -27,10 +27,11 @@ class OSTREL_EXPORT SAXHandler
 public:
     virtual ~SAXHandler();
 
+    /// An element begins; `attributes` has the values by name.
     virtual void startElement(const std::string& name, const std::map<std::string, std::string>& attributes) = 0;
-    virtual void endElement(const std::string& name) = 0;
-    virtual void charData(const std::string& text) = 0; ///< Text may come in several calls, cut between characters.
-    virtual void finished() = 0;                        ///< The document ended, complete or not.
+    virtual void endElement(const std::string& name) = 0; ///< The innermost open element ends.
+    virtual void charData(const std::string& text) = 0;   ///< Text may come in several calls, cut between characters.
+    virtual void finished() = 0;                          ///< The document ended, complete or not.
     virtual bool parseError() = 0; ///< True: a malformed document is only reported; false: `parse` throws.
 };
 
@@ -108,22 +109,22 @@ public:
 private:
     friend class ExpatCallbacks;
 
-    bool createExpatParser();
-    void initExpatParser();
-    bool parsePiece(const char* data, unsigned int length, bool isFinal);
-    bool parseByExpat(const char* data, unsigned int length, bool isFinal);
-    void noteError();
-    void handleParseFailure();
-    void stopWithoutMemory();
-    int getErrorCode() const;
-    const char* getErrorText() const;
-    unsigned long getErrorLine() const;
+    OSTREL_LOCAL bool createExpatParser();
+    OSTREL_LOCAL void initExpatParser();
+    OSTREL_LOCAL bool parsePiece(const char* data, unsigned int length, bool isFinal);
+    OSTREL_LOCAL bool parseByExpat(const char* data, unsigned int length, bool isFinal);
+    OSTREL_LOCAL void noteError();
+    OSTREL_LOCAL void handleParseFailure();
+    OSTREL_LOCAL void stopWithoutMemory();
+    OSTREL_LOCAL int getErrorCode() const;
+    OSTREL_LOCAL const char* getErrorText() const;
+    OSTREL_LOCAL unsigned long getErrorLine() const;
 
     template <class Call>
-    void guard(Call call);
+    OSTREL_LOCAL void guard(Call call);
     template <class Create>
-    void keepException(Create create);
-    static ParseException createException(const std::exception* exception);
+    OSTREL_LOCAL void keepException(Create create);
+    OSTREL_LOCAL static ParseException createException(const std::exception* exception);
 
     XML_ParserStruct* m_expatParser; ///< Null when memory was exhausted; tried again for the next document.
     SharedPtr<SAXHandler> _handler;  ///< Empty when the handler is the caller's.

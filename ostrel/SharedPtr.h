@@ -17,7 +17,7 @@ class SharedCount
 public:
     explicit SharedCount(bool isInOneBlock) : owners(1), isWithObject(isInOneBlock) {}
 
-    AtomicCounter owners;
+    AtomicCounter owners;    ///< How many `SharedPtr` own the object.
     const bool isWithObject; ///< Both are in one block, which begins with this.
 };
 
@@ -86,9 +86,10 @@ public:
         return *this;
     }
 
-    void reset() { SharedPtr().swap(*this); }
+    void reset() { SharedPtr().swap(*this); }                ///< Lets the object go.
     void reset(T* object) { SharedPtr(object).swap(*this); } ///< Takes `object` over.
 
+    /// Exchanges what the two own.
     void swap(SharedPtr& other) noexcept
     {
         std::swap(m_ptr, other.m_ptr);

@@ -18,7 +18,7 @@ protected:
         ImmortalMutex() : mutex(Mutex::NORMAL) {}
         ~ImmortalMutex() {}
 
-        Mutex mutex;
+        Mutex mutex; ///< Made with the union, never destroyed.
     };
 
     static ImmortalMutex _mutex; ///< Serializes the creation of every singleton.
@@ -48,7 +48,7 @@ public:
 private:
     struct Guard
     {
-        ~Guard();
+        OSTREL_LOCAL ~Guard();
     };
 
     static std::atomic<T*> _holder;

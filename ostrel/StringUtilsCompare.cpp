@@ -13,9 +13,10 @@ unsigned int tableSearch(unsigned int codePoint)
     while (low < high) {
         const unsigned int middle = (low + high) / 2;
         const CaseFolding& row = CASE_FOLDINGS[middle];
-        if (row.source == codePoint)
-            return row.folded;
-        if (row.source < codePoint) {
+        const unsigned int offset = codePoint - row.first; // beyond every span for letters before the row
+        if (offset <= row.span)
+            return (offset & (row.step - 1U)) == 0 ? codePoint + static_cast<unsigned int>(row.shift) : codePoint;
+        if (row.first < codePoint) {
             low = middle + 1;
         } else {
             high = middle;

@@ -33,15 +33,17 @@ public:
 
     ~StructBuilder() override;
 
-    virtual void reset() = 0; ///< Forgets what was built and starts again.
-    virtual bool isOk() const = 0;
+    virtual void reset() = 0;      ///< Forgets what was built and starts again.
+    virtual bool isOk() const = 0; ///< Whether all was accepted.
 
+    /// All open or close a collection.
     virtual StructBuilder& map(const char* key) = 0;
     virtual StructBuilder& map() = 0;
     virtual StructBuilder& list(const char* key) = 0;
     virtual StructBuilder& list() = 0;
     virtual StructBuilder& end() = 0;
 
+    /// All add one value.
     virtual StructBuilder& add(const char* key, const Serializable& value) = 0;
     virtual StructBuilder& add(const Serializable& value) = 0;
     virtual StructBuilder& add(const char* key, int value) = 0;

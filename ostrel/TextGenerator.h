@@ -18,6 +18,7 @@ namespace Ostrel {
 class OSTREL_EXPORT TextGenerator
 {
 public:
+    /// How far a level is, or what went wrong in it.
     enum Status : unsigned char {
         INITIALIZED = 0,
         STARTING_OBJECT = 1,
@@ -36,7 +37,7 @@ public:
 
     using NullType = StructBuilder::NullType; ///< Selects the overloads that add a null.
 
-    static const unsigned int MAXIMUM_DEPTH = 15; ///< Collections that can be open at once.
+    static constexpr unsigned int MAXIMUM_DEPTH = 15; ///< Collections that can be open at once.
 
     TextGenerator(const TextGenerator&) = delete;
     TextGenerator& operator=(const TextGenerator&) = delete;
@@ -65,9 +66,10 @@ protected:
     TextGenerator() = default;
     ~TextGenerator();
 
-    void restart(); ///< Keeps the buffer, its capacity and the statuses of upper levels.
-    void terminate();
+    void restart();   ///< Keeps the buffer, its capacity and the statuses of upper levels.
+    void terminate(); ///< Puts a NUL behind the text, which is not counted; none when memory is exhausted.
 
+    /// Where a value without a key goes; inside an object that is an error.
     Placement placeValue()
     {
         if (!isInObject())
@@ -76,6 +78,7 @@ protected:
         return PLACE_REFUSED;
     }
 
+    /// Where a value with its key goes; outside an object that is an error.
     Placement placeMember()
     {
         if (isInObject())
@@ -116,13 +119,14 @@ protected:
         return false;
     }
 
+    /// Enters a collection, which begins with `status`.
     void openLevel(Status status)
     {
         ++_depth;
         setStatus(status);
     }
 
-    void closeLevel() { --_depth; }
+    void closeLevel() { --_depth; } ///< Back to the level around it, whose status is as it was.
 
     /// To be called after each attempt to write a value: one value at document level is the whole document. Out of
     /// memory turns into done too, so at document level a failed allocation shows in the text alone.
@@ -133,14 +137,14 @@ protected:
     }
 
     bool isInObject() const { return getStatus() == STARTING_OBJECT || getStatus() == INSIDE_OBJECT; }
-    void setStatus(Status status) { _states[_depth] = status; }
+    void setStatus(Status status) { _states[_depth] = status; } ///< Of the current level.
 
     /// Makes room for `size` more bytes and at least one spare, for a terminator.
     bool reserve(uint64_t size) { return _length + size < _capacity || growForText(_length + size + 1); }
 
     /// Appends pieces of text: things with `uint64_t getSize()` and `char* writeTo(char*)`, which returns the end.
     template <class... Pieces>
-    void write(const Pieces&... pieces);
+    OSTREL_LOCAL void write(const Pieces&... pieces);
 
 private:
     bool refuse();              ///< For a status that lets nothing follow.
@@ -148,9 +152,9 @@ private:
     bool growForText(uint64_t size);
 
     template <class... Pieces>
-    void append(const Pieces&... pieces);
+    OSTREL_LOCAL void append(const Pieces&... pieces);
     template <class Piece>
-    void writeAlone(const Piece& piece);
+    OSTREL_LOCAL void writeAlone(const Piece& piece);
 
     unsigned char _states[MAXIMUM_DEPTH + 1] = {};
     unsigned int _depth = 0;

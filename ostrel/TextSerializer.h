@@ -31,15 +31,17 @@ public:
 
     /// The last misuse; without one, null while `isOk()` and else the generator's status.
     const char* getErrorString() const override;
-    void reset() override; ///< Of the text only: a misuse and a pending key outlive it.
-    bool isOk() const override;
+    void reset() override;      ///< Of the text only: a misuse and a pending key outlive it.
+    bool isOk() const override; ///< No misuse, and the generator is OK.
 
+    /// All as in `StructBuilder`.
     StructBuilder& map(const char* key) override;
     StructBuilder& map() override;
     StructBuilder& list(const char* key) override;
     StructBuilder& list() override;
     StructBuilder& end() override;
 
+    /// All as in `StructBuilder`.
     StructBuilder& add(const char* key, const Serializable& value) override;
     StructBuilder& add(const Serializable& value) override;
     // A generator of 64 bits gets all integers through the `long long` forms, another one through the `int` forms.
@@ -59,21 +61,22 @@ public:
     StructBuilder& add(NullType value) override;
 
     const char* getData() const override; ///< Not terminated before `nullTerminateData()`; null before the first byte.
-    unsigned int getDataLength() const override;
-    void nullTerminateData();
+    unsigned int getDataLength() const override; ///< Without that NUL.
+    void nullTerminateData();                    ///< Puts a NUL behind the text, which is not counted.
 
 protected:
     explicit TextSerializer(const MisuseSites& sites);
 
 private:
-    const char* takePendingKey();
-    bool refuseKeyed(int line, const char* text);
-    void refuse(int line, const char* text);
-    bool refuseTooDeep();
+    OSTREL_LOCAL const char* takePendingKey();
+    OSTREL_LOCAL bool refuseKeyed(int line, const char* text);
+    OSTREL_LOCAL void refuse(int line, const char* text);
+    OSTREL_LOCAL bool refuseTooDeep();
+    // `inline` hides them; clang does not see OSTREL_LOCAL on templates inside of templates.
     template <class... Value>
-    StructBuilder& addKeyed(int line, const char* misuse, const char* key, Value... value);
+    inline StructBuilder& addKeyed(int line, const char* misuse, const char* key, Value... value);
     template <class... Value>
-    StructBuilder& addKeyless(Value... value);
+    inline StructBuilder& addKeyless(Value... value);
 
     AutoPtr<Generator> _generator; ///< Null when memory was exhausted.
     const char* _pendingKey;

@@ -111,18 +111,18 @@ private:
 
     Thread(Runnable* runnable, const char* name, bool detached, bool deleteOnExit, bool ownsRunnable);
 
-    static void* threadfunction(void* thread);
-    void runRunnable();
-    static pthread_key_t getRunKey();
-    static void endCancelledRun(void* thread);
-    bool endRun();
-    int createThread();
-    void stopAndWait();
-    void makeReturn();
-    void cancel();
-    void waitFor(Visit& visit) const;
-    int join(Visit& visit) const;
-    void endJoin(const void* joiner, bool isJoined) const;
+    OSTREL_LOCAL static void* threadfunction(void* thread);
+    OSTREL_LOCAL void runRunnable();
+    OSTREL_LOCAL static pthread_key_t getRunKey();
+    OSTREL_LOCAL static void endCancelledRun(void* thread);
+    OSTREL_LOCAL bool endRun();
+    OSTREL_LOCAL int createThread();
+    OSTREL_LOCAL void stopAndWait();
+    OSTREL_LOCAL void makeReturn();
+    OSTREL_LOCAL void cancel();
+    OSTREL_LOCAL void waitFor(Visit& visit) const;
+    OSTREL_LOCAL int join(Visit& visit) const;
+    OSTREL_LOCAL void endJoin(const void* joiner, bool isJoined) const;
 
     std::atomic<bool> _detached;
     mutable std::atomic<bool> _running;

@@ -29,9 +29,11 @@ public:
     Threadable& operator=(const Threadable&) = delete;
 
     void cancelRun() override; ///< Does nothing.
+    /// All as the operations of `Thread`.
     virtual void start();
     virtual void stop();
 
+    /// All as the operations of `Thread`.
     void waitFor() const { _thread.waitFor(); }
     void setName(const char* name) { _thread.setName(name); }
     const char* getName() const { return _thread.getName(); }

@@ -10,6 +10,7 @@
 
 namespace Ostrel {
 
+/// A word of any type.
 template <class Word>
 inline Word loadWord(const void* from)
 {
@@ -18,37 +19,44 @@ inline Word loadWord(const void* from)
     return word;
 }
 
+/// A word of any type.
 template <class Word>
 inline void storeWord(void* to, Word word)
 {
     memcpy(to, &word, sizeof(word));
 }
 
+/// Host order.
 inline uint16_t loadU16(const void* from)
 {
     return loadWord<uint16_t>(from);
 }
 
+/// Host order.
 inline uint32_t loadU32(const void* from)
 {
     return loadWord<uint32_t>(from);
 }
 
+/// Host order.
 inline uint64_t loadU64(const void* from)
 {
     return loadWord<uint64_t>(from);
 }
 
+/// Host order.
 inline void storeU16(void* to, uint16_t word)
 {
     storeWord(to, word);
 }
 
+/// Host order.
 inline void storeU32(void* to, uint32_t word)
 {
     storeWord(to, word);
 }
 
+/// Host order.
 inline void storeU64(void* to, uint64_t word)
 {
     storeWord(to, word);
@@ -60,6 +68,7 @@ inline uint32_t loadLE32(const void* from)
     return le32toh(loadU32(from));
 }
 
+/// The lowest byte first.
 inline void storeLE32(void* to, uint32_t word)
 {
     storeU32(to, htole32(word));
@@ -71,16 +80,19 @@ inline uint32_t loadBE32(const void* from)
     return be32toh(loadU32(from));
 }
 
+/// The highest byte first.
 inline uint64_t loadBE64(const void* from)
 {
     return be64toh(loadU64(from));
 }
 
+/// The highest byte first.
 inline void storeBE32(void* to, uint32_t word)
 {
     storeU32(to, htobe32(word));
 }
 
+/// The highest byte first.
 inline void storeBE64(void* to, uint64_t word)
 {
     storeU64(to, htobe64(word));

@@ -41,11 +41,11 @@ public:
 
     void trim(); ///< Removes the white space (`isspace`) at both ends.
 
-    /// Format as `vsnprintf`. `RC_NO_SPACE` when cut, or without storage.
+    /// All take a format as `vsnprintf`. `RC_NO_SPACE` when cut, or without storage.
     ReturnCode assignv(const char* format, va_list arguments);
     ReturnCode assignFormat(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-    /// Formats, then inserts. The formatted text may have as many bytes as the byte size exceeds `index`, terminator
+    /// All format, then insert. The formatted text may have as many bytes as the byte size exceeds `index`, terminator
     /// included: otherwise nothing is inserted and `RC_NO_SPACE` returned, as when memory is exhausted.
     /// `RC_INVALID_INDEX` when `index` reaches the byte size or exceeds the length. It is formatted in a
     /// `DynamicString`: where the byte size exceeds `index` by more than 262,144, that gets no storage, so that nothing
@@ -76,13 +76,14 @@ protected:
 
     ReturnCode append(const ReadableString& source); ///< `insert` at the end, without counting characters.
 
-    unsigned int _byteSize;
+    unsigned int _byteSize; ///< Of the storage, with the terminator; 0 for none.
 
 private:
     friend class ReadableString; // writes into its destinations
 
     /// Inserts what fits at byte `offset` of the text, which has `byteLength` bytes. There is storage.
-    ReturnCode insertAt(unsigned int offset, unsigned int byteLength, const char* source, unsigned int sourceLength);
+    OSTREL_LOCAL ReturnCode insertAt(unsigned int offset, unsigned int byteLength, const char* source,
+                                     unsigned int sourceLength);
 };
 
 } // namespace Ostrel

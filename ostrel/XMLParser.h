@@ -33,9 +33,9 @@ public:
 
     virtual ~XMLParser();
 
-    virtual void startDocument() = 0;
+    virtual void startDocument() = 0;                              ///< Before the first piece.
     virtual void parse(const char* data, unsigned int length) = 0; ///< `data` is used during the call only.
-    virtual void endDocument() = 0;
+    virtual void endDocument() = 0;                                ///< After the last piece.
 };
 
 } // namespace Ostrel

@@ -10,6 +10,7 @@ namespace Ostrel {
 namespace {
 
 const unsigned int BLOCK_SIZE = 4096;
+const unsigned int LONGEST_TAG = 16384; // that is known to be one
 
 struct Piece
 {
@@ -49,7 +50,7 @@ public:
         memmove(_block, _block + _given, _count - _given);
         _count -= _given;
         _tag = 0; // what was kept begins with one
-        while (_count < BLOCK_SIZE) {
+        while (_count < LONGEST_TAG) {
             const Piece byte = judge(stream, stream.read(_block + _count, 1), 1);
             if (byte.isLast)
                 return give(_count, byte);
@@ -77,15 +78,15 @@ private:
         return {static_cast<int>(count), last.isFailure, last.isLast};
     }
 
-    unsigned char _block[BLOCK_SIZE];
+    unsigned char _block[LONGEST_TAG];
     unsigned int _count = 0;
     unsigned int _given = 0; ///< Of them, at the last call.
     unsigned int _tag = 0;   ///< Where the last tag begins, if at all.
 };
 
-/// Whether the stream failed.
+/// Whether the stream failed. Out of line, so that the larger reader takes stack only where it is used.
 template <class Reader, class HasEnded>
-bool feed(InputStream& stream, XMLParser& parser, const HasEnded& hasEnded)
+__attribute__((noinline)) bool feed(InputStream& stream, XMLParser& parser, const HasEnded& hasEnded)
 {
     Reader reader;
     for (;;) {

@@ -31,8 +31,9 @@ class SAXParser;
 ///     SAXParser parser(handler);
 ///     FdInputStream connection(STDIN_FILENO);
 ///     connection.setTimeOut(30);
-///     XmlStreamFilter filter(connection, parser, XmlStreamFilter::REFUSE_MALFORMED |
-///     XmlStreamFilter::STOP_AT_ROOT_END); while (filter.start() == 0)
+///     const unsigned int options = XmlStreamFilter::REFUSE_MALFORMED | XmlStreamFilter::STOP_AT_ROOT_END;
+///     XmlStreamFilter filter(connection, parser, options);
+///     while (filter.start() == 0)
 ///         puts("one more document");
 ///     puts(connection.hasTimedOut() ? "silent for 30 s" : "closed, or a malformed document");
 ///
@@ -47,10 +48,10 @@ public:
         /// `start` gives -1 also when the document was not well-formed, a cut or an empty one included.
         REFUSE_MALFORMED = 1,
 
-        /// The document ends with its root element, or with its first mistake. Nothing behind that is taken from the
-        /// stream, which is read byte by byte for it: meant for messages rather than for bulk data. An end tag that
-        /// stands right behind a comment or a value that itself looks like one may be noticed only with the next one
-        /// or at the end of the stream, and so is every one in UTF-16.
+        /// The document ends with its root element, or soon after its first mistake. Nothing behind the root is taken
+        /// from the stream, which is read byte by byte for it: meant for messages rather than for bulk data. Takes
+        /// 16 KiB of stack. The end is noticed late, with the stream's own, in UTF-16, and possibly where it stands
+        /// close behind a comment that holds an end tag, or a tag of more than 16 KiB: expat then waits for more.
         STOP_AT_ROOT_END = 2
     };
 
@@ -59,7 +60,8 @@ public:
     /// `options` are a sum of `Option`s.
     XmlStreamFilter(WeakPtr<InputStream> stream, WeakPtr<SAXParser> parser, unsigned int options);
 
-    /// 0 when the stream came to its end; whether the document was well-formed is told by the parser, or by the option.
+    /// 0 when the stream, or as an option the document, came to its end; whether that was well-formed is told by the
+    /// parser, or as an option by -1.
     ///
     /// -1 when the stream failed: its read gave -1, or had an error text after it delivered nothing or less than it was
     /// asked for; what it delivered is parsed. The document is ended then too, incomplete as it is, so that the parser

@@ -22,6 +22,7 @@
 extern "C" {
 #endif
 
+/* The handle of a map. */
 typedef struct property_map property_map;
 
 /* Formats the buffer as an empty map; a size outside 8..0x00FFFFFF stops the process. Handles are allocated the
@@ -53,11 +54,14 @@ OSTREL_EXPORT bool property_map_is_well_formed(const uint8_t* buffer, uint32_t s
  * null, is its length. */
 OSTREL_EXPORT bool property_map_is_well_formed_externalized(const uint8_t* data, uint32_t length, uint32_t* consumed);
 
+/* The number of keys. */
 OSTREL_EXPORT uint32_t property_map_get_num_entries(const property_map* map);
 
 /* Of the whole buffer. */
 OSTREL_EXPORT uint32_t property_map_get_size(const property_map* map);
+/* What new values and keys can still take. */
 OSTREL_EXPORT uint32_t property_map_get_empty_space(const property_map* map);
+/* Whether the key is in the map. */
 OSTREL_EXPORT bool property_map_has_key(const property_map* map, int32_t key);
 
 /* PM_RC_KEY_NOT_FOUND. */
@@ -74,11 +78,9 @@ OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_int(property_map* map, 
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_bool(property_map* map, int32_t key, bool value);
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_float(property_map* map, int32_t key, float value);
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_double(property_map* map, int32_t key, double value);
-
 /* Null data reserves the bytes without clearing them. */
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_binary_data(property_map* map, int32_t key, uint8_t* data,
                                                                      uint32_t length);
-
 /* The other map's whole buffer is copied, free space included. */
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_insert_property_map(property_map* map, int32_t key,
                                                                       const property_map* other);
@@ -93,11 +95,11 @@ OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_binary_data_buffer_size(co
 
 /* All gets: PM_RC_KEY_NOT_FOUND, PM_RC_TYPE_MISMATCH; they leave the outputs alone, except that the references become
  * null and their length 0.
+ *
  * Copies the text, always terminated. `size` counts the terminator and is at least 1. PM_RC_BUFFER_TOO_SMALL: the
  * beginning that fits was copied. */
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_string(const property_map* map, int32_t key, char* dest,
                                                              uint32_t size);
-
 /* Points into the buffer, until the next change of the map. */
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_string_ref(const property_map* map, int32_t key,
                                                                  const char** ref);
@@ -105,11 +107,9 @@ OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_int(const property_map* ma
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_bool(const property_map* map, int32_t key, bool* value);
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_float(const property_map* map, int32_t key, float* value);
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_double(const property_map* map, int32_t key, double* value);
-
 /* Binary data or a nested map. PM_RC_BUFFER_TOO_SMALL: nothing was copied. */
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_binary_data(const property_map* map, int32_t key, uint8_t* dest,
                                                                   uint32_t size, uint32_t* length);
-
 /* Points into the buffer, until the next change of the map. */
 OSTREL_EXPORT PropertyMap_ReturnCode property_map_get_binary_data_ref(const property_map* map, int32_t key,
                                                                       const uint8_t** ref, uint32_t* length);

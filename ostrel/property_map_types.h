@@ -20,6 +20,7 @@
 #define PM_ENTRY_BINARY(length) (12u + (length))
 #define PM_ENTRY_PROPERTY_MAP(size) (12u + (size))
 
+/* What the value of a key is. */
 typedef enum PropertyMap_ValueType {
     PM_TYPE_BOOL = 0,
     PM_TYPE_INT = 1,
@@ -31,6 +32,7 @@ typedef enum PropertyMap_ValueType {
     PM_MAX_TYPE = 8 /* The bound, no type. 7 is never created. */
 } PropertyMap_ValueType;
 
+/* What operations on property maps answer. */
 typedef enum PropertyMap_ReturnCode {
     PM_RC_OK = 0,
     PM_RC_NO_SPACE = 1,         /* The free space cannot take the new or larger value; nothing changed. */

@@ -40,7 +40,7 @@ struct EventLog : SAXHandler
         write("</" + name + ">", 'e');
     }
     void charData(const std::string& piece) override { write(piece, 't'); }
-    void finished() override { write(".", 0); }
+    void finished() override { write(".", 'f'); }
     bool parseError() override
     {
         write("!", 0);
@@ -61,7 +61,7 @@ struct EventLog : SAXHandler
 
     std::string text;
     bool onlyReported = false;
-    char failing = 0; ///< 's', 'e' or 't': a start, an end or a text.
+    char failing = 0; ///< 's', 'e', 't' or 'f': a start, an end, a text or the document's end.
     std::function<void()> fail;
 };
 
@@ -148,6 +148,52 @@ TEST_F(SAXParserTest, HandlerChoosesBetweenExceptionAndReportOfAMalformedDocumen
               missing + missing + "[SAXParser:150 " + error + "][SAXParser:173 '" + error + "']" + missing);
 }
 
+TEST_F(SAXParserTest, ADocumentHasItsFirstMistakeUntilTheNextOneBegins)
+{
+    const auto judge = [this] {
+        const SAXParser::Error error = parser.getError();
+        return std::string(parser.isWellFormed() ? "whole " : "") + (error.text == nullptr ? "none" : error.text) +
+               " " + std::to_string(error.line) + ":" + std::to_string(error.column) + " " +
+               std::to_string(error.offset);
+    };
+    static const std::pair<const char*, const char*> CASES[] = {
+        {"<a/>", "whole none 0:0 0"},
+        {"<?xml version='1.0'?>\n<a>t</a>\n<!-- -->", "whole none 0:0 0"},
+        {"", "no element found 1:1 0"},
+        {"<a>\n  t", "no element found 2:4 7"},
+        {"<a>\n<b", "unclosed token 2:1 4"},
+        {"<a>\n\xC3\xA9\xC3\xA9</b></a>", "mismatched tag 2:5 10"},
+        {"<a/>\n<b/>", "junk after document element 2:1 5"},
+        {"<a>&b;</a>", "undefined entity 1:4 3"},
+        {"<a b='1' b='2'/>", "duplicate attribute 1:10 9"},
+    };
+    EXPECT_EQ(judge(), "none 0:0 0") << "no document yet";
+    for (const bool onlyReported : {true, false}) {
+        log.onlyReported = onlyReported;
+        for (const auto& [document, mistake] : CASES) {
+            for (const size_t pieceSize : {1000, 1, 2, 3, 7}) {
+                run(parser, document, pieceSize);
+                EXPECT_EQ(judge(), mistake) << document << " in pieces of " << pieceSize;
+            }
+        }
+    }
+    log.failIn('s', [] { throw ParseException("enough"); });
+    run(parser, "<a>", 2);
+    EXPECT_EQ(judge().substr(0, 16), "parsing aborted ");
+    log.failing = 0;
+    parser.parse("<a>", 3);
+    EXPECT_EQ(judge(), "none 0:0 0") << "not ended";
+    EXPECT_FALSE(parser.hasRootEnded());
+    parser.parse("<b/></a> ", 9);
+    EXPECT_TRUE(parser.hasRootEnded());
+    log.failIn('f', [] { throw ParseException("finished"); });
+    EXPECT_THROW(parser.endDocument(), ParseException);
+    log.failing = 0;
+    parser.endDocument();
+    EXPECT_EQ(judge(), "whole none 0:0 0") << "though it took two ends";
+    takeReports();
+}
+
 TEST_F(SAXParserTest, WithoutMemoryTheDocumentEndsThereAndTheNextOneIsWhole)
 {
     const std::string document = "<name-that-takes-a-block b='value that takes a block' c=''>t<i/>" +
@@ -175,6 +221,7 @@ TEST_F(SAXParserTest, WithoutMemoryTheDocumentEndsThereAndTheNextOneIsWhole)
             EXPECT_EQ(outcome.find_first_not_of("!.", end), std::string::npos) << "an event after the end";
             const std::vector<Report> reports = takeReports();
             EXPECT_EQ(reports.empty(), outcome == whole);
+            EXPECT_EQ(starved.isWellFormed(), outcome == whole);
             for (const Report& report : reports)
                 EXPECT_TRUE(strstr(report.text.c_str(), "'out of memory'") || report.line == 179) << report.message;
             EXPECT_EQ(run(starved, document), whole) << "with memory back";
@@ -274,6 +321,51 @@ TEST_F(XmlFeederTest, EveryByteOfAStreamArrivesOnceAndAFailureIsTold)
     EXPECT_EQ(XmlStreamFilter(std::make_unique<PieceStream>(text), nullptr).start(), -1);
     for (int filter = 0; filter < 2; ++filter)
         expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
+}
+
+TEST_F(XmlFeederTest, AFilterRefusesWhatIsNotWholeAndStopsAtTheRootsEnd)
+{
+    const unsigned int REFUSE = XmlStreamFilter::REFUSE_MALFORMED;
+    const unsigned int STOP = XmlStreamFilter::STOP_AT_ROOT_END;
+    const std::string large = "<a>" + std::string(16379, 'x') + "</a>";
+    const std::string huge = "<a b='" + std::string(9000, '/') + "'/>";
+    // The stream, the options, the result, the events, and what is left.
+    const std::tuple<std::string, unsigned int, int, std::string, const char*> CASES[] = {
+        {"<a>t</a>", REFUSE, 0, "<a>t</a>.", ""},
+        {"<a>t</a><b/>", 0, 0, "<a>t</a>!!.", ""},
+        {"<a>t</a><b/>", REFUSE, -1, "<a>t</a>!!.", ""},
+        {"<a>t", REFUSE, -1, "<a>t.", ""},
+        {"", REFUSE, -1, ".", ""},
+        {" <?x /> ?><a><b/>t</a><b/>", STOP | REFUSE, 0, "<a><b></b>t</a>.", "<b/>"},
+        {"<!DOCTYPE a [<!ENTITY e '<b></b>'>]><a>&e;</a>x", STOP | REFUSE, 0, "<a><b></b></a>.", "x"},
+        {"<a b='x>y'/>\n\n", STOP, 0, "<a b=x>y></a>.", "\n\n"},
+        {large + "<a/>", STOP | REFUSE, 0, large + ".", "<a/>"},
+        {huge + "<a/>", STOP | REFUSE, 0, "<a b=" + std::string(9000, '/') + "></a>.", "<a/>"},
+        {"<a></b></a>", STOP, 0, "<a>!.", "</a>"},
+        {"<a></b></a>", STOP | REFUSE, -1, "<a>!.", "</a>"},
+        {"<a>t", STOP, 0, "<a>t.", ""},
+        {"<a>t", STOP | REFUSE, -1, "<a>t.", ""}};
+    for (const auto& [document, options, result, events, rest] : CASES) {
+        SCOPED_TRACE(document.substr(0, 60));
+        EventLog handler;
+        handler.onlyReported = true;
+        SAXParser sax(handler);
+        PieceStream stream(document, {7});
+        EXPECT_EQ(XmlStreamFilter(stream, sax, options).start(), result);
+        EXPECT_EQ(stream.getRest(), rest);
+        const size_t shown = std::min(handler.text.find('!'), events.find('!'));
+        EXPECT_EQ(handler.text.substr(0, shown), events.substr(0, shown));
+        takeReports();
+    }
+    EventLog handler;
+    SAXParser sax(handler);
+    EXPECT_EQ(XmlStreamFilter(nullptr, sax, STOP).start(), -1);
+    expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
+    ErrorStream failing("<a><b></b>");
+    failing.failingRead = 11;
+    EXPECT_EQ(XmlStreamFilter(failing, sax, STOP).start(), -1);
+    EXPECT_EQ(handler.text, "<a><b></b>.");
+    takeReports();
 }
 
 } // namespace

@@ -34,6 +34,14 @@ std::string readTexts(InputStream& in, const Sizes& sizes)
     return error == nullptr ? texts : texts + "!" + error;
 }
 
+/// As `readTexts`, and "late" behind them when the last read timed out.
+template <class Stream>
+std::string readInTime(Stream& in, const Sizes& sizes)
+{
+    const std::string texts = readTexts(in, sizes);
+    return in.hasTimedOut() ? texts + "late" : texts;
+}
+
 int write(OutputStream& out, const char* text)
 {
     return out.write(reinterpret_cast<const unsigned char*>(text), static_cast<unsigned int>(strlen(text)));
@@ -263,8 +271,12 @@ TEST_P(FdInputStreamTest, TimeOutStartsAgainWithEachWaitAndDeliversThePart)
         usleep(300000); // a time-out that does not start again would end so much earlier
         send("d");
     });
-    EXPECT_GE(getDurationMs([&] { EXPECT_EQ(readTexts(in, {10}), "abcd,"); }), 1200);
+    EXPECT_GE(getDurationMs([&] { EXPECT_EQ(readInTime(in, {10}), "abcd,late"); }), 1200);
     sender.join();
+    send("ef");
+    EXPECT_EQ(readInTime(in, {1}), "e,");
+    close(writer);
+    EXPECT_EQ(readInTime(in, {10}), "f,") << "an end is no time-out";
 }
 
 TEST_P(FdInputStreamTest, WithoutTimeOutANonBlockingDescriptorIsPolled)
@@ -284,7 +296,7 @@ TEST_P(FdInputStreamTest, InterruptedReadGoesOnUntilAllIsThereAndInterruptedWait
     errno = EIO; // somebody else's
     EXPECT_EQ(readTexts(in, {5}), "xyzab,");
     in.setTimeOut(60);
-    EXPECT_EQ(readTexts(in, {10}), "c," + FD_ERROR);
+    EXPECT_EQ(readInTime(in, {10}), "c," + FD_ERROR);
     send("de");
     close(writer);
     EXPECT_EQ(readTexts(in, {3, 3}), "de,,");
@@ -324,11 +336,11 @@ TEST_P(FdInputStreamTest, TimeOutDecidesTheModeAndOwnershipTheClosing)
 TEST_P(FileInputStreamTest, WithoutTimeOutAnIdlePipeLooksLikeTheEnd)
 {
     FileInputStream in(fdopen(reader, "r"), true);
-    EXPECT_EQ(readTexts(in, {10}), ",");
+    EXPECT_EQ(readInTime(in, {10}), ",late");
     send("abcdef");
     EXPECT_EQ(readTexts(in, {1, 1}), "a,,") << "the descriptor decides, not what the file has buffered";
     close(writer);
-    EXPECT_EQ(readTexts(in, {2, 4, 1}), "bc,def,,");
+    EXPECT_EQ(readInTime(in, {2, 4, 1}), "bc,def,,");
 }
 
 TEST_P(FileInputStreamTest, EmptyHandedReadsAreRepeatedUntilTheTimeOutOfTheWholeCall)

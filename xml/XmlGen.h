@@ -49,8 +49,9 @@ public:
     ~XmlGen();
 
     XmlGen& reset(); ///< Starts a new document; the buffer is kept.
-    /// Opens an object or array, as the member `key` unless that is null.
+    /// Opens an object, as the member `key` unless that is null.
     XmlGen& object(const char* key) { return startCollection(key, STARTING_OBJECT); }
+    /// The same for an array.
     XmlGen& array(const char* key) { return startCollection(key, STARTING_ARRAY); }
     XmlGen& end();           ///< Closes the innermost object or array.
     XmlGen& nullTerminate(); ///< Puts a NUL behind the text, which is not counted.
@@ -58,32 +59,34 @@ public:
     /// `type` is STARTING_OBJECT or STARTING_ARRAY; any other opens a level that is in error.
     XmlGen& startCollection(const char* key, Status type);
 
+    /// Adds an element of the innermost array, or the whole document.
     XmlGen& add(NullType value); ///< The text is "Null".
     XmlGen& add(bool value);
     XmlGen& add(const char* value); ///< Null is written as "(null)", as is a null key below.
     XmlGen& add(int value);
     XmlGen& add(double value, unsigned char digits); ///< Does nothing.
 
+    /// Adds a member of the innermost object.
     XmlGen& add(const char* key, NullType value);
     XmlGen& add(const char* key, bool value);
     XmlGen& add(const char* key, const char* value);
     XmlGen& add(const char* key, int value);
     XmlGen& add(const char* key, double value, unsigned char digits); ///< Does nothing.
 
-    // The parts of values, without regard to the place.
+    /// All write a part of a value, without regard to the place.
     XmlGen& appendEscapedStringToBuffer(const char* text);
     XmlGen& appendIntegerToBuffer(int value);
 
 private:
     template <class... Pieces>
-    XmlGen& writeValue(const Pieces&... pieces);
+    OSTREL_LOCAL XmlGen& writeValue(const Pieces&... pieces);
     template <class... Pieces>
-    XmlGen& writeMember(const char* key, const Pieces&... pieces);
-    void openElement(const char* name, size_t length, Status type);
-    void closeElement();
+    OSTREL_LOCAL XmlGen& writeMember(const char* key, const Pieces&... pieces);
+    OSTREL_LOCAL void openElement(const char* name, size_t length, Status type);
+    OSTREL_LOCAL void closeElement();
 
     /// A copy of the name of a collection, in a block that later names of the level use again. Empty at first.
-    class Name
+    class OSTREL_LOCAL Name
     {
     public:
         Name() = default;

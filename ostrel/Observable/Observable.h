@@ -21,6 +21,7 @@ class OSTREL_EXPORT ObservableImplementation
 {
 public:
     virtual ~ObservableImplementation();
+    /// All as the operations of `Observable`.
     virtual Observable_ReturnCode addObserver(const int& event, Observer* observer) = 0;
     virtual Observable_ReturnCode removeObserver(const int& event, Observer* observer) = 0;
     virtual Observable_ReturnCode notifyObservers(Observable* source, const int& event, const void* params) = 0;

@@ -11,10 +11,10 @@ namespace Ostrel {
 /// Where a registry is; all that it holds is in the buffer.
 struct StaticModelState
 {
-    char* buffer;
+    char* buffer; ///< The caller's.
 };
 
-typedef StaticModelState STATE;
+typedef StaticModelState STATE; ///< A shorter name.
 
 /// Walks the observers of one event, in order of registration. Valid until the registry changes.
 class OSTREL_EXPORT StaticModelObserverIterator
@@ -81,19 +81,21 @@ private:
 class OSTREL_EXPORT StaticModel
 {
 public:
-    static constexpr unsigned int MINIMUM_BUFFER_SIZE = 12;
+    static constexpr unsigned int MINIMUM_BUFFER_SIZE = 12; ///< Bytes.
 
     /// Clears the buffer and makes it an empty registry of any alignment. The state is the caller's to delete; null
     /// when memory is exhausted.
     static StaticModelState* create(char* buffer, const uint16_t& size);
 
-    static uint16_t capacity(const StaticModelState* state);
-    static uint16_t size(const StaticModelState* state); ///< The bytes in use, with the registry's header.
+    static uint16_t capacity(const StaticModelState* state); ///< The bytes of the buffer.
+    static uint16_t size(const StaticModelState* state);     ///< The bytes in use, with the registry's header.
+    /// Whether `bytes` more do not fit.
     static bool insufficentMemory(const StaticModelState* state, unsigned int bytes);
 
-    static bool isBigInt(int id); ///< Whether an event of this id takes the long header.
-    static unsigned int getEntrySize(const char* entry);
+    static bool isBigInt(int id);                        ///< Whether an event of this id takes the long header.
+    static unsigned int getEntrySize(const char* entry); ///< The bytes of an event with its observers.
 
+    /// All walk the events.
     static StaticModelEventIterator begin(StaticModelState* state);
     static StaticModelEventIterator end(StaticModelState* state);
     static StaticModelEventIterator findEvent(StaticModelState* state, const int& id); ///< Or `end`.
@@ -119,14 +121,16 @@ public:
     static Observable_ReturnCode removeEvent(StaticModelState* state, const int& id);
 
 private:
-    static StaticModelEventIterator appendEvent(StaticModelState* state, int id);
-    static void addFirstObserverInternal(StaticModelState* state, const StaticModelEventIterator& event, uint32_t word);
-    static void addObserverInternal(StaticModelState* state, const StaticModelEventIterator& event, uint32_t word);
-    static void removeObserverInternal(StaticModelState* state, const StaticModelEventIterator& event,
-                                       const StaticModelObserverIterator& observer);
-    static void removeEventInternal(StaticModelState* state, const StaticModelEventIterator& event);
-    static void moveBuffer(StaticModelState* state, char* start, int delta);
-    static void changeSize(StaticModelState* state, int delta);
+    OSTREL_LOCAL static StaticModelEventIterator appendEvent(StaticModelState* state, int id);
+    OSTREL_LOCAL static void addFirstObserverInternal(StaticModelState* state, const StaticModelEventIterator& event,
+                                                      uint32_t word);
+    OSTREL_LOCAL static void addObserverInternal(StaticModelState* state, const StaticModelEventIterator& event,
+                                                 uint32_t word);
+    OSTREL_LOCAL static void removeObserverInternal(StaticModelState* state, const StaticModelEventIterator& event,
+                                                    const StaticModelObserverIterator& observer);
+    OSTREL_LOCAL static void removeEventInternal(StaticModelState* state, const StaticModelEventIterator& event);
+    OSTREL_LOCAL static void moveBuffer(StaticModelState* state, char* start, int delta);
+    OSTREL_LOCAL static void changeSize(StaticModelState* state, int delta);
 };
 
 } // namespace Ostrel

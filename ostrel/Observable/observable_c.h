@@ -42,7 +42,9 @@
 extern "C" {
 #endif
 
+/* An observable. */
 typedef struct ObservableHandle* ObservablePtr;
+/* A function that is called for each notification. */
 typedef struct ObserverHandle* ObserverPtr;
 
 /* `params` is what the notifier passed, NULL from notifyObservers. */
@@ -78,6 +80,7 @@ OSTREL_EXPORT Observable_ReturnCode removeObserver(ObservablePtr observable, Eve
 
 /* Calls the observers of the event in order of registration. OBSERVABLE_OK also when there are none. */
 OSTREL_EXPORT Observable_ReturnCode notifyObservers(ObservablePtr observable, Event_Type event);
+/* The same; observers are handed `params`. */
 OSTREL_EXPORT Observable_ReturnCode notifyObserversWithParams(ObservablePtr observable, Event_Type event,
                                                               const void* params);
 

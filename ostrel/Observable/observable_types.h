@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 
+/* The id of an event; its meaning is the caller's. */
 typedef int32_t Event_Type;
 
 /* The size of a registry that takes some events with some observers each, for arrays of a fixed size in C and C++; both
