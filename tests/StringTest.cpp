@@ -149,6 +149,10 @@ TEST_F(StringTest, NullAndOddTextsAreSafe)
 {
     DynamicString none;
     EXPECT_TRUE(none == "" && none == nullptr && none != "a" && none.getLength() == 0);
+    EXPECT_EQ(none.find("a", 0), -1);
+    char bytes[4];
+    EXPECT_TRUE(none.substr(bytes, sizeof(bytes), 0, 1) == nullptr && none.substr(&none, 0, 1) == 0);
+    EXPECT_EQ(none.substr(static_cast<WritableString*>(nullptr), 0, 1), 0);
     EXPECT_EQ(none.insert(0, nullptr), RC_NO_SPACE);
     FixedString<5> text;
     EXPECT_TRUE(text.assign(nullptr) == RC_OK && text.insert(0, nullptr) == RC_OK);
