@@ -1,8 +1,9 @@
 #include "ostrel/DynamicString.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "ostrel/Report.h"
 #include "ostrel/StringUtils.h"
@@ -22,14 +23,29 @@ unsigned int clampSize(uint64_t size)
     return size > UINT32_MAX ? UINT32_MAX : static_cast<unsigned int>(size);
 }
 
-/// Storage with anything in it; null when it cannot be had.
-char* allocateStorage(unsigned int size)
+/// Storage of another size, with what there was in it; null when it cannot be had, and the old one stays. Texts grow by
+/// small steps, for which the block seldom has to move.
+char* reallocateStorage(char* storage, unsigned int size)
 {
     if (size > MAX_BYTE_SIZE) {
         OSTREL_REPORT(FATAL, "Requested string is far too large:  %zd\n", static_cast<size_t>(size));
         return nullptr;
     }
-    return new (std::nothrow) char[size];
+    return static_cast<char*>(realloc(storage, size));
+}
+
+/// Gives a string storage of another size and keeps `byteLength` bytes of its text, of which it has no fewer. False,
+/// and nothing changed, when it cannot be had.
+bool resize(const char*& data, unsigned int& byteSize, unsigned int size, unsigned int byteLength)
+{
+    const unsigned int kept = std::min(byteLength, byteSize);
+    char* const storage = reallocateStorage(const_cast<char*>(data), size);
+    if (storage == nullptr)
+        return false;
+    memset(storage + kept, 0, size - kept); // all of it, for callers that fill the storage themselves
+    data = storage;
+    byteSize = size;
+    return true;
 }
 
 } // namespace
@@ -53,7 +69,7 @@ DynamicString::DynamicString(const DynamicString& orig) : DynamicString(static_c
 
 DynamicString::~DynamicString()
 {
-    delete[] getStorage();
+    free(getStorage());
 }
 
 DynamicString& DynamicString::operator=(const DynamicString& other)
@@ -69,20 +85,12 @@ DynamicString::ReturnCode DynamicString::setByteSize(unsigned int size)
         install(nullptr, 0);
         return RC_OK;
     }
-    char* const storage = allocateStorage(size);
-    if (storage == nullptr)
-        return RC_NO_SPACE;
-    const unsigned int kept = getFittingLength(getData(), size - 1);
-    if (kept > 0)
-        memcpy(storage, getData(), kept);
-    memset(storage + kept, 0, size - kept); // all of it, for callers that fill the storage themselves
-    install(storage, size);
-    return RC_OK;
+    return resize(_data, _byteSize, size, getFittingLength(getData(), size - 1)) ? RC_OK : RC_NO_SPACE;
 }
 
 void DynamicString::install(char* storage, unsigned int byteSize)
 {
-    delete[] getStorage();
+    free(getStorage());
     _data = storage;
     _byteSize = byteSize;
 }
@@ -97,7 +105,7 @@ DynamicString::ReturnCode DynamicString::growAndAppend(const ReadableString& sou
     // Texts that come in many pieces are measured once for each.
     const unsigned int length = source.getByteLength();
     const unsigned int byteLength = getByteLength();
-    if (!fits(byteLength, length) && ensureFreeBytes(length) != RC_OK)
+    if (!fits(byteLength, length) && !resize(_data, _byteSize, clampSize(_byteSize + uint64_t(length) + 1), byteLength))
         return append(source); // cuts
     replaceFrom(byteLength, source.getData(), length);
     return RC_OK;
@@ -109,7 +117,7 @@ DynamicString::ReturnCode DynamicString::growAndAssign(const ReadableString& sou
     if (!fits(0, length)) {
         // Without `setByteSize`: the old text need not move, and the new one leaves nothing to be set to 0.
         const unsigned int size = clampSize(uint64_t(length) + 1);
-        char* const storage = allocateStorage(size);
+        char* const storage = reallocateStorage(nullptr, size);
         if (storage == nullptr)
             return RC_NO_SPACE;
         install(storage, size);
