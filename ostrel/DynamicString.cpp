@@ -48,6 +48,84 @@ bool resize(const char*& data, unsigned int& byteSize, unsigned int size, unsign
     return true;
 }
 
+/// One text in the place of each occurrence of another, all at once.
+///
+/// Replacing one after the other counts bytes of the two as characters, which is exact where both are ASCII and no
+/// continuation byte stands where a character should begin. Only such a replacement is made here; `isExact` says so.
+class Replacement
+{
+public:
+    Replacement(const char* text, unsigned int byteSize, const char* pattern, const char* replacement)
+        : _text(text),
+          _pattern(pattern),
+          _replacement(replacement),
+          _patternBytes(strlen(pattern)),
+          _replacementBytes(strlen(replacement)),
+          _byteLength(strlen(text)),
+          _byteSize(byteSize)
+    {
+        _isExact = _byteLength < byteSize && !isContinuation(*text) && isOwnAscii(pattern) && isOwnAscii(replacement);
+        for (const char* at = find(text); _isExact && at != nullptr; at = find(at + _patternBytes))
+            count(at);
+    }
+
+    bool isExact() const { return _isExact; }
+    bool isGrowing() const { return _replacementBytes > _patternBytes; }
+    unsigned int getByteSize() const { return static_cast<unsigned int>(_byteSize); }
+
+    /// To storage of `getByteSize`, which may be that of the text unless it is growing. The length of the result.
+    size_t write(char* to) const
+    {
+        char* out = to;
+        const char* from = _text;
+        for (const char* at = find(from); at != nullptr; at = find(from)) {
+            const size_t before = static_cast<size_t>(at - from);
+            memmove(out, from, before);
+            memcpy(out + before, _replacement, _replacementBytes);
+            out += before + _replacementBytes;
+            from = at + _patternBytes;
+        }
+        const size_t rest = strlen(from);
+        memmove(out, from, rest);
+        out[rest] = '\0';
+        return static_cast<size_t>(out - to) + rest;
+    }
+
+private:
+    const char* find(const char* from) const { return strstr(from, _pattern); }
+
+    /// Not a part of the text, which changes.
+    bool isOwnAscii(const char* part) const
+    {
+        if (part >= _text && part < _text + _byteSize)
+            return false;
+        for (; *part != '\0'; ++part) {
+            if (static_cast<signed char>(*part) < 0)
+                return false;
+        }
+        return true;
+    }
+
+    /// The storage grows as if each one had its turn.
+    void count(const char* at)
+    {
+        const uint64_t shortened = _byteLength - _patternBytes;
+        if (shortened + _replacementBytes >= _byteSize)
+            _byteSize += _replacementBytes + 1;
+        _byteLength = shortened + _replacementBytes;
+        _isExact = _byteSize <= MAX_BYTE_SIZE && !isContinuation(at[_patternBytes]);
+    }
+
+    const char* _text;
+    const char* _pattern;
+    const char* _replacement;
+    size_t _patternBytes;
+    size_t _replacementBytes;
+    uint64_t _byteLength;
+    uint64_t _byteSize;
+    bool _isExact;
+};
+
 } // namespace
 
 DynamicString::DynamicString() : WritableString(nullptr, 0) {}
@@ -130,9 +208,23 @@ int DynamicString::findAndReplace(const char* pattern, const char* replacement)
 {
     if (pattern == nullptr || *pattern == '\0' || replacement == nullptr)
         return -1;
+    int pos = find(pattern, 0);
+    if (pos == -1)
+        return -1;
+    const Replacement all(getData(), _byteSize, pattern, replacement);
+    if (all.isExact()) {
+        char* const storage = all.isGrowing() ? reallocateStorage(nullptr, all.getByteSize()) : getStorage();
+        if (storage != nullptr) {
+            const size_t length = all.write(storage);
+            if (all.isGrowing()) {
+                memset(storage + length, 0, all.getByteSize() - length);
+                install(storage, all.getByteSize());
+            }
+            return -1;
+        }
+    }
     const unsigned int patternBytes = static_cast<unsigned int>(strlen(pattern));
     const unsigned int replacementBytes = static_cast<unsigned int>(strlen(replacement));
-    int pos = find(pattern, 0);
     while (pos != -1) {
         const unsigned int index = static_cast<unsigned int>(pos);
         // Byte lengths used as character counts, here and for the next start: exact for ASCII, and kept for the rest.
