@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ostrel/FixedString.h"
+#include "ostrel/StringUtils.h"
 #include "tests/support/GuardedBuffer.h"
 #include "tests/support/ReportTest.h"
 
