@@ -13,14 +13,15 @@ namespace {
 
 using Table = Ostrel::DynamicLookupTable<int, const char*>;
 
-/// Names as they stand in documents and settings: a few words, some of them with a number.
-std::vector<std::string> makeKeys(size_t count)
+/// Names as they stand in documents and settings: a few words, some of them with a number. With a prefix all of them
+/// begin alike, so that the first bytes decide nothing.
+std::vector<std::string> makeKeys(size_t count, const char* prefix)
 {
     static const char* const WORDS[] = {"device", "name", "network", "address", "port",  "user", "time", "state",
                                         "volume", "item", "color",   "Mode",    "Level", "url",  "id",   "size"};
     std::vector<std::string> keys;
     for (size_t i = 0; i < count; ++i) {
-        std::string key = WORDS[i % 16];
+        std::string key = std::string(prefix) + WORDS[i % 16];
         if (i >= 16)
             key += std::string("_") + WORDS[i / 16 % 16];
         if (i >= 256)
@@ -42,9 +43,9 @@ std::vector<std::string> makeQueries(std::vector<std::string> keys)
     return keys;
 }
 
-void lookupInTable(benchmark::State& state, size_t count)
+void lookupInTable(benchmark::State& state, size_t count, const char* prefix)
 {
-    const std::vector<std::string> keys = makeKeys(count);
+    const std::vector<std::string> keys = makeKeys(count, prefix);
     const std::vector<std::string> queries = makeQueries(keys);
     Table table;
     for (const std::string& key : keys)
@@ -56,9 +57,9 @@ void lookupInTable(benchmark::State& state, size_t count)
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * count));
 }
 
-void lookupInSortedVector(benchmark::State& state, size_t count)
+void lookupInSortedVector(benchmark::State& state, size_t count, const char* prefix)
 {
-    const std::vector<std::string> keys = makeKeys(count);
+    const std::vector<std::string> keys = makeKeys(count, prefix);
     const std::vector<std::string> queries = makeQueries(keys);
     using Entry = Table::Entry;
     const auto less = [](const Entry& entry, const char* key) { return strcasecmp(entry.key, key) < 0; };
@@ -80,8 +81,10 @@ void lookupInSortedVector(benchmark::State& state, size_t count)
 void registerLookupBenchmarks()
 {
     for (size_t count : {8, 64, 1000}) {
-        const std::string input = std::to_string(count) + " keys";
-        addBenchmark("lookup by key", input, "ostrel", lookupInTable, count);
-        addBenchmark("lookup by key", input, "sorted vector", lookupInSortedVector, count);
+        for (const char* prefix : {"", "network."}) {
+            const std::string input = std::to_string(count) + (*prefix == '\0' ? " keys" : " prefixed");
+            addBenchmark("lookup by key", input, "ostrel", lookupInTable, count, prefix);
+            addBenchmark("lookup by key", input, "sorted vector", lookupInSortedVector, count, prefix);
+        }
     }
 }

@@ -24,6 +24,7 @@ namespace json {
 /// Threads:   plain values.
 struct OSTREL_EXPORT JsonError
 {
+    /// What was wrong. What has no comment says it by its name.
     enum Reason {
         NONE = 0,
         NO_SOURCE = 1,
@@ -55,10 +56,10 @@ struct OSTREL_EXPORT JsonError
         TOO_MANY_HANDLERS = 23 ///< Of `JsonDeserializer` only.
     };
 
-    Reason reason = NONE;
-    unsigned long long offset = 0;
-    unsigned long long line = 0;
-    unsigned long long column = 0;
+    Reason reason = NONE;          ///< Why; the three below tell where.
+    unsigned long long offset = 0; ///< In bytes, from 0.
+    unsigned long long line = 0;   ///< From 1.
+    unsigned long long column = 0; ///< In characters, from 1.
 
     /// The reason in words, without the place; null when there is none.
     const char* getText() const;

@@ -29,8 +29,8 @@ class JsonReader;
 /// Units:     lengths are bytes; strings and numbers may have any length.
 /// Ownership: handler and source stay the caller's. The text of a token takes no heap while key and value together
 ///            fit some 480 bytes; longer ones take one block that is freed at the end of the parse.
-/// Errors:    every parse gives 0 or -1; `getErrorString()` has the kind of error, `getError()` the reason and the
-///            place. Events sent before an error stay sent, and no end events follow them. Nothing is reported.
+/// Errors:    every parse gives 0 or -1; `getErrorString()` has the kind of error, `getError()` reason and place.
+///            Events sent before an error stay sent, and no end events follow them. Nothing is reported.
 /// Threads:   one parser belongs to one thread at a time. An event may start another parse of the same parser.
 class OSTREL_EXPORT JsonParser
 {

@@ -326,7 +326,24 @@ const char* JsonReader::findPlainEnd(const char* cur) const
 
 /// Reads up to and including the closing quote. The text is terminated and stands from `offset` to `behind` in the
 /// scratch.
-inline const char* JsonReader::readText(const char* cur, size_t offset, size_t& behind)
+inline const char* JsonReader::readText(const char* text, size_t offset, size_t& behind)
+{
+    // Most keys and texts end within one block and have no escapes: for those no loop is set up.
+    char* const out = _scratch.getData() + offset;
+    if (_end - text < ByteBlock::SIZE || !_scratch.hasRoom(out, ByteBlock::SIZE))
+        return readLongText(text, offset, behind);
+    const ByteBlock block(text);
+    const unsigned int plain = findQuoteOrBackslash(block);
+    if (plain == ByteBlock::SIZE || text[plain] != '"')
+        return readLongText(text, offset, behind);
+    block.store(out);
+    out[plain] = '\0';
+    behind = offset + plain + 1;
+    return text + plain + 1;
+}
+
+/// As `readText`, for any text.
+const char* JsonReader::readLongText(const char* cur, size_t offset, size_t& behind)
 {
     char* out = _scratch.getData() + offset;
     for (;;) {
@@ -427,24 +444,24 @@ inline const char* JsonReader::readNumber(const char* at, size_t keySize)
     JsonNumber number;
     const char* token = at;
     const char* behind = number.scan(at, _end);
-    size_t length = static_cast<size_t>(behind - at);
+    size_t collected = 0; // apart from `behind - at`, which then stays in a register
     if (behind == _end && _input != nullptr) {
         // It may go on behind the window.
-        behind = collectNumber(at, keySize, length);
+        behind = collectNumber(at, keySize, collected);
         if (behind == nullptr)
             return nullptr;
         token = _scratch.getData() + keySize;
         number = JsonNumber();
-        number.scan(token, token + length);
+        number.scan(token, token + collected);
     }
     if (number.kind == JsonNumber::INVALID)
-        return failNumber(at, token, length, behind, keySize);
+        return failNumber(at, token, token == at ? static_cast<size_t>(behind - at) : collected, behind, keySize);
     if (number.kind == JsonNumber::INTEGER) {
         _handler->onInteger(_parser, getKey(keySize), number.integer);
         return behind;
     }
     if (number.kind == JsonNumber::UNDECIDED || !_isPointDot) {
-        if (token == at && !_scratch.put(keySize, at, length))
+        if (token == at && !_scratch.put(keySize, at, static_cast<size_t>(behind - at)))
             return fail(at, JsonError::OUT_OF_MEMORY);
         number.real = strtod(_scratch.getData() + keySize, nullptr);
     }

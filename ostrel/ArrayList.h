@@ -16,6 +16,19 @@ class ArrayListCommon
 {
 public:
     virtual ~ArrayListCommon() = default;
+
+protected:
+    /// How many elements the storage of a list has room for. It follows from the capacity, so that no list has to carry
+    /// it: one of four steps between two powers of two.
+    [[gnu::noinline]] static uint64_t getRoom(uint64_t capacity)
+    {
+        const uint64_t MOST_WITHOUT_SPARE = 64; // short lists take no more than their elements
+        if (capacity <= MOST_WITHOUT_SPARE)
+            return capacity;
+
+        const uint64_t step = uint64_t{1} << (61 - __builtin_clzll(capacity));
+        return (capacity + step - 1) & ~(step - 1);
+    }
 };
 
 /// What all array lists have in common; take one by reference where the kind of storage does not matter.
@@ -109,7 +122,6 @@ public:
 
 private:
     T* allocateMore(unsigned int& capacity) override;
-    static uint64_t getRoom(uint64_t capacity);
 };
 
 /// A list of at most N elements inside the object. All N are constructed with it and destroyed, last to first, with it.
@@ -209,19 +221,6 @@ void ArrayList<T>::resetSlot(unsigned int index)
         _elements[index] = T();
 }
 
-/// How many elements the storage of a list has room for. It follows from the capacity, so that no list has to carry it:
-/// one of four steps between two powers of two.
-template <class T, unsigned int N>
-uint64_t DynamicArrayList<T, N>::getRoom(uint64_t capacity)
-{
-    const uint64_t MOST_WITHOUT_SPARE = 64; // short lists take no more than their elements
-    if (capacity <= MOST_WITHOUT_SPARE)
-        return capacity;
-
-    const uint64_t step = uint64_t{1} << (61 - __builtin_clzll(capacity));
-    return (capacity + step - 1) / step * step;
-}
-
 template <class T, unsigned int N>
 T* DynamicArrayList<T, N>::allocateMore(unsigned int& capacity)
 {
@@ -230,7 +229,7 @@ T* DynamicArrayList<T, N>::allocateMore(unsigned int& capacity)
         return nullptr;
 
     capacity = static_cast<unsigned int>(wanted);
-    return wanted <= getRoom(this->_capacity) ? this->_elements : allocateArray<T>(getRoom(wanted));
+    return wanted <= this->getRoom(this->_capacity) ? this->_elements : allocateArray<T>(this->getRoom(wanted));
 }
 
 } // namespace Ostrel

@@ -27,25 +27,30 @@ struct LessOperator<const char*>
     bool operator()(const char* a, const char* b) const { return strcasecmp(a, b) < 0; } ///< Whether `a` comes first.
 };
 
-/// Three-way `strcasecmp` of two keys: negative, 0 or positive.
+/// Three-way `strcasecmp` of one key with others: negative, 0 or positive.
 ///
 /// Most keys differ in their first bytes, and the order of letters and digits is the same in every locale and for every
 /// `strcasecmp` that a program may bring along. Only where that leaves it open is it called.
 class OSTREL_EXPORT TextKeyOrder
 {
 public:
-    /// Keys are not null.
-    static int compare(const char* a, const char* b)
+    explicit TextKeyOrder(const char* key) : _key(key), _place(_places[static_cast<unsigned char>(*key)]) {}
+
+    int compareTo(const char* other) const ///< Not with null, as the key is not.
     {
-        const int placeOfA = _places[static_cast<unsigned char>(*a)];
-        const int placeOfB = _places[static_cast<unsigned char>(*b)];
-        if (placeOfA == placeOfB || (placeOfA | placeOfB) < 0)
-            return strcasecmp(a, b);
-        return placeOfA - placeOfB;
+        const unsigned int place = _places[static_cast<unsigned char>(*other)];
+        // One test for both: equal places differ by nothing, and an open one differs from others in the top bit.
+        if ((_place ^ place) - 1 >= OPEN - 1)
+            return strcasecmp(_key, other);
+        return _place < place ? -1 : 1;
     }
 
 private:
-    static const std::array<signed char, 256> _places; ///< Negative where the order is open.
+    static constexpr unsigned int OPEN = 0x80; ///< Where the order is open; all places are below.
+    static const std::array<unsigned char, 256> _places;
+
+    const char* _key;
+    unsigned int _place;
 };
 
 /// Read-only view of an array of entries that is sorted by `Less` and has no key twice.
@@ -74,7 +79,7 @@ public:
     const Entry* find(const K& key) const
     {
         // Not `search`: its first look at both ends pays for insertions only.
-        const Position position = bisect(key, 0, _count);
+        const Position position = bisect(Order(key), 0, _count);
         return position.isHit ? _entries + position.index : nullptr;
     }
 
@@ -111,18 +116,30 @@ protected:
     }
 
 private:
-    /// Negative, 0 or positive.
-    static int compare(const Less& less, const K& a, const K& b)
+    /// One key beside others, made once for a search.
+    class KeyOrder
     {
-        // Not by `less`, which would have to be asked twice.
-        if constexpr (std::is_same_v<K, const char*> && std::is_same_v<Less, LessOperator<const char*>>)
-            return TextKeyOrder::compare(a, b);
-        if (less(a, b))
-            return -1;
-        return less(b, a) ? 1 : 0;
-    }
+    public:
+        explicit KeyOrder(const K& key) : _key(key) {}
 
-    Position bisect(const K& key, unsigned int first, unsigned int end) const;
+        /// Negative, 0 or positive.
+        int compareTo(const K& other) const
+        {
+            if (_less(_key, other))
+                return -1;
+            return _less(other, _key) ? 1 : 0;
+        }
+
+    private:
+        const K& _key;
+        Less _less = Less();
+    };
+
+    // Not by `Less`, which would have to be asked twice.
+    static constexpr bool IS_TEXT = std::is_same_v<K, const char*> && std::is_same_v<Less, LessOperator<const char*>>;
+    using Order = std::conditional_t<IS_TEXT, TextKeyOrder, KeyOrder>;
+
+    Position bisect(const Order& order, unsigned int first, unsigned int end) const;
 
     const Entry* _entries;
     unsigned int _count;
@@ -205,29 +222,28 @@ typename BinaryLookupTable<V, K, Less>::Position BinaryLookupTable<V, K, Less>::
         return {0, false};
 
     // The last key first, so that keys that come in order cost one comparison each.
-    const Less less = Less();
+    const Order order(key);
     const unsigned int last = _count - 1;
-    const int toLast = compare(less, key, _entries[last].key);
+    const int toLast = order.compareTo(_entries[last].key);
     if (toLast > 0)
         return {_count, false};
-    const int toFirst = compare(less, key, _entries[0].key);
+    const int toFirst = order.compareTo(_entries[0].key);
     if (toFirst <= 0)
         return {0, toFirst == 0};
     if (toLast == 0)
         return {last, true};
-    return bisect(key, 1, last);
+    return bisect(order, 1, last);
 }
 
 /// Searches the entries from `first` up to `end`. A key that is not among them belongs behind those before `first`
 /// and ahead of the one at `end`.
 template <class V, class K, class Less>
-typename BinaryLookupTable<V, K, Less>::Position BinaryLookupTable<V, K, Less>::bisect(const K& key, unsigned int first,
-                                                                                       unsigned int end) const
+typename BinaryLookupTable<V, K, Less>::Position
+BinaryLookupTable<V, K, Less>::bisect(const Order& order, unsigned int first, unsigned int end) const
 {
-    const Less less = Less();
     while (first < end) {
         const unsigned int middle = first + (end - first - 1) / 2;
-        const int toMiddle = compare(less, key, _entries[middle].key);
+        const int toMiddle = order.compareTo(_entries[middle].key);
         if (toMiddle == 0)
             return {middle, true};
         if (toMiddle < 0)

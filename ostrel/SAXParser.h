@@ -75,9 +75,9 @@ public:
     /// Why and where a document is not well-formed; all null and 0 where nothing is known to be wrong.
     struct Error
     {
-        int code = 0;               ///< Expat's `XML_Error`; that of "parsing aborted" after a `ParseException`.
-        const char* text = nullptr; ///< Expat's; lives for ever.
-        unsigned long long line = 0;
+        int code = 0;                  ///< Expat's `XML_Error`; that of "parsing aborted" after a `ParseException`.
+        const char* text = nullptr;    ///< Expat's; lives for ever.
+        unsigned long long line = 0;   ///< From 1.
         unsigned long long column = 0; ///< In characters; lines and columns count from 1.
         long long offset = 0;          ///< In bytes, from 0. Hosts of 32 bits count them in 32 bits.
     };

@@ -56,6 +56,13 @@ unsigned int sumLanes(Lanes lanes)
     return static_cast<unsigned int>(pairs * (~Lanes(0) / 0xFFFF) >> (8 * sizeof(Lanes) - 16));
 }
 
+/// 1 in each byte of the word at `text` that is a continuation byte: bit 7 set and bit 6 clear.
+inline Lanes markContinuations(const char* text)
+{
+    const Lanes lanes = loadWord<Lanes>(text);
+    return (lanes >> 7) & ~(lanes >> 6) & LANE_ONES;
+}
+
 /// Counts by words: each byte of `sum` counts the continuation bytes met at its place, at most 255 of them.
 unsigned int countContinuationWords(const char* text, size_t words)
 {
@@ -64,9 +71,12 @@ unsigned int countContinuationWords(const char* text, size_t words)
         size_t batch = words < MAX_LANE_SUM ? words : MAX_LANE_SUM;
         words -= batch;
         Lanes sum = 0;
-        for (; batch > 0; --batch, text += sizeof(Lanes)) {
-            const Lanes lanes = loadWord<Lanes>(text);
-            sum += (lanes >> 7) & ~(lanes >> 6) & LANE_ONES; // bit 7 set and bit 6 clear
+        // Two at once: the branch of so short a loop costs a third of it on processors that dislike where it lies.
+        for (; batch > 1; batch -= 2, text += 2 * sizeof(Lanes))
+            sum += markContinuations(text) + markContinuations(text + sizeof(Lanes));
+        if (batch > 0) {
+            sum += markContinuations(text);
+            text += sizeof(Lanes);
         }
         count += sumLanes(sum);
     }

@@ -66,8 +66,8 @@ protected:
     TextGenerator() = default;
     ~TextGenerator();
 
-    void restart();   ///< Keeps the buffer, its capacity and the statuses of upper levels.
-    void terminate(); ///< Puts a NUL behind the text, which is not counted; none when memory is exhausted.
+    OSTREL_LOCAL void restart();   ///< Keeps the buffer, its capacity and the statuses of upper levels.
+    OSTREL_LOCAL void terminate(); ///< Puts a NUL behind the text, which is not counted; none when memory is exhausted.
 
     /// Where a value without a key goes; inside an object that is an error.
     Placement placeValue()

@@ -65,7 +65,7 @@ public:
     void nullTerminateData();                    ///< Puts a NUL behind the text, which is not counted.
 
 protected:
-    explicit TextSerializer(const MisuseSites& sites);
+    OSTREL_LOCAL explicit TextSerializer(const MisuseSites& sites);
 
 private:
     OSTREL_LOCAL const char* takePendingKey();

@@ -58,6 +58,7 @@ OSTREL_EXPORT const char* findTagMarker(const char* text, unsigned int length, c
 class OSTREL_EXPORT XmlSegment
 {
 public:
+    /// What a call for the next element answers.
     enum ReturnCode {
         RC_OK = 0,
         RC_NEED_MORE = 1, ///< All bytes are looked at, and there is room for at least one more.

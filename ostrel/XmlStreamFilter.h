@@ -44,6 +44,7 @@ class SAXParser;
 class OSTREL_EXPORT XmlStreamFilter
 {
 public:
+    /// What a filter can be asked for besides.
     enum Option {
         /// `start` gives -1 also when the document was not well-formed, a cut or an empty one included.
         REFUSE_MALFORMED = 1,

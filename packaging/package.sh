@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by ./dev: the source tarball, the Debian packages made of it, and both tried as strangers get them.
 version=$(sed -n 's/^project(libostrel VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 packages=$PWD/build/package
@@ -50,7 +51,6 @@ stage() {
     cp "$tarball" "$work/libostrel_$version.orig.tar.gz"
     cp -r packaging/debian "$debian"
     cp "$sbom" "$debian"
-    [ -e tools/ostrel-inspect.1 ] || sed -i '/^Package: libostrel-tools/,/^$/d' "$debian/control"
     printf 'libostrel (%s-1) unstable; urgency=medium\n\n  * CHANGELOG.md tells what changed.\n\n -- %s  %s\n' \
         "$version" "$(sed -n 's/^Maintainer: //p' "$debian/control")" "$(date -uR -d "@$(source_date)")" \
         >"$debian/changelog"
@@ -131,7 +131,10 @@ package_yocto() {
 
 package() {
     case ${1:-} in
-    source) package_source && return ;;
+    source)
+        package_source
+        return
+        ;;
     "" | armhf | arm64 | yocto) ;;
     *) refuse "package takes nothing (for this machine), armhf, arm64, yocto or source (the tarball alone)" ;;
     esac
@@ -156,7 +159,7 @@ reproduce() {
         mkdir -p "$folder"
         tar -xf "$tarball" -C "$folder" --strip-components=1
         cmake -S "$folder" -B "$folder/build/plain" -G Ninja -DOSTREL_STATIC=ON -DOSTREL_TESTS=OFF \
-            -DOSTREL_EXAMPLES=OFF --log-level=WARNING
+            -DOSTREL_EXAMPLES=OFF -DOSTREL_TOOLS=OFF --log-level=WARNING
         CCACHE_DISABLE=1 cmake --build "$folder/build/plain"
     done
     for file in "libostrel.so.$version" libostrel.a; do

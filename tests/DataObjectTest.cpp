@@ -103,6 +103,26 @@ TEST_F(DataObjectTest, AChainOfMissesEndsInTheDefault)
     EXPECT_STREQ(root->getTypeName(), "DataObject");
 }
 
+TEST_F(DataObjectTest, KindsOfUsersThatDefineNothingAnswerWithDefaults)
+{
+    struct : DataObject
+    {
+        AutoPtr<DataObject> clone() const override { return nullptr; }
+        void print() const override {}
+        void internalPrint(int) const override {}
+    } node;
+    EXPECT_EQ(node.toInt(7) + node.toInt64(70) + node.toFloat(700) + node.convertToInt(7000), 7777);
+    EXPECT_STREQ(node.toString("text"), "text");
+    EXPECT_TRUE(node.convertToBool(true) && node.isValid() && !node.isNull());
+    EXPECT_FALSE(node.has(0) || node.has("k") || node.get("k").isValid() || node.unset("k") || node.unset(0));
+    EXPECT_EQ(node.append(makeInt(1)) + node.set("k", makeInt(1)) + node.set(0, makeInt(1)), -3);
+    EXPECT_TRUE(node.binaryValue() == nullptr && node.binaryLength() == 0);
+    const AutoPtr<DataObject::DataObjectIterator> none = node.iterator();
+    none->next();
+    EXPECT_TRUE(!none->hasCurrent() && none->key() == nullptr && !none->value().isValid());
+    EXPECT_EQ(describe(&node), "");
+}
+
 TEST_F(DataObjectTest, NegativeIndexesAreReportedAndMeanTheLastChild)
 {
     DataObjectList list;
@@ -150,7 +170,9 @@ TEST_F(DataObjectTest, TreesDescribeThemselvesAndDumpsShowEveryKind)
                                  "\t\tkey: 2\tINVALID DATA OBJECT\n"
                                  "\tkey: map\tDataObjectMap:\n"
                                  "\t\tkey: k\tIntegerDataObject: -5\n");
-    EXPECT_EQ(dump(*makeText("t")), "Printing StringDataObject:\nStringDataObject: t\n");
+    EXPECT_EQ(dump(*makeText("t")) + dump(*makeInt(3)) + dump(NullDataObject()) + dump(InvalidDataObject()),
+              "Printing StringDataObject:\nStringDataObject: t\nPrinting IntegerDataObject:\nIntegerDataObject: 3\n"
+              "Printing NullDataObject:\nNullDataObject\nPrinting InvalidDataObject:\nINVALID DATA OBJECT\n");
     testing::internal::CaptureStdout();
     makeInt(3)->print(NO_TEXT);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "\nIntegerDataObject: 3\n");

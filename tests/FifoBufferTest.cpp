@@ -57,6 +57,9 @@ TEST(FifoBufferTest, EndIsReadAgainAndAgain)
         FifoBuffer fifo(storage + 1, 7, [](unsigned char*) { ++deletions; });
         write(fifo, "abcde");
         EXPECT_EQ(read(fifo), "abcde");
+        testing::internal::CaptureStdout();
+        fifo.printPointers();
+        EXPECT_NE(testing::internal::GetCapturedStdout().find("_moreDataToRead = 1\n"), std::string::npos);
         write(fifo, "fg");
         std::thread reader([&] {
             for (const char* text : {"fg", "end", "end"})

@@ -97,7 +97,12 @@ TEST(PropertyMapTest, IteratorWalksBothWays)
     for (PropertyMap::Iterator i = map.begin(); i != map.end(); ++i)
         walk += testing::PrintToString(std::make_tuple(i.getKey(), i.getType(), i.getDataSize()));
     EXPECT_EQ(walk, "(-5, 0, 1)(1, 3, 8)(2, 4, 5)(3, 6, 20)(4, 2, 4)");
-    PropertyMap::Iterator i = map.end();
+    PropertyMap_ValueType type;
+    EXPECT_TRUE(map.getKeyType(3, &type) == PM_RC_OK && type == PM_TYPE_PROPERTY_MAP);
+    EXPECT_EQ(map.getKeyType(5, &type), PM_RC_KEY_NOT_FOUND);
+    PropertyMap::Iterator i = map.begin();
+    EXPECT_EQ((i++).getKey() + i.getKey(), -5 + 1);
+    i = map.end();
     EXPECT_TRUE(i-- == map.end());
     --i;
     EXPECT_EQ((--i).getKey(), 2);

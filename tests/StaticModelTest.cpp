@@ -49,6 +49,9 @@ TEST(StaticModelTest, IteratorsWalkInOrderAndStayAtTheEnd)
     EXPECT_EQ(event.findObserver(&observers[2]), event.begin());
     EXPECT_EQ(event.findObserver(&observers[0]), event.end());
     EXPECT_EQ(*++event.begin(), &observers[1]);
+    StaticModelObserverIterator observer = event.begin();
+    EXPECT_EQ(*observer++, &observers[2]);
+    EXPECT_EQ(*observer, &observers[1]);
     EXPECT_EQ((event++).getCount(), 3u);
     EXPECT_EQ(event.getId(), -5) << "the sign of a short id";
     EXPECT_EQ(++event, StaticModel::end(registry.getState()));

@@ -188,6 +188,20 @@ TEST(StringUtilsTest, RepairsInItsTwoWays)
     }
 }
 
+TEST(StringUtilsTest, NullTextsHaveNothingInThem)
+{
+    unsigned char bytes[4] = {1};
+    char text[4];
+    EXPECT_EQ(Utf8CharCount(nullptr), 0);
+    EXPECT_EQ(convertUtf8ToUnicode(nullptr), -1);
+    EXPECT_EQ(convertUnicodeToUtf8(nullptr, 'x', 1), -1);
+    EXPECT_EQ(convertUtf16ToUtf8(nullptr, bytes, 4) + convertUtf16ToUtf8(text, nullptr, 4), -2);
+    EXPECT_EQ(convertUtf16ToUtf8Ex(nullptr, 4, text, 4) + convertUtf16ToUtf8Ex(bytes, 4, nullptr, 4), -2);
+    EXPECT_EQ(ensureValidUtf8String("x", nullptr) + ensureStrictlyValidUtf8String(bytes, nullptr), 0u);
+    EXPECT_TRUE(charCompare(nullptr, nullptr) && !charCompare("", nullptr) && !charCompare(nullptr, ""));
+    printUtf8Bytes(nullptr, 4);
+}
+
 TEST(StringUtilsTest, PrintsOneGroupACharacter)
 {
     testing::internal::CaptureStdout();

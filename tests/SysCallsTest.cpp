@@ -1,5 +1,6 @@
 #include "ostrel/SysCalls.h"
 
+#include <dirent.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -36,6 +37,7 @@ TEST_F(SysCallsTest, FailuresAreReportedAndLeaveTheErrorNumber)
     EXPECT_EQ(SysCalls::connect(-1, &address, sizeof(address)), -1) << "silent";
     EXPECT_EQ(SysCalls::open("no-such-file", O_RDONLY, 0), -1) << "silent";
     EXPECT_EQ(SysCalls::close(-1), -1) << "silent";
+    EXPECT_EQ(SysCalls::closedir(opendir(".")), 0);
 }
 
 TEST_F(SysCallsTest, WhatIsNotReadyIsSilent)

@@ -72,7 +72,8 @@ private:
     const char* readLiteral(const char* at, const char* literal, size_t length);
 
     const char* findPlainEnd(const char* cur) const;
-    const char* readText(const char* cur, size_t offset, size_t& behind);
+    const char* readText(const char* text, size_t offset, size_t& behind);
+    const char* readLongText(const char* cur, size_t offset, size_t& behind);
     const char* copyPlain(const char* cur, char*& out);
     const char* readEscape(const char* cur, char*& out);
     const char* readCodePoint(const char* cur, unsigned int& codePoint);

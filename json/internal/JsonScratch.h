@@ -22,10 +22,9 @@ public:
     char* getData() { return _data; }
 
     /// Where `place`, a place in the buffer, is once `size` bytes fit there; null when memory is exhausted.
-    char* makeRoom(char* place, size_t size)
-    {
-        return static_cast<size_t>(_end - place) >= size ? place : grow(place, size);
-    }
+    char* makeRoom(char* place, size_t size) { return hasRoom(place, size) ? place : grow(place, size); }
+
+    bool hasRoom(const char* place, size_t size) const { return static_cast<size_t>(_end - place) >= size; }
 
     /// Puts a terminated copy at `offset`. False when memory is exhausted.
     bool put(size_t offset, const char* text, size_t length);

@@ -5,7 +5,8 @@
 
 namespace Ostrel {
 
-/// Letters that fold alike: `first`, `first + step` ... `first + span`, each to the code point that lies `shift` behind.
+/// Letters that fold alike: `first`, `first + step` ... `first + span`, each to the code point that lies `shift`
+/// behind.
 struct CaseFolding
 {
     uint32_t first;

@@ -13,3 +13,7 @@ inherit cmake
 
 # No build type, so that the distribution's flags decide on optimization. The static library is for -staticdev.
 EXTRA_OECMAKE = "-DCMAKE_BUILD_TYPE=None -DOSTREL_HARDENING=ON -DOSTREL_STATIC=ON -DOSTREL_TESTS=OFF -DOSTREL_EXAMPLES=OFF"
+
+PACKAGES =+ "${PN}-tools"
+FILES:${PN}-tools = "${bindir} ${datadir}/bash-completion"
+FILES:${PN}-dev += "${datadir}/gdb"

@@ -1,9 +1,8 @@
 #include "tools/ostrel-inspect/Output.h"
 
-#include <langinfo.h>
-
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 
 namespace Inspect {
@@ -51,9 +50,20 @@ bool isControl(uint32_t codePoint)
            (codePoint >= 0x2028 && codePoint <= 0x202E) || (codePoint >= 0x2066 && codePoint <= 0x2069);
 }
 
+/// By its name alone: small systems have terminals that show UTF-8, but no locale data.
+bool isLocaleUtf8()
+{
+    for (const char* variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const char* const name = getenv(variable);
+        if (name != nullptr && *name != '\0')
+            return strcasestr(name, "UTF-8") != nullptr || strcasestr(name, "UTF8") != nullptr;
+    }
+    return false;
+}
+
 bool isShownAsItIs(uint32_t codePoint)
 {
-    static const bool IS_UTF8 = strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+    static const bool IS_UTF8 = isLocaleUtf8();
     return !isControl(codePoint) && !isSurrogate(codePoint) && (codePoint < 0x80 || IS_UTF8);
 }
 

@@ -70,7 +70,7 @@ void complainWithLine(const std::string& file, LinePlace place, const std::strin
 
 Source::Source(const std::string& name)
     : _name(name),
-      _fd(name == "-" ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC | O_LARGEFILE)),
+      _fd(name == "-" ? STDIN_FILENO : open64(name.c_str(), O_RDONLY | O_CLOEXEC)),
       _error(_fd < 0 ? errno : 0),
       _showsProgress(isatty(STDERR_FILENO) != 0),
       _nextProgress(std::chrono::steady_clock::now() + std::chrono::seconds(1))

@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <clocale>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -40,7 +39,6 @@ int finish(int status)
 
 int main(int argc, char** argv)
 {
-    setlocale(LC_CTYPE, ""); // for UTF-8 alone: numbers keep their point
     Options options;
     int status = EXIT_GOOD;
     try {
