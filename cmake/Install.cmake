@@ -1,5 +1,6 @@
 # What a product installs: the library, the headers under their own folder, a CMake package and a pkg-config file.
-# Components: Runtime is what programs need to run, Development what is needed to build them; Documentation the pages.
+# Components: Runtime is what programs need to run, Development what is needed to build them; Documentation the pages;
+# Tools programs for people (tools/CMakeLists.txt).
 include(CMakePackageConfigHelpers)
 
 install(TARGETS ${OSTREL_LIBRARIES} EXPORT ostrel-targets

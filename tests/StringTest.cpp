@@ -1,4 +1,8 @@
 #include "ostrel/DynamicString.h"
+
+#include <random>
+#include <string>
+
 #include "ostrel/FixedString.h"
 #include "tests/support/GuardedBuffer.h"
 #include "tests/support/ReportTest.h"
@@ -312,6 +316,39 @@ TEST_F(StringTest, ReplacesWithBytesAsCharacters)
         DynamicString text{ReadableString(row[0])};
         EXPECT_EQ(text.findAndReplace(row[1], row[2]), -1);
         EXPECT_STREQ(text.getData(), row[3]);
+    }
+}
+
+TEST_F(StringTest, ReplacingAllIsReplacingOneAfterTheOther)
+{
+    static const char* const PIECES[] = {"a", "b", "ab", "é", "\x80", "bba"};
+    std::mt19937 random(1);
+    const auto pick = [&random](unsigned int most) {
+        std::string text;
+        for (unsigned int left = random() % (most + 1); left > 0; --left)
+            text += PIECES[random() % (random() % 4 == 0 ? 6 : 3)];
+        return text;
+    };
+    for (int round = 0; round < 3000; ++round) {
+        const std::string text = pick(12), pattern = "b" + pick(1), replacement = pick(2);
+        DynamicString expected(ReadableString(text.c_str()));
+        expected.setByteSize(static_cast<unsigned int>(text.size() + 1 + random() % 20));
+        DynamicString changed;
+        changed.setByteSize(expected.getByteSize());
+        changed.assign(expected);
+        const unsigned int bytes = static_cast<unsigned int>(replacement.size());
+        for (int pos = expected.find(pattern.c_str(), 0); pos >= 0;) {
+            const unsigned int index = static_cast<unsigned int>(pos);
+            if (expected.erase(index, static_cast<unsigned int>(pattern.size())) != 0 && bytes == 0)
+                break;
+            expected.ensureFreeBytes(bytes);
+            expected.insert(index, replacement.c_str());
+            const int next = Ostrel::convertCharToByteOffset(index + bytes, expected.getData());
+            pos = next < 0 ? -1 : expected.find(pattern.c_str(), static_cast<unsigned int>(next));
+        }
+        changed.findAndReplace(pattern.c_str(), replacement.c_str());
+        ASSERT_STREQ(changed.getData(), expected.getData()) << text << ' ' << pattern << ' ' << replacement;
+        ASSERT_EQ(changed.getByteSize(), expected.getByteSize()) << text << ' ' << pattern << ' ' << replacement;
     }
 }
 
