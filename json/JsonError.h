@@ -18,6 +18,7 @@ namespace json {
 ///
 /// Units:     `offset` is bytes, from 0. Lines and columns count from 1, columns in characters, of which `\t` and `\r`
 ///            are one each. Only `\n` ends a line.
+/// Ownership: texts live for ever.
 /// Errors:    none; without an error all numbers are 0, and so are they where nothing was read for want of a source or
 ///            a handler.
 /// Threads:   plain values.

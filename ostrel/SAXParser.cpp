@@ -136,7 +136,8 @@ void SAXParser::noteError()
         return;
     _error.line = XML_GetCurrentLineNumber(m_expatParser);
     _error.column = XML_GetCurrentColumnNumber(m_expatParser) + 1ULL;
-    _error.offset = XML_GetCurrentByteIndex(m_expatParser);
+    const long long offset = XML_GetCurrentByteIndex(m_expatParser);
+    _error.offset = offset != -1 ? offset : 0; // some versions know no place in an empty document
 }
 
 void SAXParser::handleParseFailure()

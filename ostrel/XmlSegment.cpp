@@ -214,6 +214,8 @@ XmlSegment::ReturnCode XmlSegment::makeRoom()
 
 bool XmlSegment::isBetweenElements() const
 {
+    if (!_isEncodingKnown) // too few bytes came to be looked at
+        return std::all_of(_buffer, _buffer + _end, Scanner::isBlank);
     return _depth == 0 && _scanned == _end && _scanner.isInText() && !_isEncodingRefused;
 }
 

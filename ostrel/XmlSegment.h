@@ -103,6 +103,7 @@ public:
 
 private:
     friend const char* findTagMarker(const char* text, unsigned int length, const char* name);
+    friend class XmlStreamFilter; // which looks for the end of the root
 
     /// Finds the tags in text that comes in pieces.
     class OSTREL_LOCAL Scanner

@@ -4,13 +4,14 @@
 #include <cstring>
 
 #include "ostrel/SAXParser.h"
+#include "ostrel/XmlSegment.h"
 
 namespace Ostrel {
 
 namespace {
 
 const unsigned int BLOCK_SIZE = 4096;
-const unsigned int LONGEST_TAG = 16384; // that is known to be one
+const unsigned int LONGEST_MARKUP = 16384; // that is given whole
 
 struct Piece
 {
@@ -40,50 +41,6 @@ private:
     unsigned char _block[BLOCK_SIZE];
 };
 
-/// Reads byte by byte up to where an element may end. Tags are given whole: expat waits for much more of one that it
-/// was given in part.
-class TagReader
-{
-public:
-    Piece read(InputStream& stream)
-    {
-        memmove(_block, _block + _given, _count - _given);
-        _count -= _given;
-        _tag = 0; // what was kept begins with one
-        while (_count < LONGEST_TAG) {
-            const Piece byte = judge(stream, stream.read(_block + _count, 1), 1);
-            if (byte.isLast)
-                return give(_count, byte);
-            if (_block[_count++] == '<')
-                _tag = _count - 1;
-            if (mayEndElement())
-                return give(_count, byte);
-        }
-        return give(_tag != 0 ? _tag : _count, {0, false, false});
-    }
-
-    const unsigned char* getData() const { return _block; }
-
-private:
-    bool mayEndElement() const
-    {
-        if (_count < 3 || _block[_count - 1] != '>')
-            return false;
-        return _block[_count - 2] == '/' || (_block[_tag] == '<' && _block[_tag + 1] == '/');
-    }
-
-    Piece give(unsigned int count, const Piece& last)
-    {
-        _given = count;
-        return {static_cast<int>(count), last.isFailure, last.isLast};
-    }
-
-    unsigned char _block[LONGEST_TAG];
-    unsigned int _count = 0;
-    unsigned int _given = 0; ///< Of them, at the last call.
-    unsigned int _tag = 0;   ///< Where the last tag begins, if at all.
-};
-
 /// Whether the stream failed. Out of line, so that the larger reader takes stack only where it is used.
 template <class Reader, class HasEnded>
 __attribute__((noinline)) bool feed(InputStream& stream, XMLParser& parser, const HasEnded& hasEnded)
@@ -99,6 +56,59 @@ __attribute__((noinline)) bool feed(InputStream& stream, XMLParser& parser, cons
 }
 
 } // namespace
+
+/// Reads byte by byte up to where an element ends. Markup is given whole: expat waits for much more of what it was
+/// given in part.
+class OSTREL_LOCAL XmlStreamFilter::TagReader
+{
+public:
+    Piece read(InputStream& stream)
+    {
+        memmove(_block, _block + _given, _count - _given);
+        _count -= _given;
+        _markup = 0; // what was kept begins with it
+        while (_count < LONGEST_MARKUP) {
+            const Piece byte = judge(stream, stream.read(_block + _count, 1), 1);
+            if (byte.isLast)
+                return give(_count, byte);
+            if (isWorthParsing(_block[_count++]))
+                return give(_count, byte);
+        }
+        return give(_markup != 0 ? _markup : _count, {0, false, false});
+    }
+
+    const unsigned char* getData() const { return _block; }
+
+private:
+    using Scanner = XmlSegment::Scanner;
+
+    bool isWorthParsing(unsigned char last)
+    {
+        // Inside a start tag, quoted or not, it is a mistake; without this the quote that is missing would be waited
+        // for.
+        const bool isMistake = last == '<' && _scanner.mayOpen();
+        const char byte = static_cast<char>(last);
+        Scanner::Event event = Scanner::NOTHING;
+        for (const char* position = &byte; position == &byte;) {
+            event = _scanner.scan(position, &byte + 1);
+            if (event == Scanner::MARKUP)
+                _markup = _count - 1;
+        }
+        return isMistake || event == Scanner::EMPTY_TAG || event == Scanner::END_TAG;
+    }
+
+    Piece give(unsigned int count, const Piece& last)
+    {
+        _given = count;
+        return {static_cast<int>(count), last.isFailure, last.isLast};
+    }
+
+    unsigned char _block[LONGEST_MARKUP];
+    unsigned int _count = 0;
+    unsigned int _given = 0;  ///< Of them, at the last call.
+    unsigned int _markup = 0; ///< Where the last one begins, if at all.
+    Scanner _scanner{nullptr};
+};
 
 XmlStreamFilter::XmlStreamFilter(WeakPtr<InputStream> stream, WeakPtr<XMLParser> parser)
     : _stream(stream), _parser(parser), _options(0)

@@ -52,7 +52,8 @@ public:
         /// The document ends with its root element, or soon after its first mistake. Nothing behind the root is taken
         /// from the stream, which is read byte by byte for it: meant for messages rather than for bulk data. Takes
         /// 16 KiB of stack. The end is noticed late, with the stream's own, in UTF-16, and possibly where it stands
-        /// close behind a comment that holds an end tag, or a tag of more than 16 KiB: expat then waits for more.
+        /// close behind a tag or a comment of more than 16 KiB: expat then waits for more. White space between two
+        /// documents counts to the second one, where an XML declaration must not follow it; `XmlSegment` drops it.
         STOP_AT_ROOT_END = 2
     };
 
@@ -76,6 +77,8 @@ public:
     int start();
 
 private:
+    class TagReader;
+
     WeakPtr<InputStream> _stream;
     WeakPtr<XMLParser> _parser;
     WeakPtr<SAXParser> _saxParser; ///< Null without options.

@@ -339,6 +339,8 @@ TEST_F(XmlFeederTest, AFilterRefusesWhatIsNotWholeAndStopsAtTheRootsEnd)
         {" <?x /> ?><a><b/>t</a><b/>", STOP | REFUSE, 0, "<a><b></b>t</a>.", "<b/>"},
         {"<!DOCTYPE a [<!ENTITY e '<b></b>'>]><a>&e;</a>x", STOP | REFUSE, 0, "<a><b></b></a>.", "x"},
         {"<a b='x>y'/>\n\n", STOP, 0, "<a b=x>y></a>.", "\n\n"},
+        {"<!--</a>--><a b='/>'></a>x", STOP | REFUSE, 0, "<a b=/>></a>.", "x"},
+        {"<a b='></a>x", STOP, 0, "!.", "/a>x"},
         {large + "<a/>", STOP | REFUSE, 0, large + ".", "<a/>"},
         {huge + "<a/>", STOP | REFUSE, 0, "<a b=" + std::string(9000, '/') + "></a>.", "<a/>"},
         {"<a></b></a>", STOP, 0, "<a>!.", "</a>"},

@@ -109,6 +109,7 @@ TEST(XmlSegmentTest, ElementsComeAsTheirNameAndWhatLiesBetweenSay)
         {"<r><![CDATA[</r>]]><!-- </r> --><?p </r>?><e a='</r>'/></r>", "r", XmlSegment::SKIP,
          "0:<r><![CDATA[</r>]]><!-- </r> --><?p </r>?><e a='</r>'/></r> ."},
         {"<a", nullptr, XmlSegment::SKIP, ""},
+        {"\r\n", nullptr, XmlSegment::REFUSE, "."},
         {"x<!--<a/>--></b><a/> <!--", nullptr, XmlSegment::SKIP, "16:<a/> "},
         {"\xEF\xBB\xBF <?xml version='1.0'?><!DOCTYPE a [<!ENTITY b '<c>'>]> <!-- --><a><![CDATA[]]></a> x y<a/></z>",
          nullptr, XmlSegment::REFUSE, "66:<a><![CDATA[]]></a> 86between 89:<a/> 93between ."},
