@@ -45,5 +45,7 @@ if(BUILD_SHARED_LIBS AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
     RENAME libostrel.so.${PROJECT_VERSION}-gdb.py)
 endif()
 
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation FILES_MATCHING PATTERN "*.md")
+# In the folders that they have in the sources: pages are linked with each other, and headers name docs/.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  COMPONENT Documentation)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation FILES_MATCHING PATTERN "*.md")

@@ -7,6 +7,18 @@ namespace Ostrel {
 namespace {
 
 const uint64_t GROWTH_STEP = 32;
+const uint64_t LARGEST_EXACT_BLOCK = 1024;
+
+/// What is allocated for a capacity. Large buffers have up to an eighth of hidden room, so that a long text, which
+/// grows by small steps, seldom moves; it follows from the capacity and is kept nowhere.
+uint64_t getBlockSize(uint64_t capacity)
+{
+    if (capacity <= LARGEST_EXACT_BLOCK)
+        return capacity;
+    const uint64_t step = uint64_t{1} << (60 - __builtin_clzll(capacity)); // an eighth of its highest bit
+    const uint64_t size = (capacity + step - 1) & ~(step - 1);
+    return size > UINT32_MAX ? capacity : size;
+}
 
 const char* const STATUS_TEXTS[] = {
     "Initialized",
@@ -45,12 +57,15 @@ bool TextGenerator::growBuffer(unsigned int size)
 bool TextGenerator::growForText(uint64_t size)
 {
     const uint64_t capacity = (size + GROWTH_STEP - 1) & ~(GROWTH_STEP - 1);
-    char* const buffer = capacity > UINT32_MAX ? nullptr : static_cast<char*>(realloc(_buffer, capacity));
-    if (buffer == nullptr) {
-        setStatus(OUT_OF_MEMORY);
-        return false;
+    if (_buffer == nullptr || getBlockSize(capacity) != getBlockSize(_capacity)) {
+        char* const buffer =
+            capacity > UINT32_MAX ? nullptr : static_cast<char*>(realloc(_buffer, getBlockSize(capacity)));
+        if (buffer == nullptr) {
+            setStatus(OUT_OF_MEMORY);
+            return false;
+        }
+        _buffer = buffer;
     }
-    _buffer = buffer;
     _capacity = static_cast<unsigned int>(capacity);
     return true;
 }

@@ -64,7 +64,7 @@ const Call CALLS[] = {
     {'r', RESET, nullptr, {}, [](JsonGen& gen) { gen.reset(); }},
 };
 
-/// The generator again, slow and piece by piece. Once frozen, its buffer grows no more.
+/// The generator again, slow and piece by piece. Once frozen, its buffer grows no more but into its hidden room.
 struct Model
 {
     std::vector<JsonGen::Status> levels{JsonGen::INITIALIZED};
@@ -75,14 +75,25 @@ struct Model
     bool isAt(JsonGen::Status status) const { return levels.back() == status; }
     bool isInObject() const { return isAt(JsonGen::STARTING_OBJECT) || isAt(JsonGen::INSIDE_OBJECT); }
 
+    /// Above 1 KB whole eighths of the power of two below.
+    static size_t getBlockSize(size_t bytes)
+    {
+        size_t step = 1;
+        while (bytes > 1024 && step * 16 <= bytes)
+            step *= 2;
+        return (bytes + step - 1) / step * step;
+    }
+
     bool reserve(size_t size, size_t spare)
     {
+        const size_t wanted = (text.size() + size + spare + 31) / 32 * 32;
         const bool fits = text.size() + size < capacity;
-        if (!fits && frozen)
+        const bool grows = !frozen || getBlockSize(wanted) == getBlockSize(capacity);
+        if (!fits && !grows)
             levels.back() = JsonGen::OUT_OF_MEMORY;
         else if (!fits)
-            capacity = (text.size() + size + spare + 31) / 32 * 32;
-        return fits || !frozen;
+            capacity = wanted;
+        return fits || grows;
     }
 
     void put(const std::string& piece) { text += reserve(piece.size(), 1) ? piece : ""; }

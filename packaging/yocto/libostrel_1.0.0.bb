@@ -5,7 +5,7 @@ SECTION = "libs"
 LICENSE = "CLOSED"
 
 DEPENDS = "expat"
-# The tarball is made by "./dev package source" and laid beside this file.
+# The tarball is made by "./dev package source" and laid into a folder "files" beside this recipe.
 SRC_URI = "file://libostrel-${PV}.tar.gz"
 S = "${WORKDIR}/libostrel-${PV}"
 
