@@ -78,6 +78,8 @@ public:
     /// The entry of the key, null when there is none.
     const Entry* find(const K& key) const
     {
+        if (_count == 0) // the key is compared with nothing, so it may be null
+            return nullptr;
         // Not `search`: its first look at both ends pays for insertions only.
         const Position position = bisect(Order(key), 0, _count);
         return position.isHit ? _entries + position.index : nullptr;

@@ -11,6 +11,7 @@ TEST_F(LookupTableTest, RandomChangesAgreeWithAMap)
     const auto less = [](const std::string& a, const std::string& b) { return strcasecmp(a.c_str(), b.c_str()) < 0; };
     std::map<std::string, int, decltype(less)> expected(less);
     DynamicLookupTable<int, const char*> table;
+    EXPECT_FALSE(table.has(nullptr)); // compared with nothing yet
     for (int step = 1; step < 4000; ++step) {
         const std::string key{"abABI_x5\xC4\xE4"[random() % 10], "kK"[random() % 2],
                               static_cast<char>('0' + random() % 10)};
