@@ -65,6 +65,7 @@ public:
     void nullTerminateData();                    ///< Puts a NUL behind the text, which is not counted.
 
 protected:
+    /// For the serializers of the library, which alone name the sites of their reports.
     OSTREL_LOCAL explicit TextSerializer(const MisuseSites& sites);
 
 private:
