@@ -72,7 +72,8 @@ public:
 class OSTREL_EXPORT SAXParser : public XMLParser
 {
 public:
-    /// Why and where a document is not well-formed; all null and 0 where nothing is known to be wrong.
+    /// Why and where a document is not well-formed; all null and 0 where nothing is known to be wrong. The place is as
+    /// expat tells it: outside of the root it may depend on the pieces in which the document came.
     struct Error
     {
         int code = 0;                  ///< Expat's `XML_Error`; that of "parsing aborted" after a `ParseException`.

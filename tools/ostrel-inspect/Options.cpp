@@ -196,6 +196,9 @@ bool checkOptions(const CommandRow& row, const std::vector<int>& given, const Op
         return refuseUsage(std::string(row.name) + (row.fileCount == 1 ? " takes one file" : " takes two files"));
     if (row.fileCount == 2 && options.files[0] == "-" && options.files[1] == "-")
         return refuseUsage("standard input can be read once only");
+    const bool isAboutMaps = options.format != MapFormat::DETECTED || options.hex || options.offset != 0;
+    if (options.mode == Mode::FROM_JSON && isAboutMaps)
+        return refuseUsage("--from-json goes without --image, --form, --hex and --offset");
     const bool writesFile = options.mode == Mode::TO_JSON || options.mode == Mode::FROM_JSON;
     return options.output.empty() || writesFile || refuseUsage("-o goes with --to-json and --from-json");
 }
