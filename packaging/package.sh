@@ -139,7 +139,7 @@ package() {
     *) refuse "package takes nothing (for this machine), armhf, arm64, yocto or source (the tarball alone)" ;;
     esac
     need_compiler
-    [ "${1:-}" = yocto ] || need debhelper dpkg-dev lintian pkg-config
+    [ "${1:-}" = yocto ] || need build-essential debhelper dpkg-dev lintian pkg-config
     case ${1:-} in
     armhf) package_cross armhf arm-linux-gnueabihf qemu-arm ;;
     arm64) package_cross arm64 aarch64-linux-gnu qemu-aarch64 ;;
