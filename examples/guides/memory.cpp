@@ -20,7 +20,8 @@ unsigned int allocations = 0;
 } // namespace
 
 // The library allocates through the application's operators, here all of them, so that each fits its counterpart.
-void* operator new(size_t size, const std::nothrow_t&) noexcept
+// Neither end of this pair is inline: a compiler that sees one alone warns of it.
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept
 {
     ++allocations;
     return malloc(size);
@@ -63,7 +64,6 @@ void operator delete[](void* block, size_t) noexcept
     free(block);
 }
 
-// Not inline: a compiler that sees this end of a pair alone warns of it.
 [[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept
 {
     free(block);
