@@ -64,6 +64,7 @@ bool converse(const char* text, Ending ending)
     int sockets[2];
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) != 0)
         return false;
+    fflush(stdout); // or both would have what waits to be written
     const pid_t child = fork();
     if (child == 0) {
         close(sockets[0]);
