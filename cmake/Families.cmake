@@ -333,6 +333,10 @@ ostrel_family(Observables TITLE "Observables"
     ostrel/Observable/observable_c.cpp
   TESTS
     ObservableCalls.c
+    AllocationSweepTest.cpp
+    CancellationSweepTest.cpp
+    ChangingBytesTest.cpp
     ObservableTest.cpp
     StaticModelTest.cpp
+    SystemCallSweepTest.cpp
 )
