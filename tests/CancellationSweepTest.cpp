@@ -98,18 +98,23 @@ struct Running : Runnable
     Thread thread{this, "", false};
 };
 
-/// Handlers that pass a cancellation point.
+/// Handlers that pass a cancellation point, that of XML on demand.
 struct Passing : SAXHandler, Deserializer::Handler
 {
     using Deserializer::Handler::onInteger;
-    void startElement(const std::string&, const std::map<std::string, std::string>&) override { pass(); }
+    void startElement(const std::string&, const std::map<std::string, std::string>&) override
+    {
+        if (passesInXml)
+            pass();
+    }
     void endElement(const std::string&) override {}
     void charData(const std::string&) override {}
-    void finished() override { pass(); }
+    void finished() override {}
     bool parseError() override { return true; }
     void onInteger(WeakPtr<Deserializer>, const char*, int) override { pass(); }
     static void pass() { poll(nullptr, 0, 0); }
 
+    bool passesInXml = false;
     TemporaryFile file;
     json::JsonParser parser;
     json::JsonDeserializer deserializer;
@@ -207,9 +212,16 @@ const Row ROWS[] = {
          return on.deserializer.parse(in, static_cast<Deserializer::Handler*>(&on)) == 0;
      })},
     {"XmlStreamFilter::start", on<Passing>([](Passing& on) {
+         on.sax.endDocument(); // what was begun
          FdInputStream in(on.file.write("<a><b/></a>"));
          return XmlStreamFilter(in, on.sax, XmlStreamFilter::REFUSE_MALFORMED).start() == 0;
      })},
+    {"SAXParser::parse", on<Passing>(
+                             [](Passing& on) {
+                                 on.passesInXml = true;
+                                 on.sax.parse("<a>", 3);
+                             },
+                             [](Passing&) { return true; })}, // only to be destroyed
     {"notifyObservers", on<Subject>([](Subject& subject) { notifyObservers(subject.observable, 1); },
                                     [](Subject& subject) {
                                         return pthread_mutex_trylock(&subject.mutex) == 0 &&
