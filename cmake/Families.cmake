@@ -335,7 +335,6 @@ ostrel_family(Observables TITLE "Observables"
   TESTS
     ObservableCalls.c
     AllocationSweepTest.cpp
-    CancellationSweepTest.cpp
     ChangingBytesTest.cpp
     ObservableTest.cpp
     StaticModelTest.cpp

@@ -20,34 +20,29 @@ public:
     explicit SystemCallFaults(Action action, unsigned int index = 0, int error = 0)
         : _action(action), _index(index), _error(error)
     {}
-    ~SystemCallFaults() { current = nullptr; }
 
     /// The result of `stretch`, called armed.
     template <class Stretch>
     auto during(const Stretch& stretch)
     {
-        const struct Armed
-        {
-            explicit Armed(SystemCallFaults* faults) { current = faults; }
-            ~Armed() { current = nullptr; }
-        } armed(this);
+        const std::unique_ptr<SystemCallFaults*, void (*)(SystemCallFaults**)> disarm(
+            &current, [](SystemCallFaults** armed) { *armed = nullptr; });
+        current = this;
         return stretch();
     }
-
-    /// False in builds where the calls have other names.
-    static bool areWithinReach();
 
     /// The names of the calls, for `CANCEL` those of the cancellation points.
     const std::vector<std::string>& getCalls() const { return _calls; }
 
-    enum Kind { PLAIN, POINT, WAIT }; ///< Whether the thread can be cancelled there, and whether it may be for long.
+    /// False in builds where the calls have other names.
+    static bool areWithinReach();
 
-    /// What a replaced function has to do: an error number, or 0 to go on with its `length`.
-    static int meet(const char* name, Kind kind, size_t* length = nullptr);
+    enum Kind { PLAIN, POINT, WAIT }; ///< Whether a thread can be cancelled there, and whether it may wait for long.
+
+    /// What a replaced function has to do: an error number, or 0 to go on with its length.
+    static int meet(const char* name, Kind kind, long* length);
 
 private:
-    int meetThis(const char* name, Kind kind, size_t* length);
-
     inline static thread_local SystemCallFaults* current = nullptr;
     const Action _action;
     const unsigned int _index;

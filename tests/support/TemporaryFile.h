@@ -2,18 +2,17 @@
 
 #include "tests/support/TestIncludes.h"
 
-/// A file that is gone with the object, to be read from its begin.
+/// A file that is gone with the object.
 struct TemporaryFile
 {
     ~TemporaryFile() { fclose(file); }
 
-    /// Makes `text` its content, and gives its descriptor.
-    int write(const char* text) const
+    /// Makes `text` its content, to be read from the begin, and gives its descriptor.
+    int write(const std::string& text) const
     {
         rewind(file); // clears the error too
-        fputs(text, file);
-        fflush(file);
-        return static_cast<int>(lseek(fd, 0, SEEK_SET)) + fd;
+        const bool isWritten = ftruncate(fd, 0) == 0 && pwrite(fd, text.data(), text.size(), 0) > 0;
+        return lseek(fd, 0, SEEK_SET) == 0 && isWritten ? fd : -1;
     }
 
     FILE* const file = tmpfile();
