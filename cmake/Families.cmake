@@ -336,6 +336,7 @@ ostrel_family(Observables TITLE "Observables"
     ObservableCalls.c
     AllocationSweepTest.cpp
     ChangingBytesTest.cpp
+    LyingStreamTest.cpp
     ObservableTest.cpp
     StaticModelTest.cpp
     SystemCallSweepTest.cpp
