@@ -41,7 +41,7 @@ TEST(CallStackTest, FramesStartBehindTheRetryLine)
     // The "(" line is too short for an address and counts with address 0, as does the unreadable one; the line of
     // 2000 characters comes in two pieces, and the second does not start with a parenthesis.
     const CallStack stack = readStack("(000)0x10\n(Retry)0x99\n(001)0x1234abcd\nother\n(\n(002)zz\n" +
-                                                      std::string(2000, 'x') + "\n(003)0xfffffffe");
+                                      std::string(2000, 'x') + "\n(003)0xfffffffe");
     EXPECT_EQ(print(stack), "CallStack:\n\t0x1234abcd\n\t(nil)\n\t(nil)\n\t0xfffffffe\n");
 }
 

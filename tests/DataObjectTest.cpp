@@ -285,8 +285,7 @@ TEST_F(DataObjectTest, RefusedMemoryIsACodeAndLosesNothing)
             const int code = faults.during(
                 [&] { return isMap ? node->set("x", std::move(child)) : node->append(std::move(child)); });
             EXPECT_EQ(code, node->getNumChildren() == 9 ? 0 : isMap ? -1 : 2);
-            EXPECT_EQ(
-                faults.again([&] { return isMap ? node->set("y", makeInt(1)) : node->append(makeInt(1)); }), 0);
+            EXPECT_EQ(faults.again([&] { return isMap ? node->set("y", makeInt(1)) : node->append(makeInt(1)); }), 0);
             return code == 0;
         });
     }
