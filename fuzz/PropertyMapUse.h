@@ -1,17 +1,11 @@
 #pragma once
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "fuzz/Judge.h"
 #include "ostrel/DynamicPropertyMap.h"
-
-inline void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
 
 /// Everything that a receiver does with a map that was found well-formed, except for the dump.
 inline void useMap(unsigned char* buffer)

@@ -5,17 +5,12 @@
 #include <memory>
 #include <string>
 
+#include "fuzz/Judge.h"
 #include "ostrel/StringUtils.h"
 
 using namespace Ostrel;
 
 namespace {
-
-void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
 
 std::unique_ptr<char[]> copyExactly(const uint8_t* data, size_t size)
 {
