@@ -3,6 +3,7 @@
 #include "fuzz/Judge.h"
 #include "fuzz/SlowJsonReader.h"
 #include "json/JsonParser.h"
+#include "tests/support/JsonEventLog.h"
 #include "tests/support/PieceStream.h"
 
 namespace {
@@ -43,9 +44,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const char* const document = reinterpret_cast<const char*>(data) + PIECE_COUNT;
     const unsigned int length = static_cast<unsigned int>(size - PIECE_COUNT);
 
-    json::JsonError error;
-    const std::string expected = SlowJsonReader(std::string(document, length)).read(error);
-    error = findPlace(error, document, length);
+    JsonEventLog log;
+    const json::JsonError error =
+        findPlace(SlowJsonReader(std::string(document, length), log).read(), document, length);
+    const char* const errorText = SlowJsonReader::getErrorString(error);
+    const std::string expected = log.text + (errorText == nullptr ? "" : std::string("!") + errorText);
     const auto isExpected = [&](const auto& parse) {
         return expected == observe([&](json::JsonParser& parser) {
                    const int result = parse(parser);
