@@ -1,53 +1,16 @@
 // A source that gives less than it is asked for, nothing, an error, or claims more, as a script has it: buffered
 // streams deliver what a plain replay of the source's answers gives.
-#include <climits>
 #include <memory>
 #include <vector>
 
 #include "fuzz/Judge.h"
+#include "fuzz/ScriptedSource.h"
 #include "fuzz/SlowJsonReader.h"
 #include "ostrel/BufferedInputStream.h"
 #include "ostrel/BufferedOutputStream.h"
 #include "tests/support/JsonEventLog.h"
 
 namespace {
-
-/// Answers as the script has it, and writes its answers down.
-class ScriptedSource : public Ostrel::InputStream
-{
-public:
-    struct Answer
-    {
-        int count;
-        std::string bytes;
-    };
-
-    ScriptedSource(Choices& script, std::string data) : _script(script), _data(std::move(data)) {}
-
-    int read(unsigned char* buffer, unsigned int size) override
-    {
-        static const int LIES[] = {-1, INT_MIN, 0, INT_MAX};
-        const unsigned int kind = _script.below(32);
-        const size_t count = kind == 0 ? 0 : std::min<size_t>(size, kind < 20 ? kind : 4096);
-        std::string bytes = _data.substr(std::min(_position, _data.size()), count);
-        _position += bytes.size();
-        const int claim = kind < 28 || bytes.empty() ? static_cast<int>(bytes.size()) : LIES[kind - 28];
-        if (claim == INT_MAX)
-            bytes.resize(size, ' ');
-        std::copy(bytes.begin(), bytes.end(), buffer);
-        answers.push_back({claim, claim > 0 ? bytes : ""});
-        return claim;
-    }
-
-    const char* getErrorString() const override { return nullptr; }
-
-    std::vector<Answer> answers;
-
-private:
-    Choices& _script;
-    const std::string _data;
-    size_t _position = 0;
-};
 
 /// What the read of a buffered stream gives, by the answers that its source gave meanwhile.
 int replay(const std::vector<ScriptedSource::Answer>& answers, std::string& buffered, size_t size, std::string& read)
@@ -97,13 +60,10 @@ void checkParser(Choices& script, const std::string& data)
     json::JsonParser parser(&log);
     const bool isUnbuffered = script.below(2) == 1;
     const int result = isUnbuffered ? parser.parseUnbuffered(&source) : parser.parse(&source);
-    std::string document;
-    for (const ScriptedSource::Answer& answer : source.answers)
-        document += answer.bytes;
-    const bool hasFailed = !source.answers.empty() && source.answers.back().count < 0;
+    const std::string document = source.getDelivered();
     JsonEventLog expected;
     json::JsonError error = SlowJsonReader(document, expected).read();
-    if (hasFailed && error.reason != json::JsonError::NONE && error.offset == document.size())
+    if (source.hasFailed() && error.reason != json::JsonError::NONE && error.offset == document.size())
         error.reason = json::JsonError::SOURCE_FAILED;
     require(log.text == expected.text && result == (error.reason == json::JsonError::NONE ? 0 : -1));
     require(parser.getError().reason == error.reason && parser.getError().offset == error.offset);

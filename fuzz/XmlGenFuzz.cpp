@@ -2,7 +2,7 @@
 // names and texts without markup, as the generator asks for; a root is put round what it wrote.
 #include "fuzz/GeneratorModel.h"
 #include "fuzz/Judge.h"
-#include "ostrel/SAXParser.h"
+#include "fuzz/XmlJudge.h"
 #include "xml/XmlGen.h"
 
 using xml::XmlGen;
@@ -10,22 +10,6 @@ using xml::XmlGen;
 namespace {
 
 const char ROOT[] = "<root>";
-
-/// Writes the events down as the tags that they stand for.
-class EventLog : public Ostrel::SAXHandler
-{
-public:
-    void startElement(const std::string& name, const std::map<std::string, std::string>&) override
-    {
-        text += "<" + name + ">";
-    }
-    void endElement(const std::string& name) override { text += "</" + name + ">"; }
-    void charData(const std::string& piece) override { text += piece; }
-    void finished() override {}
-    bool parseError() override { return true; }
-
-    std::string text = "";
-};
 
 class XmlCalls
 {
@@ -57,7 +41,7 @@ public:
         require((declaration > 0) == _hasDeclaration);
         text.insert(declaration, ROOT);
 
-        EventLog log;
+        XmlEventLog log;
         Ostrel::SAXParser parser(log);
         parser.startDocument();
         parser.parse(text.data(), static_cast<unsigned int>(text.size()));
