@@ -32,11 +32,11 @@ public:
     size_t tagEnd = 0; ///< Behind the last tag.
 };
 
-/// Expat without us.
+/// Expat without us calls the handler.
 class XmlJudge
 {
 public:
-    XmlJudge(const char* data, size_t size, size_t pieceSize)
+    XmlJudge(Ostrel::SAXHandler& handler, const char* data, size_t size, size_t pieceSize) : _handler(handler)
     {
         XML_SetUserData(_parser, this);
         XML_SetElementHandler(_parser, startElement, endElement);
@@ -47,13 +47,12 @@ public:
             isWellFormed = XML_Parse(_parser, data, static_cast<int>(count), 0) == XML_STATUS_OK;
         }
         isWellFormed = isWellFormed && XML_Parse(_parser, nullptr, 0, 1) == XML_STATUS_OK;
-        log.finished();
+        _handler.finished();
     }
     ~XmlJudge() { XML_ParserFree(_parser); }
     XmlJudge(const XmlJudge&) = delete;
     XmlJudge& operator=(const XmlJudge&) = delete;
 
-    XmlEventLog log;
     bool isWellFormed;
     size_t rootEnd = 0; ///< Behind the root element; 0 where that has no end.
 
@@ -64,14 +63,14 @@ private:
         std::map<std::string, std::string> map;
         for (; *attributes != nullptr; attributes += 2)
             map.emplace(attributes[0], attributes[1]);
-        judge.log.startElement(name, map);
+        judge._handler.startElement(name, map);
         ++judge._depth;
     }
 
     static void endElement(void* data, const char* name)
     {
         XmlJudge& judge = *static_cast<XmlJudge*>(data);
-        judge.log.endElement(name);
+        judge._handler.endElement(name);
         if (--judge._depth > 0)
             return;
         judge.rootEnd = static_cast<size_t>(XML_GetCurrentByteIndex(judge._parser)) +
@@ -80,9 +79,10 @@ private:
 
     static void charData(void* data, const char* text, int length)
     {
-        static_cast<XmlJudge*>(data)->log.charData(std::string(text, static_cast<size_t>(length)));
+        static_cast<XmlJudge*>(data)->_handler.charData(std::string(text, static_cast<size_t>(length)));
     }
 
+    Ostrel::SAXHandler& _handler;
     XML_Parser _parser = XML_ParserCreate(nullptr);
     unsigned int _depth = 0;
 };
