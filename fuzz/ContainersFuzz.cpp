@@ -1,13 +1,10 @@
 // Lookup tables and lists beside those of the standard library.
-#include <list>
 #include <map>
-#include <memory>
 #include <strings.h>
 #include <vector>
 
 #include "fuzz/Judge.h"
 #include "ostrel/ArrayList.h"
-#include "ostrel/AutoPtrArray.h"
 #include "ostrel/DynamicLookupTable.h"
 #include "ostrel/List.h"
 
@@ -171,21 +168,6 @@ void useLinkedList(Choices& choices)
     }
 }
 
-void usePointers(Choices& choices)
-{
-    Ostrel::AutoPtrArray<std::string> array(choices.below(9));
-    std::vector<std::unique_ptr<std::string>> model(array.getLength());
-    for (unsigned int steps = choices.below(40); steps > 0; --steps) {
-        const unsigned int index = choices.below(10);
-        const bool isNull = choices.below(5) == 0;
-        array.set(index, Ostrel::AutoPtr<std::string>(isNull ? nullptr : new std::string(40, 'y')));
-        if (index < model.size())
-            model[index].reset(isNull ? nullptr : new std::string(40, 'y'));
-        const std::string* const found = array[index];
-        require(index < model.size() && model[index] != nullptr ? *found == *model[index] : found == nullptr);
-    }
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -199,7 +181,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         Ostrel::FixedArrayList<std::string, 5> fixed;
         useArrayList(choices, fixed, 5);
         useLinkedList(choices);
-        usePointers(choices);
     }
     return 0;
 }

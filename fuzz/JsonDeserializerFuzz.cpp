@@ -130,9 +130,9 @@ private:
     std::string _error = "fine 0@0";
 };
 
-/// One handler, and at once the place where all of its kind write down what they receive.
 class Play;
 
+/// A handler that writes down what it receives, and does what the script has it do.
 class Actor : public Handler
 {
 public:
@@ -156,6 +156,7 @@ private:
     Handler* start(const std::string& event, const char* key);
 };
 
+/// One run of the script with an engine.
 class Play
 {
 public:

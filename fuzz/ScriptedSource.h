@@ -46,6 +46,14 @@ public:
 
     bool hasFailed() const { return !answers.empty() && answers.back().count < 0; }
 
+    /// Whether nothing was asked behind the first answer without data.
+    bool isAskedUpToEnd() const
+    {
+        const auto end =
+            std::find_if(answers.begin(), answers.end(), [](const Answer& each) { return each.count <= 0; });
+        return answers.end() - end <= 1;
+    }
+
     std::vector<Answer> answers;
 
 private:

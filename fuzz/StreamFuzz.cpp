@@ -21,8 +21,10 @@ int replay(const std::vector<ScriptedSource::Answer>& answers, std::string& buff
         if (buffered.empty()) {
             require(used < answers.size());
             const ScriptedSource::Answer& answer = answers[used++];
-            if (answer.count < 0)
+            if (answer.count < 0) {
+                require(used == answers.size());
                 return -1;
+            }
             if (answer.count == 0)
                 break;
             buffered = answer.bytes;
@@ -65,6 +67,7 @@ void checkParser(Choices& script, const std::string& data)
     json::JsonError error = SlowJsonReader(document, expected).read();
     if (source.hasFailed() && error.reason != json::JsonError::NONE && error.offset == document.size())
         error.reason = json::JsonError::SOURCE_FAILED;
+    require(source.isAskedUpToEnd());
     require(log.text == expected.text && result == (error.reason == json::JsonError::NONE ? 0 : -1));
     require(parser.getError().reason == error.reason && parser.getError().offset == error.offset);
 }

@@ -30,7 +30,7 @@ void checkDelivery(Choices& script, const std::string& text)
         parser.text.clear();
         const int result = filter.start();
         require(parser.text == "(" + source.getDelivered() + ")");
-        require(result == (source.hasFailed() ? -1 : 0));
+        require(source.isAskedUpToEnd() && result == (source.hasFailed() ? -1 : 0));
     }
 }
 
