@@ -6,11 +6,16 @@ using AutoPtrArrayTest = ReportTest;
 
 TEST_F(AutoPtrArrayTest, ElementsAreDeletedAndMisuseIsReported)
 {
-    AutoPtrArray<int> array(2);
-    array.set(0, AutoPtr<int>(new int(1)));
-    array.set(0, AutoPtr<int>(new int(2)));
-    EXPECT_EQ(*array[0], 2);
+    const long before = AllocationFaults::getLiveBlocks();
+    {
+        AutoPtrArray<int> owning(2);
+        owning.set(1, AutoPtr<int>(new int(1)));
+        owning.set(1, AutoPtr<int>(new int(2)));
+        EXPECT_EQ(*owning[1], 2);
+    }
+    EXPECT_EQ(AllocationFaults::getLiveBlocks(), before);
     expectNoReports();
+    AutoPtrArray<int> array(2);
     EXPECT_EQ(array[1], nullptr);
     expectFailedCheck(Severity::FATAL, "AutoPtrArray", 72, "_array[i]");
     array.set(2, AutoPtr<int>(new int(3)));

@@ -45,6 +45,12 @@ TEST(MemPoolTest, ChunksOfBothKindsOfPool)
     }
 }
 
+TEST(MemPoolTest, ChunksWhoseReciprocalIsNotExact)
+{
+    DynamicMemPool pool(65537, 9); // the last byte of a chunk times 2^32 / 65537, rounded up, is in the next one
+    exercise(pool, 9, 65537);
+}
+
 TEST(MemPoolTest, CountsAndAddressesAtTheEdges)
 {
     static const unsigned int CASES[][3] = {{8, 100, 12}, {8, 8, 0}, {8, 9, 1}, {0, 3, 24}, {0xFFFFFFFF, 100, 0}};
