@@ -9,9 +9,10 @@ TEST_F(AutoPtrArrayTest, ElementsAreDeletedAndMisuseIsReported)
     const long before = AllocationFaults::getLiveBlocks();
     {
         AutoPtrArray<int> owning(2);
-        owning.set(1, AutoPtr<int>(new int(1)));
-        owning.set(1, AutoPtr<int>(new int(2)));
-        EXPECT_EQ(*owning[1], 2);
+        for (const unsigned int i : {0, 1, 1})
+            owning.set(i, AutoPtr<int>(new int(2)));
+        EXPECT_EQ(*owning[0] + *owning[1], 4);
+        EXPECT_EQ(owning.getLength(), 2u);
     }
     EXPECT_EQ(AllocationFaults::getLiveBlocks(), before);
     expectNoReports();

@@ -17,7 +17,7 @@ class LastWordsPolicy : public ErrorServer::DefaultPolicy
 {
 public:
     explicit LastWordsPolicy(std::string& log) : _log(log) {}
-    ~LastWordsPolicy() override { getServer().trivial("last words"); }
+    ~LastWordsPolicy() override { getServer().trivial("last %s", "words"); }
     void fatal(const char* message) override { _log += message; }
 
 private:

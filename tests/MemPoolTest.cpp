@@ -69,4 +69,8 @@ TEST(MemPoolTest, CountsAndAddressesAtTheEdges)
     unsigned char bitmap[] = {0, 0x14};
     EXPECT_EQ(MemPoolBase::allocate(3, 2, buffer, bitmap), buffer + 30);
     EXPECT_EQ(bitmap[1], 0x10);
+    unsigned char full[] = {0, 0, 2}; // the last byte is another's
+    EXPECT_EQ(MemPoolBase::allocate(3, 2, buffer, full), nullptr);
+    EXPECT_EQ(MemPoolBase::release(3, 2, buffer, full, buffer + 48), full + 2);
+    EXPECT_EQ(full[2], 2);
 }
