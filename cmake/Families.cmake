@@ -256,6 +256,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     JsonDeserializerTest.cpp
     JsonGenTest.cpp
     JsonParserTest.cpp
+    LocaleTest.cpp
     TextSerializerTest.cpp
     XmlGenTest.cpp
 )

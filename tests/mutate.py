@@ -182,7 +182,7 @@ class Suite:
         cpu = resource.getrusage(resource.RUSAGE_CHILDREN)
         cpu_seconds = cpu.ru_utime + cpu.ru_stime - cpu_begin.ru_utime - cpu_begin.ru_stime
         # Other work on the machine makes times longer, but not the processor's; a hang is found by the former.
-        self._limits[stage] = 30 + 4 * (time.monotonic() - begin), int(10 + 3 * cpu_seconds)
+        self._limits[stage] = 20 + 3 * (time.monotonic() - begin), int(10 + 3 * cpu_seconds)
 
     def _run(self, stage, seconds, cpu_seconds):
         if stage in ("Tools", "Examples"):
