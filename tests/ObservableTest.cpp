@@ -91,6 +91,10 @@ TEST(ObservableTest, CallsUnderTheLockUntilAnObserverThrows)
     EXPECT_THROW(notifyObservers(subject, 1), int);
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
+    pthread_mutex_unlock(&mutex);
+    EXPECT_EQ(removeObserver(subject, 1, observer) + removeObserver(subject, 1, observer), OBSERVABLE_OK);
+    EXPECT_EQ(notifyObservers(subject, 1), OBSERVABLE_OK); // whose entry still lies behind the used bytes
+    EXPECT_EQ(calls, 1);
     destroyObserver(observer);
     destroyObservable(subject);
     CMutex(nullptr).lock();

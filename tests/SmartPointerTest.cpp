@@ -50,6 +50,19 @@ TEST_F(SmartPointerTest, LastShareDeletesTheObjectOnce)
     EXPECT_TRUE(moved && Base::destroyed == 3);
 }
 
+TEST_F(SmartPointerTest, WeakPointersCompareWhereTheyPoint)
+{
+    Derived object, other;
+    const WeakPtr<Derived> weak(object);
+    const WeakPtr<Base> same(weak), different(other), none;
+    EXPECT_TRUE(weak == same && !(weak != same));
+    EXPECT_TRUE(weak != different && !(weak == different));
+    EXPECT_TRUE(weak && !none && none != same);
+    expectNoReports();
+    EXPECT_EQ(none.require(), nullptr);
+    expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
+}
+
 TEST_F(SmartPointerTest, RefusedCountDeletesTheObject)
 {
     sweepAllocationFailures([](AllocationFaults& faults) {
