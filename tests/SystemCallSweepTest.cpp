@@ -28,13 +28,6 @@ void passPoint()
     pthread_testcancel();
 }
 
-struct XmlHandler : DataObjectSaxHandler
-{
-    void startElement(const std::string&, const std::map<std::string, std::string>&) override { whenStarted(); }
-    void endElement(const std::string&) override {}
-    void (*whenStarted)() = [] {};
-};
-
 struct JsonHandler : Deserializer::Handler
 {
     using Deserializer::Handler::onInteger;
@@ -80,7 +73,7 @@ struct Objects
     json::JsonParser parser;
     json::JsonDeserializer deserializer;
     JsonHandler jsonHandler;
-    XmlHandler xmlHandler;
+    DataObjectSaxHandler xmlHandler;
     SAXParser sax{WeakPtr<SAXHandler>(xmlHandler)};
     char registry[64];
     pthread_mutex_t subjectMutex = PTHREAD_MUTEX_INITIALIZER;
@@ -216,11 +209,6 @@ const Row ROWS[] = {
          return XmlStreamFilter(in, on.sax, XmlStreamFilter::REFUSE_MALFORMED).start();
      },
      "read EAGAIN: -1 173; read EIO: -1 173"},
-    {"SAXParser::parse", ALL_POINTS,
-     [](Objects& on) {
-         on.xmlHandler.whenStarted = passPoint; // where its header forbids to be cancelled: at least nobody is held up
-         return SAXParser(WeakPtr<SAXHandler>(on.xmlHandler)).parse("<a>", 3), 0;
-     }},
     {"notifyObservers", ALL_POINTS, [](Objects& on) { return +notifyObservers(on.observable, 1); }},
 };
 
