@@ -334,6 +334,10 @@ ostrel_family(Observables TITLE "Observables"
     ostrel/Observable/observable_c.cpp
   TESTS
     ObservableCalls.c
+    AllocationSweepTest.cpp
+    ChangingBytesTest.cpp
+    LyingStreamTest.cpp
     ObservableTest.cpp
     StaticModelTest.cpp
+    SystemCallSweepTest.cpp
 )

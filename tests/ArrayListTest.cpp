@@ -20,6 +20,7 @@ TEST_F(ArrayListTest, RefusedGrowthLeavesListAndElement)
             EXPECT_EQ(list.getSize(), next ? size : size + 1);
             EXPECT_EQ(list.getCapacity(), next ? size : size + 8);
             EXPECT_EQ(*list[size - 1], 7);
+            EXPECT_EQ(faults.again([&] { return list.append(AutoPtr<int>(new int(9))); }), 0);
             return code == 0;
         });
     }

@@ -319,6 +319,7 @@ TEST(JsonParserTest, ExhaustedMemoryMakesTheDataInvalid)
         const int result = faults.during([&] { return parser.parse(document.c_str()); });
         EXPECT_STREQ(parser.getErrorString(), result == 0 ? nullptr : INVALID + 1);
         EXPECT_EQ(parser.getError().reason, result == 0 ? json::JsonError::NONE : json::JsonError::OUT_OF_MEMORY);
+        EXPECT_EQ(faults.again([&] { return parser.parse(document.c_str()); }), 0);
         return result == 0;
     });
 }

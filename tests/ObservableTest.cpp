@@ -139,7 +139,8 @@ TEST(ObservableFaultTest, ExhaustedMemoryGivesNoHandleAndLeavesNothing)
     sweepAllocationFailures([](AllocationFaults& faults) {
         char buffer[12];
         pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-        ObservablePtr subject = faults.during([&] { return createObservable(buffer, sizeof(buffer), &mutex); });
+        const auto create = [&] { return createObservable(buffer, sizeof(buffer), &mutex); };
+        ObservablePtr subject = faults.during(create);
         ObserverPtr observer = faults.during([] { return createObserver(nullptr); });
         ObserverPtr other = faults.during([] { return createObserverWithUserData(nullptr, nullptr); });
         const bool isDone = subject != nullptr && observer != nullptr && other != nullptr;
@@ -147,6 +148,7 @@ TEST(ObservableFaultTest, ExhaustedMemoryGivesNoHandleAndLeavesNothing)
         destroyObservable(subject);
         destroyObserver(observer);
         destroyObserver(other);
+        destroyObservable(faults.again(create));
         return isDone;
     });
 }

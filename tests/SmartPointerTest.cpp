@@ -71,6 +71,7 @@ TEST_F(SmartPointerTest, RefusedCountDeletesTheObject)
         const SharedPtr<Base> owner = faults.during([&] { return SharedPtr<Base>(std::move(object)); });
         EXPECT_EQ(Base::destroyed - before, owner ? 0 : 1);
         const SharedPtr<Base> made = faults.during([] { return SharedPtr<Derived>::make(); }); // one block
+        EXPECT_TRUE(faults.again([] { return SharedPtr<Derived>::make(); }));
         return owner && made;
     });
 }
