@@ -19,7 +19,8 @@ int SystemCallFaults::meet(const char* name, Kind kind, long* length)
 bool SystemCallFaults::areWithinReach()
 {
     SystemCallFaults faults(COUNT);
-    faults.during([] { poll(nullptr, 0, 0); });
+    timespec now;
+    faults.during([&] { clock_gettime(CLOCK_REALTIME, &now); });
     return !faults._calls.empty();
 }
 

@@ -34,7 +34,7 @@ public:
     /// The names of the calls, for `CANCEL` those of the cancellation points.
     const std::vector<std::string>& getCalls() const { return _calls; }
 
-    /// False in builds where the calls have other names.
+    /// False in builds where some of the calls have other names.
     static bool areWithinReach();
 
     enum Kind { PLAIN, POINT, WAIT }; ///< Whether a thread can be cancelled there, and whether it may wait for long.
