@@ -59,7 +59,10 @@ TEST(FifoBufferTest, EndIsReadAgainAndAgain)
         EXPECT_EQ(read(fifo), "abcde");
         testing::internal::CaptureStdout();
         fifo.printPointers();
-        EXPECT_NE(testing::internal::GetCapturedStdout().find("_moreDataToRead = 1\n"), std::string::npos);
+        const std::string shown = testing::internal::GetCapturedStdout();
+        for (const char* line : {"_producerPtr = ", "_consumerPtr = ", "_buffer = ", "_endOfBuffer = ",
+                                 "_dataInBuffer = 5\n", "_moreDataToRead = 1\n"})
+            EXPECT_NE(shown.find(line), std::string::npos) << line;
         write(fifo, "fg");
         std::thread reader([&] {
             for (const char* text : {"fg", "end", "end"})

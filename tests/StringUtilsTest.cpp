@@ -78,6 +78,10 @@ TEST(StringUtilsTest, StepsOverWhatIsNoLead)
     EXPECT_EQ(getPreviousChar(p, p), nullptr);
     EXPECT_TRUE(Utf8CharCount("a\x80") == -1 && Utf8CharCount(Exact("ab\xF0\x9F")) == 3);
     EXPECT_TRUE(Utf8CharLen('\xBF') == -1 && Utf8CharLen('\xFB') == 5 && Utf8CharLen('\xFF') == 8);
+    for (unsigned int byte = 0; byte < 256; ++byte) {
+        const int ones = __builtin_clz(~(byte << 24));
+        EXPECT_EQ(CHAR_LEN_TABLE[byte], ones == 0 ? 1 : ones == 1 || ones > 6 ? -1 : ones > 4 ? -ones : ones);
+    }
     EXPECT_DEATH(getNextChar(nullptr), "StringUtils.cpp.*Assertion `str' failed");
     EXPECT_DEATH(getPreviousChar(nullptr, nullptr), "StringUtils.cpp.*Assertion `str' failed");
 }
