@@ -33,6 +33,8 @@ TEST(HeapStackTest, BlocksOfAllSizesInBuffersOfAllSizes)
                 ASSERT_TRUE(isAt(blocks[kept] + n, stack.getFreeCount()));
             }
             ASSERT_EQ(stack.getFreeCount(), room);
+            stack.clear();
+            ASSERT_TRUE(size < 8 || isAt(buffer.get() + size - 4, room));
         }
     }
     EXPECT_EQ(HeapStack(nullptr, 64).allocate(0), nullptr);
