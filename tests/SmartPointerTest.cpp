@@ -71,7 +71,8 @@ TEST_F(SmartPointerTest, RefusedCountDeletesTheObject)
         const SharedPtr<Base> owner = faults.during([&] { return SharedPtr<Base>(std::move(object)); });
         EXPECT_EQ(Base::destroyed - before, owner ? 0 : 1);
         const SharedPtr<Base> made = faults.during([] { return SharedPtr<Derived>::make(); }); // one block
-        EXPECT_TRUE(faults.again([] { return SharedPtr<Derived>::make(); }));
+        const SharedPtr<Base> again = faults.again([] { return SharedPtr<Derived>::make(); });
+        EXPECT_TRUE(again);
         return owner && made;
     });
 }

@@ -51,7 +51,7 @@ ReportTest::ReportTest()
 ReportTest::~ReportTest()
 {
     install(new ErrorServer::DefaultPolicy);
-    if (mayLeaveBlocks || HasFailure()) // which takes memory
+    if (HasFailure()) // which takes memory
         return;
     // Objects that delete themselves on other threads may be about to.
     EXPECT_TRUE(eventually([&] { return AllocationFaults::getLiveBlocks() == _blocks; })) << "blocks are left";

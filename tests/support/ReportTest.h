@@ -49,8 +49,6 @@ protected:
     void expectNoReports();
     std::vector<Report> takeReports();
 
-    bool mayLeaveBlocks = false; ///< Where a thread is given up with what it holds.
-
 private:
     static void install(Ostrel::ErrorPolicy* policy);
 
