@@ -234,6 +234,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     ostrel/internal/IntegerPiece.h
     ostrel/internal/TextPieces.h
     ostrel/internal/TextSerializerImpl.h
+    ostrel/internal/Wide.h
   SOURCES
     json/JsonData.cpp
     json/JsonDeserializer.cpp

@@ -17,13 +17,13 @@ using Ostrel::ByteBlock;
 /// Without the bit that tells '{' from '[' and '}' from ']'.
 const unsigned char BRACKET_MASK = 0xDF;
 
-inline unsigned int findQuoteOrBackslash(const ByteBlock& block)
+OSTREL_BLOCK_STEP unsigned int findQuoteOrBackslash(const ByteBlock& block)
 {
     return block.find(block.equal('"') | block.equal('\\'));
 }
 
 /// The position of the first byte that is no white space.
-inline unsigned int findNonBlank(const ByteBlock& block)
+OSTREL_BLOCK_STEP unsigned int findNonBlank(const ByteBlock& block)
 {
     return block.findOther(block.equal(' ') | block.equal('\n') | block.equal('\t') | block.equal('\r'));
 }
