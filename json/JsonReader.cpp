@@ -150,7 +150,7 @@ const char* JsonReader::failNumber(const char* at, const char* token, size_t len
 // The steps below are inline, though large, so that the compiler may merge them along the descent.
 
 /// The first byte that is no white space; null when there is none.
-inline const char* JsonReader::findToken(const char* cur)
+__attribute__((always_inline)) inline const char* JsonReader::findToken(const char* cur)
 {
     if (_end - cur >= 2) {
         if (static_cast<unsigned char>(cur[0]) > ' ')
@@ -201,7 +201,8 @@ inline const char* JsonReader::skipBlanksByWords(const char* cur)
 }
 
 /// The position behind `wanted`, which is to be the token at `cur`. A null `cur` is the end.
-inline const char* JsonReader::expect(const char* cur, char wanted, JsonError::Reason reason, JsonError::Reason atEnd)
+__attribute__((always_inline)) inline const char* JsonReader::expect(const char* cur, char wanted,
+                                                                     JsonError::Reason reason, JsonError::Reason atEnd)
 {
     return cur != nullptr && *cur == wanted ? cur + 1 : fail(cur, reason, atEnd);
 }
