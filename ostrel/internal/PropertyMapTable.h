@@ -17,7 +17,7 @@ namespace Ostrel {
 struct PropertyMapTable
 {
     /// The checks are those of `getNumEntries`, which stops the process in its own name.
-    PropertyMapTable(const PropertyMap& map, const unsigned char* buffer)
+    OSTREL_ENTRY_STEP PropertyMapTable(const PropertyMap& map, const unsigned char* buffer)
         : size(loadMapSize(buffer)), offset(loadTableOffset(buffer))
     {
         if (size - PROPERTY_MAP_HEADER_SIZE > PROPERTY_MAP_MAX_SIZE - PROPERTY_MAP_HEADER_SIZE || offset > size)
@@ -26,7 +26,7 @@ struct PropertyMapTable
         count = (size - offset) / PROPERTY_MAP_ENTRY_SIZE;
     }
 
-    int getKey(unsigned int index) const { return PropertyMapEntry(pairs + index).getKey(); }
+    OSTREL_ENTRY_STEP int getKey(unsigned int index) const { return PropertyMapEntry(pairs + index).getKey(); }
 
     uint32_t size; // of the whole buffer
     uint32_t offset;
@@ -113,8 +113,7 @@ public:
         if (count >= 16)
             pair = scanVectors(pair, count & ~3u);
 #endif
-        for (; pair != end; ++pair)
-            scanEntry(PropertyMapEntry(pair));
+        scanEntries(pair, end);
         // No buffer is so large; but what a broken entry holds must not wrap to a place inside.
         _place = _offsets < OFFSET_LIMIT ? _highest : scanBroken(pairs, count);
     }
@@ -142,17 +141,27 @@ private:
     // Types from 3 on have their value in the value area, with a long key those from 1 on; 7 never.
     static const uint32_t LAST_INLINE_TYPE = PM_TYPE_FLOAT;
 
-    void scanEntry(const PropertyMapEntry& entry)
+    void scanEntries(const PropertyMap::KeyValuePair* pair, const PropertyMap::KeyValuePair* end)
     {
-        const uint32_t isLong = entry.tag & 1;
-        const uint32_t type = entry.tag >> 1 & TYPE_MASK;
-        const bool stored = type > LAST_INLINE_TYPE - 2 * isLong && type != TYPE_MASK;
-        const uint32_t offset = stored ? entry.getValueOffset() : 0;
-        const uint32_t place = offset << TYPE_BITS | type; // below the start where nothing is stored
-        _tags |= entry.tag;
-        _offsets |= offset;
-        if (place > _highest)
-            _highest = place;
+        // Copies, which stay in registers.
+        uint32_t highest = _highest;
+        uint32_t tags = _tags;
+        uint32_t offsets = _offsets;
+        for (; pair != end; ++pair) {
+            const PropertyMapEntry entry(pair);
+            const uint32_t isLong = entry.tag & 1;
+            const uint32_t type = entry.tag >> 1 & TYPE_MASK;
+            const bool stored = type > LAST_INLINE_TYPE - 2 * isLong && type != TYPE_MASK;
+            const uint32_t offset = stored ? entry.getValueOffset() : 0;
+            const uint32_t place = offset << TYPE_BITS | type; // below the start where nothing is stored
+            tags |= entry.tag;
+            offsets |= offset;
+            if (place > highest)
+                highest = place;
+        }
+        _highest = highest;
+        _tags = tags;
+        _offsets = offsets;
     }
 
     [[gnu::cold, gnu::noinline]] static uint64_t scanBroken(const PropertyMap::KeyValuePair* pair, unsigned int count)
@@ -177,7 +186,7 @@ private:
         return words[0] | words[1] | words[2] | words[3];
     }
 
-    /// The same as `scanEntry` for four entries a step.
+    /// The same as `scanEntries`, four a step.
     const PropertyMap::KeyValuePair* scanVectors(const PropertyMap::KeyValuePair* pair, unsigned int count)
     {
         Words tags = {0, 0, 0, 0};
@@ -220,7 +229,11 @@ private:
 
 /// Where the value area ends and the free space begins. In a broken map that may be behind the key table's start, even
 /// behind the buffer.
-inline uint64_t findBufferEnd(const PropertyMapTable& table, const unsigned char* buffer)
+#ifndef __OPTIMIZE_SIZE__
+__attribute__((always_inline)) // with few keys the call weighs as much as the search
+#endif
+inline uint64_t
+findBufferEnd(const PropertyMapTable& table, const unsigned char* buffer)
 {
     const PropertyMapScan scan(table.pairs, table.count);
     if (scan.hasUnknownType()) {
