@@ -1,7 +1,5 @@
 #include "json/internal/JsonReader.h"
 
-#include <langinfo.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +7,7 @@
 #include "json/internal/JsonBlock.h"
 #include "json/internal/JsonNumber.h"
 #include "ostrel/StringUtils.h"
+#include "ostrel/internal/FixedPoint.h"
 
 namespace json {
 
@@ -32,12 +31,6 @@ OSTREL_BLOCK_STEP const char* skipSpaces(const char* cur, const char* end)
     return cur;
 }
 
-bool isLocalePointDot()
-{
-    const char* point = nl_langinfo(RADIXCHAR);
-    return point[0] == '.' && point[1] == '\0';
-}
-
 int getHexValue(unsigned char byte)
 {
     if (byte >= '0' && byte <= '9')
@@ -56,7 +49,7 @@ JsonReader::JsonReader(JsonParser* parser, JsonParser::EventHandler* handler, co
       _input(nullptr),
       _window(nullptr),
       _windowSize(0),
-      _isPointDot(isLocalePointDot())
+      _isPointDot(Ostrel::isLocalePointDot())
 {}
 
 JsonReader::JsonReader(JsonParser* parser, JsonParser::EventHandler* handler, Ostrel::InputStream* input, char* window,
@@ -68,7 +61,7 @@ JsonReader::JsonReader(JsonParser* parser, JsonParser::EventHandler* handler, Os
       _input(input),
       _window(window),
       _windowSize(windowSize),
-      _isPointDot(isLocalePointDot())
+      _isPointDot(Ostrel::isLocalePointDot())
 {}
 
 int JsonReader::read()
