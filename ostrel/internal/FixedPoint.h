@@ -3,7 +3,7 @@
 
 namespace Ostrel {
 
-const unsigned int MOST_FIXED_SIZE = 32;
+const unsigned int MOST_FIXED_SIZE = 40;
 
 /// Whether the C library writes and reads the point of a number as a dot.
 bool isLocalePointDot();

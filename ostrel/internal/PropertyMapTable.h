@@ -99,7 +99,8 @@ inline const PropertyMap::KeyValuePair* findEntry(const PropertyMap& map, const 
 /// Finds the value with the highest offset. Nothing in the buffer caches it, and every insert needs it, so this is the
 /// loop that large maps spend their time in.
 ///
-/// A value's place is one number, its offset above and its type in bits 0-2, so that the highest place names both.
+/// A value's place is one number, its offset above and its type in bits 1-3, so that the highest place names both. The
+/// lower four bits are those of the entry.
 /// Where no entry has a value in the value area, it is the start of that, with a type that takes no bytes there.
 class PropertyMapScan
 {
@@ -128,11 +129,12 @@ public:
     }
     PropertyMap_ValueType getType() const
     {
-        return static_cast<PropertyMap_ValueType>(_place & TYPE_MASK);
+        return static_cast<PropertyMap_ValueType>(_place >> 1 & TYPE_MASK);
     }
 
 private:
-    static const unsigned int TYPE_BITS = 3;
+    static const unsigned int TYPE_BITS = 4;
+    static const uint32_t TYPE_BITS_MASK = 15;
     static const uint32_t TYPE_MASK = 7;
 
     // Below it, places are positive as signed 32-bit numbers, which are what vectors compare.
@@ -153,7 +155,8 @@ private:
             const uint32_t type = entry.tag >> 1 & TYPE_MASK;
             const bool stored = type > LAST_INLINE_TYPE - 2 * isLong && type != TYPE_MASK;
             const uint32_t offset = stored ? entry.getValueOffset() : 0;
-            const uint32_t place = offset << TYPE_BITS | type; // below the start where nothing is stored
+            const uint32_t place =
+                offset << TYPE_BITS | (entry.tag & TYPE_BITS_MASK); // below the start where nothing is stored
             tags |= entry.tag;
             offsets |= offset;
             if (place > highest)
@@ -170,7 +173,7 @@ private:
         for (; count != 0; --count, ++pair) {
             const PropertyMapEntry entry(pair);
             const uint64_t place =
-                static_cast<uint64_t>(entry.getValueOffset()) << TYPE_BITS | (entry.getRawType() & TYPE_MASK);
+                static_cast<uint64_t>(entry.getValueOffset()) << TYPE_BITS | (entry.tag & TYPE_BITS_MASK);
             if (entry.isOffsetStored() && place > highest)
                 highest = place;
         }
@@ -197,13 +200,12 @@ private:
             const Words second = loadWord<Words>(pair + 2);
             const Words tagWord = __builtin_shufflevector(first, second, 0, 2, 4, 6);
             const Words word = __builtin_shufflevector(first, second, 1, 3, 5, 7);
-            const Words isLong = -(tagWord & 1);
-            const Words type = tagWord >> 1 & TYPE_MASK;
-            // Type 7 comes out as 0 and the others one higher; all are small, so signed comparisons will do.
-            const Masks rank = (Masks)((type + 1) & TYPE_MASK);
-            const Masks stored = rank > (Masks)(LAST_INLINE_TYPE + 1 + isLong + isLong);
+            const Words isLong = (Words)((Masks)(tagWord << 31) >> 31);
+            // Twice the type, with 7 as 0 and the others one higher: stored from 8 on, with a long key from 4 on.
+            const Words rank = (tagWord + 2) & 14;
+            const Masks stored = (Masks)(rank + (isLong & 4)) > 7;
             const Words offset = ((tagWord >> 8 & isLong) | (word & ~isLong)) & (Words)stored;
-            const Masks place = (Masks)(offset << TYPE_BITS | type);
+            const Masks place = (Masks)(offset << TYPE_BITS | (tagWord & TYPE_BITS_MASK));
             const Masks higher = place > highest;
             highest = (place & higher) | (highest & ~higher);
             tags |= tagWord;
@@ -219,7 +221,7 @@ private:
     }
 #endif
 
-    static const uint32_t START = PROPERTY_MAP_HEADER_SIZE << TYPE_BITS | PM_TYPE_BOOL;
+    static const uint32_t START = PROPERTY_MAP_HEADER_SIZE << TYPE_BITS | PM_TYPE_BOOL << 1;
 
     uint64_t _place;
     uint32_t _highest = START;
