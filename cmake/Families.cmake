@@ -259,6 +259,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     JsonDeserializerTest.cpp
     JsonGenTest.cpp
     JsonParserTest.cpp
+    LocaleTest.cpp
     TextSerializerTest.cpp
     XmlGenTest.cpp
 )
@@ -336,6 +337,10 @@ ostrel_family(Observables TITLE "Observables"
     ostrel/Observable/observable_c.cpp
   TESTS
     ObservableCalls.c
+    AllocationSweepTest.cpp
+    ChangingBytesTest.cpp
+    LyingStreamTest.cpp
     ObservableTest.cpp
     StaticModelTest.cpp
+    SystemCallSweepTest.cpp
 )

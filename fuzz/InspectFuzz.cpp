@@ -4,18 +4,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fuzz/Judge.h"
 #include "ostrel/PropertyMap.h"
 #include "tools/ostrel-inspect/Commands.h"
 
 using namespace Inspect; // NOLINT(google-build-using-namespace)
 
 namespace {
-
-void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
 
 void show(const MapTree& map, const Faults& faults)
 {

@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 
+#include "fuzz/Judge.h"
 #include "ostrel/HeapStack.h"
 #include "ostrel/MemPool.h"
 
@@ -17,12 +18,6 @@ struct Block
     unsigned int size;
     unsigned int freeBefore;
 };
-
-void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
 
 void useStack(Ostrel::HeapStack& stack, std::vector<Block>& blocks, uint8_t operation, uint8_t argument)
 {

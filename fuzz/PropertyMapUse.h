@@ -1,16 +1,65 @@
 #pragma once
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "fuzz/Judge.h"
 #include "ostrel/DynamicPropertyMap.h"
+#include "ostrel/PropertyMapView.h"
 
-inline void require(bool condition)
+template <class Value>
+std::string describeBits(const Value& value)
 {
-    if (!condition)
-        abort();
+    return std::string(reinterpret_cast<const char*>(&value), sizeof(value));
+}
+
+inline std::string describeEntry(int key, int type, const std::string& value)
+{
+    return std::to_string(key) + ":" + std::to_string(type) + ":" + std::to_string(value.size()) + ":" + value;
+}
+
+inline std::string describeMap(const PropertyMapView& map);
+
+inline std::string describeValue(const PropertyMapView::Iterator& entry)
+{
+    bool flag = false;
+    int number = 0;
+    float single = 0;
+    double real = 0;
+    const char* text = nullptr;
+    const unsigned char* bytes = nullptr;
+    unsigned int length = 0;
+    switch (entry.getType()) {
+    case PM_TYPE_BOOL:
+        require(entry.get(&flag) == PM_RC_OK);
+        return flag ? "true" : "false";
+    case PM_TYPE_INT:
+        require(entry.get(&number) == PM_RC_OK);
+        return describeBits(number);
+    case PM_TYPE_FLOAT:
+        require(entry.get(&single) == PM_RC_OK);
+        return describeBits(single);
+    case PM_TYPE_DOUBLE:
+        require(entry.get(&real) == PM_RC_OK);
+        return describeBits(real);
+    case PM_TYPE_STRING:
+        require(entry.get(&text) == PM_RC_OK);
+        return text;
+    default:
+        require(entry.get(&bytes, &length) == PM_RC_OK);
+        return entry.getType() == PM_TYPE_BINARY ? std::string(bytes, bytes + length)
+                                                 : describeMap(PropertyMapView(bytes));
+    }
+}
+
+/// What the map holds, in the order of its keys.
+inline std::string describeMap(const PropertyMapView& map)
+{
+    std::string text;
+    for (auto entry = map.begin(); entry != map.end(); ++entry)
+        text += describeEntry(entry.getKey(), entry.getType(), describeValue(entry));
+    return text;
 }
 
 /// Everything that a receiver does with a map that was found well-formed, except for the dump.
@@ -27,10 +76,14 @@ inline void useMap(unsigned char* buffer)
     const unsigned char* cursor = form.data();
     PropertyMap copy(target.data(), static_cast<unsigned int>(target.size()));
     require(copy.initialize(&cursor) == PM_RC_OK);
-    require(copy.getNumEntries() == map.getNumEntries());
+    const std::string held = describeMap(PropertyMapView(buffer));
+    require(describeMap(PropertyMapView(target.data())) == held);
     require(PropertyMap::isWellFormed(target.data(), static_cast<unsigned int>(target.size())));
 
     DynamicPropertyMap changed(map);
+    const unsigned char* bytes = nullptr;
+    changed.serialize(&bytes);
+    require(describeMap(PropertyMapView(bytes)) == held);
     while (changed.getNumEntries() != 0) {
         const int key = changed.begin().getKey();
         char text[8];

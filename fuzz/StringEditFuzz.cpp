@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fuzz/Judge.h"
 #include "ostrel/DynamicString.h"
 
 using namespace Ostrel;
@@ -12,12 +13,6 @@ namespace {
 const unsigned int BYTE_SIZE = 24;
 const size_t GUARD_SIZE = 8;
 const char GUARDS[GUARD_SIZE + 1] = "\x55\x55\x55\x55\x55\x55\x55\x55";
-
-void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
 
 void edit(WritableString& string, unsigned int operation, unsigned int index, unsigned int count, const char* text)
 {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/Judge.h"
 #include "ostrel/XmlSegment.h"
 
 using Ostrel::XmlSegment;
@@ -33,12 +34,6 @@ struct Options
     const char* name;
     XmlSegment::Between between;
 };
-
-void require(bool condition)
-{
-    if (!condition)
-        abort();
-}
 
 std::vector<Told> cut(const std::string& text, const Options& options)
 {

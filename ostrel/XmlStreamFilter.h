@@ -72,8 +72,9 @@ public:
     ///
     /// -1 also without a stream or a parser; then the other one is not touched.
     ///
-    /// What the parser throws passes through. The document is not ended then; `endDocument` of the parser does it, and
-    /// the stream stands behind the bytes of the call that threw.
+    /// What the parser or the stream throws passes through, and the thread may be cancelled in the stream's reads. The
+    /// document is not ended then; `endDocument` of the parser does it, and the stream stands behind the bytes of the
+    /// call that was left.
     int start();
 
 private:

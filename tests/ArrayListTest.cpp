@@ -20,6 +20,7 @@ TEST_F(ArrayListTest, RefusedGrowthLeavesListAndElement)
             EXPECT_EQ(list.getSize(), next ? size : size + 1);
             EXPECT_EQ(list.getCapacity(), next ? size : size + 8);
             EXPECT_EQ(*list[size - 1], 7);
+            EXPECT_EQ(faults.again([&] { return list.append(AutoPtr<int>(new int(9))); }), 0);
             return code == 0;
         });
     }
@@ -70,11 +71,15 @@ TEST_F(ArrayListTest, GivenUpSlotsReleaseWhatTheyHeld)
     FixedArrayList<std::shared_ptr<int>, 3> list;
     for (const auto& element : {a, b, c})
         EXPECT_EQ(list.append(element), 0);
-    EXPECT_EQ(list.append(a), 2);
+    EXPECT_EQ(list.append(a) + list.insert(0, c), 2 + 2);
+    EXPECT_EQ(list[0], a);
     EXPECT_EQ(list.remove(3), 2);
     EXPECT_EQ(list.remove(1), 0);
     EXPECT_EQ(b.use_count(), 1);
     EXPECT_EQ(list[1], c);
+    EXPECT_EQ(list.insert(3, b), 2) << "beyond the end";
+    EXPECT_EQ(list.insert(1, b), 0);
+    EXPECT_TRUE(list[0] == a && list[1] == b && list[2] == c);
     list.clear();
     EXPECT_EQ(a.use_count() + c.use_count(), 2);
     EXPECT_EQ(list.remove(static_cast<unsigned int>(-1)), 2);

@@ -10,6 +10,7 @@ TEST_F(AutoPtrArrayTest, ElementsAreDeletedAndMisuseIsReported)
     array.set(0, AutoPtr<int>(new int(1)));
     array.set(0, AutoPtr<int>(new int(2)));
     EXPECT_EQ(*array[0], 2);
+    EXPECT_EQ(array.getLength(), 2u);
     expectNoReports();
     EXPECT_EQ(array[1], nullptr);
     expectFailedCheck(Severity::FATAL, "AutoPtrArray", 72, "_array[i]");

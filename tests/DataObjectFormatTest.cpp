@@ -123,8 +123,11 @@ TEST_F(DataObjectFormatTest, TextsHaveAnyLengthAndRefusedMemoryLeaksNone)
         const std::string format = "{'a': [1, 'x', null, %s], %d: 'y" + key + "', '" + key + "': {'b': 1}}";
         const std::string whole = "{2:s(y" + key + ") a:[i1 s(x) null s(z) ] " + key + ":{b:i1 } } ";
         sweepAllocationFailures([&](AllocationFaults& faults) {
-            const AutoPtr<DataObject> tree = faults.during([&] { return DataObject::parse(format.c_str(), "z", 2); });
-            return takeReports().empty() && describe(tree.get()) == whole;
+            const auto parseIt = [&] { return DataObject::parse(format.c_str(), "z", 2); };
+            const AutoPtr<DataObject> tree = faults.during(parseIt);
+            const bool isDone = takeReports().empty() && describe(tree.get()) == whole;
+            EXPECT_EQ(describe(faults.again(parseIt).get()), whole);
+            return isDone;
         });
     }
 }

@@ -119,11 +119,14 @@ TEST_F(DataObjectListSorterTest, RefusedMemoryLosesNoChildAndANullListIsReported
     for (const bool byInsertion : {false, true}) {
         sweepAllocationFailures([=](AllocationFaults& faults) {
             ListOfLists list({3, 1, 4, 2, 0});
-            faults.during([&] { byInsertion ? SORT.insertionSort(list, 0, 5) : SORT(list); });
+            const auto sortIt = [&] { byInsertion ? SORT.insertionSort(list, 0, 5) : SORT(list); };
+            faults.during(sortIt);
             Values values = list.getValues();
             const bool isSorted = std::is_sorted(values.begin(), values.end());
             std::sort(values.begin(), values.end());
             EXPECT_EQ(values, (Values{0, 1, 2, 3, 4}));
+            faults.again(sortIt);
+            EXPECT_EQ(list.getValues(), values);
             return isSorted;
         });
         byInsertion ? SORT.insertionSort(nullptr, 0, 9) : SORT.quickSort(nullptr, 0, 9);

@@ -134,7 +134,7 @@ TEST_F(DataObjectSaxHandlerTest, RefusedMemoryLeavesGapsInThatDocumentOnly)
         const bool isComplete = getTree(handler) == expected;
         EXPECT_NE(takeReports().empty(), !isComplete); // of failed copies, and of entries that are missing
         handler.finished();
-        play(handler, events);
+        faults.again([&] { play(handler, events); });
         EXPECT_EQ(getTree(handler), expected);
         return isComplete;
     });

@@ -1,5 +1,5 @@
 #include "ostrel/DynamicPropertyMap.h"
-#include "tests/support/TestIncludes.h"
+#include "tests/support/AllocationFaults.h"
 
 TEST(DynamicPropertyMapTest, CopiesAreDeep)
 {
@@ -10,6 +10,9 @@ TEST(DynamicPropertyMapTest, CopiesAreDeep)
     DynamicPropertyMap fromMap(original);
     DynamicPropertyMap copy(fromMap);
     fromMap.set(1, 12);
+    const long blocks = AllocationFaults::getLiveBlocks();
+    DynamicPropertyMap(copy).set(1, 13);
+    EXPECT_EQ(AllocationFaults::getLiveBlocks(), blocks);
     for (const PropertyMap& map : {original, static_cast<PropertyMap&>(fromImage), static_cast<PropertyMap&>(copy)}) {
         int value = 0;
         EXPECT_TRUE(map.get(1, &value) == PM_RC_OK && value == 11);

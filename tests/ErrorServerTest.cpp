@@ -17,7 +17,7 @@ class LastWordsPolicy : public ErrorServer::DefaultPolicy
 {
 public:
     explicit LastWordsPolicy(std::string& log) : _log(log) {}
-    ~LastWordsPolicy() override { getServer().trivial("last words"); }
+    ~LastWordsPolicy() override { getServer().trivial("last %s", "words"); }
     void fatal(const char* message) override { _log += message; }
 
 private:
@@ -33,11 +33,10 @@ TEST_F(ErrorServerTest, FormatsAndCutsMessages)
     getServer().fatal("%s:%d - 'syscall errno: %d'", "a.cpp", 7, 4);
     expectReport(Severity::FATAL, "a", 7, "'syscall errno: 4'");
 
-    getServer().recoverable("%s", std::string(1500, 'x').c_str());
-    expectReport(Severity::RECOVERABLE, "", 0, std::string(1023, 'x').c_str());
-
     const char* noFormat = nullptr;
-    getServer().trivial(noFormat, 0);
+    getServer().recoverable("%s", std::string(1500, 'x').c_str());
+    getServer().trivial(noFormat, 0); // right behind the long one, where its text still lies
+    expectReport(Severity::RECOVERABLE, "", 0, std::string(1023, 'x').c_str());
     expectReport(Severity::TRIVIAL, "", 0, "");
 }
 
@@ -80,6 +79,7 @@ TEST_F(ErrorServerTest, ServerWithoutAPolicyReportsItselfAndDropsTheRest)
     faults.disarm();
     expectFailedCheck(Severity::FATAL, "ErrorServer", 73, "_policy");
     server.fatal("dropped");
+    ErrorServer().fatal("dropped by the default policy");
 }
 
 TEST_F(ErrorServerTest, ReportsComeFromSeveralThreadsAtOnce)

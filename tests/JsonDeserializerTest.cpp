@@ -180,6 +180,7 @@ TEST_F(JsonDeserializerTest, CreationSurvivesExhaustedMemory)
 {
     sweepAllocationFailures([](AllocationFaults& faults) {
         const Ostrel::AutoPtr<Deserializer> created = faults.during(json::JsonDeserializer::create);
+        EXPECT_EQ(faults.again(json::JsonDeserializer::create)->getErrorString(), nullptr);
         if (created == nullptr)
             return false;
         ByteArrayInputStream stream("[1]");

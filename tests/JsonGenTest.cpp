@@ -183,6 +183,7 @@ TEST(JsonGenTest, DigitsBehindThePoint)
     gen.array(nullptr).add(1.5, 0).add(-0.1, 16).add(0.25, 20).end();
     EXPECT_EQ(textOf(gen), "[2,-0.1000000000000000,0.2500000000000000]");
     EXPECT_EQ(textOf(gen.reset().object(nullptr).add(nullptr, 1.0, 0).end()), "{\"(null)\":1}");
+    EXPECT_EQ(textOf(gen.reset().array(nullptr).add(1).addWithFormat("%s", "").add(2).end()), "[1,,2]");
     gen.reset().object(nullptr).add(std::string(1000, 'k').c_str(), 1e308, 16).nullTerminate();
     EXPECT_EQ(strlen(gen.getData()), 1 + 1000 + 3 + 309 + 17) << "more than is formatted on the stack";
 }

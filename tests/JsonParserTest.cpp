@@ -3,6 +3,7 @@
 #include <cmath>
 #include <sstream>
 
+#include "json/internal/JsonBlock.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/JsonEventLog.h"
 #include "tests/support/PieceStream.h"
@@ -90,6 +91,51 @@ TEST(JsonParserTest, DocumentsGiveTheirEvents)
     expectError(INVALID,
                 "| \n |[12abc]|[1,]|[,1]|[1 2]|{\"a\":1,}|{\"a\"}|{\"a\" 1}|{\"a\":}|{,}|{1:2}|[}|{]|]|trux|False|nul "
                 "|falsy|\v1|'a'|[1,\v2]                    |[1,                    \f2]");
+}
+
+/// Vectors and the words of hosts without them, whichever of the two this host's parser uses.
+template <class Block>
+static void expectSearchesAsByteByByte()
+{
+    const std::string BYTES = " \n\t\r\"\\[]{};x!\x1F\x80\xA0\xBF\xC0\xDB\xFF", BRACKETS = "[]{}", BLANKS = " \n\t\r";
+    const auto orNone = [](size_t position) { return std::min<size_t>(position, Block::SIZE); };
+    std::mt19937 random(1);
+    for (unsigned int round = 0; round < 60; ++round) {
+        typename Block::Tally lines, continuations;
+        long lineCount = 0, continuationCount = 0;
+        for (unsigned int i = 0; i < Block::Tally::MOST_BLOCKS; ++i) {
+            std::string text(Block::SIZE, round % 3 == 0 ? '\n' : round % 3 == 1 ? ' ' : '\xBF');
+            for (char& byte : text)
+                byte = random() % 8 < i % 5 ? BYTES[random() % BYTES.size()] : byte;
+            const Block block(text.data());
+            std::string offered, brackets;
+            ASSERT_EQ(json::findQuoteOrBackslash(block), orNone(text.find_first_of("\"\\")));
+            ASSERT_EQ(json::findNonBlank(block), orNone(text.find_first_not_of(BLANKS)));
+            ASSERT_EQ(json::findBracket(block, [&](unsigned int at) { return (offered += text[at]).back() == ']'; }),
+                      orNone(text.find(']')));
+            for (const char byte : text.substr(0, text.find(']') + 1 == 0 ? text.npos : text.find(']') + 1))
+                brackets += BRACKETS.find(byte) != BRACKETS.npos ? std::string(1, byte) : "";
+            ASSERT_EQ(offered, brackets);
+            const auto isControl = [](unsigned char byte) { return byte < ' '; };
+            const size_t control =
+                static_cast<size_t>(std::find_if(text.begin(), text.end(), isControl) - text.begin());
+            ASSERT_EQ(block.find(block.below(' ')), control);
+            ASSERT_EQ(block.hasAny(block.below(' ')), control < Block::SIZE);
+            lines.addEqual(block, '\n');
+            lineCount += std::count(text.begin(), text.end(), '\n');
+            continuations.addContinuations(block);
+            continuationCount +=
+                std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) == 0x80; });
+        }
+        ASSERT_EQ(lines.getTotal(), lineCount);
+        ASSERT_EQ(continuations.getTotal(), continuationCount);
+    }
+}
+
+TEST(JsonParserTest, BlocksOfBothKindsAreSearchedAsByteByByte)
+{
+    expectSearchesAsByteByByte<Ostrel::ByteBlock>();
+    expectSearchesAsByteByByte<Ostrel::WordBlock>();
 }
 
 TEST(JsonParserTest, NumbersFollowTheGrammarAndTheirLimits)
@@ -242,6 +288,15 @@ TEST(JsonParserTest, DescriptorsAreReadThroughACopy)
     EXPECT_EQ(dup(ends[0]), next) << "a descriptor leaked";
     for (int fd : {ends[0], ends[1], next})
         close(fd);
+
+    // With standard input closed the copy takes its place, and is closed as any other.
+    const int input = dup(0), output = open("/dev/null", O_WRONLY);
+    close(0);
+    EXPECT_EQ(parseFd(output), INVALID);
+    EXPECT_EQ(close(0), -1) << "a descriptor leaked";
+    dup2(input, 0);
+    close(input);
+    close(output);
 }
 
 TEST(JsonParserTest, ShortTokensTakeNoHeap)
@@ -264,6 +319,7 @@ TEST(JsonParserTest, ExhaustedMemoryMakesTheDataInvalid)
         const int result = faults.during([&] { return parser.parse(document.c_str()); });
         EXPECT_STREQ(parser.getErrorString(), result == 0 ? nullptr : INVALID + 1);
         EXPECT_EQ(parser.getError().reason, result == 0 ? json::JsonError::NONE : json::JsonError::OUT_OF_MEMORY);
+        EXPECT_EQ(faults.again([&] { return parser.parse(document.c_str()); }), 0);
         return result == 0;
     });
 }

@@ -45,6 +45,12 @@ TEST(MemPoolTest, ChunksOfBothKindsOfPool)
     }
 }
 
+TEST(MemPoolTest, ChunksWhoseReciprocalIsNotExact)
+{
+    DynamicMemPool pool(65537, 9); // the last byte of a chunk times 2^32 / 65537, rounded up, is in the next one
+    exercise(pool, 9, 65537);
+}
+
 TEST(MemPoolTest, CountsAndAddressesAtTheEdges)
 {
     static const unsigned int CASES[][3] = {{8, 100, 12}, {8, 8, 0}, {8, 9, 1}, {0, 3, 24}, {0xFFFFFFFF, 100, 0}};
@@ -63,4 +69,8 @@ TEST(MemPoolTest, CountsAndAddressesAtTheEdges)
     unsigned char bitmap[] = {0, 0x14};
     EXPECT_EQ(MemPoolBase::allocate(3, 2, buffer, bitmap), buffer + 30);
     EXPECT_EQ(bitmap[1], 0x10);
+    unsigned char full[] = {0, 0, 2}; // the last byte is another's
+    EXPECT_EQ(MemPoolBase::allocate(3, 2, buffer, full), nullptr);
+    EXPECT_EQ(MemPoolBase::release(3, 2, buffer, full, buffer + 48), full + 2);
+    EXPECT_EQ(full[2], 2);
 }

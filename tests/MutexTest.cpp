@@ -51,6 +51,7 @@ TEST(MutexTest, TimedGuardSleepsAfterEachFailure)
     NestedScopeLock holder(mutex);
     std::thread([&] {
         EXPECT_GE(getDurationMs([&] { NestedScopeLock guard(mutex, 10, 3); }), 30);
+        EXPECT_GE(getDurationMs([&] { NestedScopeLock guard(mutex, 1000, 1); }), 1000);
         EXPECT_LT(getDurationMs([&] { NestedScopeLock guard(mutex, 60000, 0); }), 30000);
     }).join();
     EXPECT_TRUE(isHeld(mutex));

@@ -91,6 +91,10 @@ TEST(ObservableTest, CallsUnderTheLockUntilAnObserverThrows)
     EXPECT_THROW(notifyObservers(subject, 1), int);
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(pthread_mutex_trylock(&mutex), 0);
+    pthread_mutex_unlock(&mutex);
+    EXPECT_EQ(removeObserver(subject, 1, observer) + removeObserver(subject, 1, observer), OBSERVABLE_OK);
+    EXPECT_EQ(notifyObservers(subject, 1), OBSERVABLE_OK); // whose entry still lies behind the used bytes
+    EXPECT_EQ(calls, 1);
     destroyObserver(observer);
     destroyObservable(subject);
     CMutex(nullptr).lock();
@@ -135,7 +139,8 @@ TEST(ObservableFaultTest, ExhaustedMemoryGivesNoHandleAndLeavesNothing)
     sweepAllocationFailures([](AllocationFaults& faults) {
         char buffer[12];
         pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-        ObservablePtr subject = faults.during([&] { return createObservable(buffer, sizeof(buffer), &mutex); });
+        const auto create = [&] { return createObservable(buffer, sizeof(buffer), &mutex); };
+        ObservablePtr subject = faults.during(create);
         ObserverPtr observer = faults.during([] { return createObserver(nullptr); });
         ObserverPtr other = faults.during([] { return createObserverWithUserData(nullptr, nullptr); });
         const bool isDone = subject != nullptr && observer != nullptr && other != nullptr;
@@ -143,6 +148,7 @@ TEST(ObservableFaultTest, ExhaustedMemoryGivesNoHandleAndLeavesNothing)
         destroyObservable(subject);
         destroyObserver(observer);
         destroyObserver(other);
+        destroyObservable(faults.again(create));
         return isDone;
     });
 }

@@ -224,7 +224,7 @@ TEST_F(SAXParserTest, WithoutMemoryTheDocumentEndsThereAndTheNextOneIsWhole)
             EXPECT_EQ(starved.isWellFormed(), outcome == whole);
             for (const Report& report : reports)
                 EXPECT_TRUE(strstr(report.text.c_str(), "'out of memory'") || report.line == 179) << report.message;
-            EXPECT_EQ(run(starved, document), whole) << "with memory back";
+            EXPECT_EQ(faults.again([&] { return run(starved, document); }), whole) << "with memory back";
             return outcome == whole;
         });
     }
@@ -368,6 +368,19 @@ TEST_F(XmlFeederTest, AFilterRefusesWhatIsNotWholeAndStopsAtTheRootsEnd)
     EXPECT_EQ(XmlStreamFilter(failing, sax, STOP).start(), -1);
     EXPECT_EQ(handler.text, "<a><b></b>.");
     takeReports();
+    // Of markup that is given in part, some versions of expat wait for much more than the rest.
+    struct : SAXParser
+    {
+        using SAXParser::SAXParser;
+        void parse(const char* data, unsigned int length) override
+        {
+            pieces.emplace_back(data, length);
+            SAXParser::parse(data, length);
+        }
+        std::vector<std::string> pieces;
+    } recorder{WeakPtr<SAXHandler>(handler)};
+    EXPECT_EQ(XmlStreamFilter(std::make_unique<PieceStream>(large), recorder, STOP).start(), 0);
+    EXPECT_EQ(recorder.pieces, (std::vector<std::string>{large.substr(0, large.size() - 4), "</a>"}));
 }
 
 } // namespace

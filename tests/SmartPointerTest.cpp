@@ -50,6 +50,19 @@ TEST_F(SmartPointerTest, LastShareDeletesTheObjectOnce)
     EXPECT_TRUE(moved && Base::destroyed == 3);
 }
 
+TEST_F(SmartPointerTest, WeakPointersCompareWhereTheyPoint)
+{
+    Derived object, other;
+    const WeakPtr<Derived> weak(object);
+    const WeakPtr<Base> same(weak), different(other), none;
+    EXPECT_TRUE(weak == same && !(weak != same));
+    EXPECT_TRUE(weak != different && !(weak == different));
+    EXPECT_TRUE(weak && !none && none != same);
+    expectNoReports();
+    EXPECT_EQ(none.require(), nullptr);
+    expectFailedCheck(Severity::FATAL, "WeakPtr", 37, "m_ptr");
+}
+
 TEST_F(SmartPointerTest, RefusedCountDeletesTheObject)
 {
     sweepAllocationFailures([](AllocationFaults& faults) {
@@ -58,6 +71,7 @@ TEST_F(SmartPointerTest, RefusedCountDeletesTheObject)
         const SharedPtr<Base> owner = faults.during([&] { return SharedPtr<Base>(std::move(object)); });
         EXPECT_EQ(Base::destroyed - before, owner ? 0 : 1);
         const SharedPtr<Base> made = faults.during([] { return SharedPtr<Derived>::make(); }); // one block
+        EXPECT_TRUE(faults.again([] { return SharedPtr<Derived>::make(); }));
         return owner && made;
     });
 }

@@ -362,6 +362,7 @@ TEST_F(StringTest, ExhaustedMemoryIsACode)
             faults.during([&] { return assigned + text.growAndAppend("ij") + text.insertFormat(1, "%d", 7) == 0; });
         EXPECT_EQ(*text.getData(), assigned == 0 ? 'd' : 'a');
         EXPECT_EQ(done, text == "d7efghij") << text.getData();
+        EXPECT_EQ(faults.again([&] { return text.growAndAssign("0123456789") + text.growAndAppend("x"); }), 0);
         return done;
     });
 }

@@ -234,9 +234,10 @@ TEST(StringUtilsTest, FindsWithoutCase)
 TEST(StringUtilsTest, ComparesWithoutCase)
 {
     const std::tuple<const char*, const char*, int> CASES[] = {
-        {nullptr, nullptr, 0}, {nullptr, "", -1}, {"ABC", "abc", 0}, {"[", "{", -1},
-        {"@", "`", -1},        {"Z", "[", 1},     {"ſ", "S", 0},     {"abcdefgh\x80", "abcdefgh", 0},
-        {"\xFF", "😀", 1},      {"z", "é", -1},    {"Été", "éTÉ", 0}, {"a\xE2", "a\xE2", 0}};
+        {nullptr, nullptr, 0}, {nullptr, "", -1}, {"ABC", "abc", 0},    {"[", "{", -1},
+        {"@", "`", -1},        {"Z", "[", 1},     {"ſ", "S", 0},        {"abcdefgh\x80", "abcdefgh", 0},
+        {"\xFF", "😀", 1},      {"z", "é", -1},    {"Été", "éTÉ", 0},    {"a\xE2", "a\xE2", 0},
+        {"a1b", "a!b", 1},     {"ab1", "ab!", 1}, {"00001", "0000!", 1}};
     for (const auto& [a, b, expected] : CASES) {
         EXPECT_EQ(stringCompareInsensitive(a, b), expected) << a << " " << b;
         EXPECT_EQ(stringCompareInsensitive(b, a), -expected) << b << " " << a;

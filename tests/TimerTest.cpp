@@ -3,19 +3,12 @@
 #include <optional>
 
 #include "tests/support/ReportTest.h"
+#include "tests/support/TemporaryFile.h"
 #include "tests/support/Waiting.h"
 
 using Ostrel::Timer;
 
 namespace {
-
-/// The number that the next descriptor gets.
-int getNextDescriptor()
-{
-    const int fd = dup(0);
-    close(fd);
-    return fd;
-}
 
 /// A thread in `waitSeconds`.
 struct Waiter

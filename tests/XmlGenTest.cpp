@@ -127,7 +127,7 @@ TEST(XmlGenFaultTest, NamesWithoutMemoryAreToldAndTheNextDocumentIsWhole)
         faults.during([&] { write(gen); });
         const bool isDone = bodyOf(gen) == "<a><b></b></a>$";
         EXPECT_TRUE(isDone || gen.getStatus() == XmlGen::OUT_OF_MEMORY || bodyOf(gen)[0] == 'w');
-        write(gen.reset());
+        faults.again([&] { write(gen.reset()); });
         EXPECT_EQ(bodyOf(gen), "<a><b></b></a>$");
         return isDone;
     });

@@ -105,6 +105,7 @@ int exchangeByFunctions(void)
 
     const unsigned int length = property_map_check_externalized_size(map);
     uint32_t consumed = 0;
+    REQUIRE(property_map_externalize(map, NULL, 0) == length && length > 0);
     REQUIRE(property_map_externalize(map, form, length - 1) == 0);
     REQUIRE(property_map_externalize(map, form, length) == length);
     REQUIRE(property_map_is_well_formed_externalized(form, length, &consumed) && consumed == length);

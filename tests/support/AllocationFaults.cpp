@@ -40,6 +40,7 @@ void sweepAllocationFailures(const std::function<bool(AllocationFaults&)>& work)
             const bool completed = work(faults);
             faults.disarm();
             reached = faults.getCount() > index;
+            EXPECT_TRUE(faults.isRepeated()) << "whether it works with memory back was not seen";
             EXPECT_TRUE(reached || completed) << "nothing failed, yet the work was not completed";
             EXPECT_EQ(AllocationFaults::getLiveBlocks(), before) << "blocks are left";
         }

@@ -6,7 +6,10 @@
 /// `strdup` as the library's objects call them; all of them count here.
 ///
 ///     sweepAllocationFailures([](AllocationFaults& faults) {
-///         return faults.during([&] { return list.append(1); }) == 0;
+///         List list;
+///         const bool isDone = faults.during([&] { return list.append(1); }) == 0;
+///         EXPECT_EQ(faults.again([&] { return list.append(2); }), 0);
+///         return isDone;
 ///     });
 ///
 /// Keep the armed stretch to the one call: assertions allocate too. Ordinary (throwing) `operator new` throws when
@@ -38,6 +41,16 @@ public:
         return stretch();
     }
 
+    /// The result of `stretch` with memory back. Each round of a sweep makes this call, of what the refusals have met.
+    template <class Stretch>
+    auto again(const Stretch& stretch)
+    {
+        disarm();
+        _isRepeated = true;
+        return stretch();
+    }
+    bool isRepeated() const { return _isRepeated; }
+
     /// Allocations made, or refused, while armed.
     unsigned int getCount() const { return _count; }
 
@@ -63,10 +76,11 @@ private:
     Mode _mode;
     unsigned int _index;
     unsigned int _count = 0;
+    bool _isRepeated = false;
 };
 
 /// Calls `work` with allocation 0, 1, 2 ... failing, alone and then with all later ones, until it returns true, which
-/// says that the work was completed. After each round no block may be left.
+/// says that the work was completed. Each round uses the same object once more by `again`; then no block may be left.
 void sweepAllocationFailures(const std::function<bool(AllocationFaults&)>& work);
 
 /// The number of allocations that `work` makes.

@@ -1,5 +1,7 @@
 #include "tests/support/ReportTest.h"
 
+#include "tests/support/Waiting.h"
+
 using namespace Ostrel;
 
 namespace {
@@ -33,6 +35,26 @@ void RecordingPolicy::record(Severity severity, const char* message)
 void ReportTest::install(ErrorPolicy* policy)
 {
     Singleton<ErrorServer>::getInstance()->setPolicy(AutoPtr<ErrorPolicy>(policy));
+}
+
+ReportTest::ReportTest()
+{
+    {
+        SCOPED_TRACE("the first one of all keeps some memory");
+    }
+    Singleton<ErrorServer>::getInstance();
+    _blocks = AllocationFaults::getLiveBlocks();
+    install(new RecordingPolicy(_sink));
+}
+
+/// Once the members of the test's own class have gone.
+ReportTest::~ReportTest()
+{
+    install(new ErrorServer::DefaultPolicy);
+    if (HasFailure()) // which takes memory
+        return;
+    // Objects that delete themselves on other threads may be about to.
+    EXPECT_TRUE(eventually([&] { return AllocationFaults::getLiveBlocks() == _blocks; })) << "blocks are left";
 }
 
 void ReportTest::expectReport(Severity severity, const char* source, int line, const char* text)

@@ -34,12 +34,13 @@ private:
     Sink& _sink;
 };
 
-/// Fixture that records reports and, at the end of each test, asserts that none is left that the test did not expect.
+/// Fixture that records reports and, at the end of each test, asserts that none is left that the test did not expect,
+/// and no block of memory.
 class ReportTest : public testing::Test
 {
 protected:
-    ReportTest() { install(new RecordingPolicy(_sink)); }
-    ~ReportTest() override { install(new Ostrel::ErrorServer::DefaultPolicy); }
+    ReportTest();
+    ~ReportTest() override;
     void TearDown() override { expectNoReports(); }
 
     /// Takes the oldest report and compares it. `line` 0 stands for any line.
@@ -52,4 +53,5 @@ private:
     static void install(Ostrel::ErrorPolicy* policy);
 
     RecordingPolicy::Sink _sink;
+    long _blocks = 0; ///< What lives before the test.
 };
