@@ -120,9 +120,7 @@ Work writeDoubles()
 
 Work queryJson()
 {
-    return [] {
-        json::JsonData(document.c_str())("devices")[COUNT / 2]("address")("port").toInt();
-    };
+    return [] { json::JsonData(document.c_str())("devices")[COUNT / 2]("address")("port").toInt(); };
 }
 
 struct SaxCounter : Ostrel::SAXHandler
@@ -305,8 +303,8 @@ struct Subject
 
     Receiver receivers[COUNT];
     char buffer[8 * COUNT];
-    Ostrel::Observable observable{
-        nullptr, Ostrel::AutoPtr<Ostrel::ObservableImplementation>(new Ostrel::PiloObservableImpl(buffer, sizeof(buffer)))};
+    Ostrel::Observable observable{nullptr, Ostrel::AutoPtr<Ostrel::ObservableImplementation>(
+                                               new Ostrel::PiloObservableImpl(buffer, sizeof(buffer)))};
 };
 
 Work notifyAll()
@@ -347,12 +345,30 @@ const Row ROWS[] = {
     {"json-query", queryJson},
     {"json-write-integers", writeNumbers},
     {"json-write-doubles", writeDoubles},
-    {"tree-from-json", [] { return [] { Ostrel::DataObjectHandler handler; readTree(handler); }; }},
+    {"tree-from-json",
+     [] {
+         return [] {
+             Ostrel::DataObjectHandler handler;
+             readTree(handler);
+         };
+     }},
     {"tree-to-json", writeTree<json::JsonSerializer>},
     {"tree-to-xml", writeTree<xml::XmlSerializer>},
     {"tree-by-format", buildByFormat},
-    {"tree-from-xml", [] { return [] { Ostrel::DataObjectSaxHandler handler; parseXml(handler); }; }},
-    {"xml-events", [] { return [] { SaxCounter handler; parseXml(handler); }; }},
+    {"tree-from-xml",
+     [] {
+         return [] {
+             Ostrel::DataObjectSaxHandler handler;
+             parseXml(handler);
+         };
+     }},
+    {"xml-events",
+     [] {
+         return [] {
+             SaxCounter handler;
+             parseXml(handler);
+         };
+     }},
     {"map-insert", insertIntoMap},
     {"map-lookup", lookUpInMap},
     {"map-update", updateMap},

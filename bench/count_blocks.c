@@ -23,7 +23,8 @@ EXPORT int qemu_plugin_install(qemu_plugin_id_t id, const void* info, int argc, 
 int qemu_plugin_version = PLUGIN_VERSION;
 
 /* Code may be translated more than once, each time as a block of its own. */
-struct block {
+struct block
+{
     uint64_t address;
     uint64_t instructions;
     uint64_t runs;
