@@ -231,9 +231,11 @@ ostrel_family(StructuredText TITLE "Structured text"
     json/internal/JsonScratch.h
     ostrel/internal/ByteBlock.h
     ostrel/internal/EscapedPiece.h
+    ostrel/internal/FixedPoint.h
     ostrel/internal/IntegerPiece.h
     ostrel/internal/TextPieces.h
     ostrel/internal/TextSerializerImpl.h
+    ostrel/internal/Wide.h
   SOURCES
     json/JsonData.cpp
     json/JsonDeserializer.cpp
@@ -246,6 +248,7 @@ ostrel_family(StructuredText TITLE "Structured text"
     json/JsonScratch.cpp
     json/JsonSerializer.cpp
     ostrel/EscapedPiece.cpp
+    ostrel/FixedPoint.cpp
     ostrel/IntegerPiece.cpp
     ostrel/TextGenerator.cpp
     xml/XmlGen.cpp

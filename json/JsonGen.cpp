@@ -1,8 +1,10 @@
 #include "json/JsonGen.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "ostrel/internal/EscapedPiece.h"
+#include "ostrel/internal/FixedPoint.h"
 #include "ostrel/internal/IntegerPiece.h"
 #include "ostrel/internal/TextPieces.h"
 
@@ -10,7 +12,9 @@ using Ostrel::BytesPiece;
 using Ostrel::CharacterPiece;
 using Ostrel::IntegerPiece;
 using Ostrel::LiteralPiece;
+using Ostrel::MOST_FIXED_SIZE;
 using Ostrel::signOf;
+using Ostrel::writeFixed;
 
 namespace json {
 
@@ -51,6 +55,20 @@ private:
     const char* _format;
     va_list* _arguments;
     unsigned int _size;
+};
+
+/// A member with a number. One piece, as what formats make of it: where memory runs out it is there as a whole or not.
+class MemberPiece
+{
+public:
+    MemberPiece(const char* key, const BytesPiece& number) : _key(key, strlen(key)), _number(number) {}
+    uint64_t getSize() const { return QUOTE.getSize() + _key.getSize() + END_OF_KEY.getSize() + _number.getSize(); }
+
+    char* writeTo(char* to) const { return _number.writeTo(END_OF_KEY.writeTo(_key.writeTo(QUOTE.writeTo(to)))); }
+
+private:
+    BytesPiece _key;
+    BytesPiece _number;
 };
 
 unsigned int capDigits(unsigned char digits)
@@ -153,6 +171,9 @@ JsonGen& JsonGen::add(double value, unsigned char digits)
         setStatus(EXPECTED_KEY_VALUE);
         return *this;
     }
+    char number[MOST_FIXED_SIZE];
+    if (const unsigned int length = writeFixed(number, value, capDigits(digits)))
+        return addPiece(BytesPiece(number, length));
     return addWithFormat("%.*f", static_cast<int>(capDigits(digits)), value);
 }
 
@@ -187,7 +208,24 @@ JsonGen& JsonGen::add(const char* key, double value, unsigned char digits)
         placeMember(); // for the status
         return *this;
     }
-    return addWithFormat("\"%s\":%.*f", key == nullptr ? "(null)" : key, static_cast<int>(capDigits(digits)), value);
+    if (key == nullptr)
+        key = "(null)";
+    char number[MOST_FIXED_SIZE];
+    if (const unsigned int length = writeFixed(number, value, capDigits(digits)))
+        return addPiece(MemberPiece(key, BytesPiece(number, length)));
+    return addWithFormat("\"%s\":%.*f", key, static_cast<int>(capDigits(digits)), value);
+}
+
+/// Without a look at the key, which `piece` brings with it.
+template <class Piece>
+JsonGen& JsonGen::addPiece(const Piece& piece)
+{
+    if (checkOpen()) {
+        const CharacterPiece comma = commaIf(place() == PLACE_NEXT);
+        write(comma, piece);
+        complete();
+    }
+    return *this;
 }
 
 JsonGen& JsonGen::addWithFormat(const char* format, ...)

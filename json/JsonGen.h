@@ -69,6 +69,8 @@ public:
 
 private:
     OSTREL_LOCAL void addFormatted(const char* format, va_list arguments);
+    template <class Piece>
+    OSTREL_LOCAL JsonGen& addPiece(const Piece& piece);
     template <class... Pieces>
     OSTREL_LOCAL JsonGen& writeValue(const Pieces&... pieces);
     template <class... Pieces>

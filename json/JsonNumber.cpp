@@ -5,10 +5,15 @@
 #include <cstring>
 
 #include "ostrel/Unaligned.h"
+#include "ostrel/internal/ByteBlock.h"
+#include "ostrel/internal/Wide.h"
 
 namespace json {
 
 namespace {
+
+using Ostrel::multiply;
+using Ostrel::Wide;
 
 const int MOST_DIGITS = 19; // of which every number fits into 64 bits
 
@@ -16,16 +21,13 @@ const int MOST_DIGITS = 19; // of which every number fits into 64 bits
 const int LEAST_POWER = -64;
 const int GREATEST_POWER = 55; // the last power of five that fits into 128 bits
 
+const int CUT_BITS = 11; // of 64, for the 53 bits of a double
+const uint32_t HALF = 1U << (CUT_BITS - 1);
+
 const unsigned long long GREATEST_EXACT_INTEGER = 999999999999999; // below 2^53; long fractions are never near it
 const int GREATEST_EXACT_POWER = 22;
 const double EXACT_POWERS_OF_TEN[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                       1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-
-struct Wide
-{
-    uint64_t high;
-    uint64_t low;
-};
 
 /// The leading 128 bits of five to each power, the first of them set, the rest cut off.
 struct PowersOfFive
@@ -81,22 +83,14 @@ constexpr PowersOfFive makePowersOfFive()
 
 constexpr PowersOfFive POWERS_OF_FIVE = makePowersOfFive();
 
-inline Wide multiply(uint64_t a, uint64_t b)
+/// Exact below 2^53. Processors with registers of 32 bits convert no longer words, and a call would take their place.
+inline double toDouble(unsigned long long digits)
 {
-#ifdef __SIZEOF_INT128__
-    __extension__ using Product = unsigned __int128;
-    const Product product = static_cast<Product>(a) * b;
-    return {static_cast<uint64_t>(product >> 64), static_cast<uint64_t>(product)};
-#else
-    const uint64_t aHigh = a >> 32;
-    const uint64_t aLow = static_cast<uint32_t>(a);
-    const uint64_t bHigh = b >> 32;
-    const uint64_t bLow = static_cast<uint32_t>(b);
-    const uint64_t lowest = aLow * bLow;
-    const uint64_t middle = aHigh * bLow + (lowest >> 32); // cannot wrap: (2^32 - 1)^2 + 2^32 - 1 < 2^64
-    const uint64_t other = aLow * bHigh + static_cast<uint32_t>(middle);
-    return {aHigh * bHigh + (middle >> 32) + (other >> 32), other << 32 | static_cast<uint32_t>(lowest)};
-#endif
+    if (sizeof(size_t) >= sizeof(digits))
+        return static_cast<double>(static_cast<long long>(digits));
+    const double UPPER_ONE = 4294967296.0;
+    return static_cast<double>(static_cast<uint32_t>(digits >> 32)) * UPPER_ONE +
+           static_cast<double>(static_cast<uint32_t>(digits));
 }
 
 /// digits * 10^power, rounded to the nearest double; false when 128 bits of the product cannot tell which one it is.
@@ -111,16 +105,18 @@ inline bool scaleByPowerOfTen(uint64_t digits, int power, bool isNegative, doubl
     const Wide lower = multiply(digits << shift, five.low);
     Wide product = {upper.high, upper.low + lower.high};
     product.high += product.low < upper.low;
-
-    // A double takes the first 53 of the 127 or 128 bits, which leaves 74 or 75 to round by.
     const int leadingBit = static_cast<int>(product.high >> 63);
-    const int cutBits = 10 + leadingBit;
-    uint64_t fraction = product.high >> cutBits;
-    const uint64_t cutHigh = product.high & ((uint64_t{1} << cutBits) - 1);
-    const uint64_t half = uint64_t{1} << (cutBits - 1);
-    if ((cutHigh == half && product.low == 0) || (cutHigh == half - 1 && product.low == UINT64_MAX))
+    if (leadingBit == 0) {
+        product.high = product.high << 1 | product.low >> 63;
+        product.low <<= 1;
+    }
+
+    // A double takes the first 53 of the 128 bits, which leaves 75 to round by. The last one may have been shifted in.
+    uint64_t fraction = product.high >> CUT_BITS;
+    const uint32_t cut = static_cast<uint32_t>(product.high) & (2 * HALF - 1);
+    if ((cut == HALF && product.low == 0) || (cut == HALF - 1 && (product.low | 1) == UINT64_MAX))
         return false;
-    fraction += cutHigh >= half;
+    fraction += cut >= HALF;
 
     // floor(log2(10^power)), exact for every power of the table
     const int binaryPower = (power * 217706) >> 16;
@@ -182,7 +178,7 @@ inline const char* gatherFraction(const char* text, const char* end, unsigned lo
         const uint64_t bytes = Ostrel::loadU64(text);
         const uint64_t others = findOthers(bytes);
         if (others != 0) {
-            const unsigned int count = static_cast<unsigned int>(__builtin_ctzll(others)) / 8;
+            const unsigned int count = Ostrel::findLowestBit(others) / 8;
             if (count != 0) // what is shifted in counts as leading zeros
                 digits = digits * TENS[count] + combineDigits(bytes << (64 - 8 * count));
             return text + count;
@@ -248,7 +244,7 @@ inline void JsonNumber::setReal(unsigned long long digits, long long exponent)
 {
     if (digits <= GREATEST_EXACT_INTEGER && exponent >= -GREATEST_EXACT_POWER && exponent <= GREATEST_EXACT_POWER) {
         // Both are doubles as they stand, so that the one operation rounds correctly.
-        const double magnitude = static_cast<double>(static_cast<long long>(digits));
+        const double magnitude = toDouble(digits);
         real = exponent < 0 ? magnitude / EXACT_POWERS_OF_TEN[-exponent] : magnitude * EXACT_POWERS_OF_TEN[exponent];
         real = _isNegative ? -real : real;
     } else if (digits == 0) {
@@ -279,7 +275,8 @@ inline const char* JsonNumber::scanReal(const char* first, const char* point, co
             return text;
     }
     kind = UNDECIDED;
-    if (behindDigits - first <= MOST_DIGITS || !hasTooManyDigits(first, behindDigits))
+    const int pointSize = *point == '.' ? 1 : 0;
+    if (behindDigits - first - pointSize <= MOST_DIGITS || !hasTooManyDigits(first, behindDigits))
         setReal(digits, exponent);
     return text;
 }
@@ -290,6 +287,7 @@ const char* JsonNumber::scan(const char* text, const char* end)
     const char* const first = text + (isNegative ? 1 : 0);
     unsigned long long digits = 0;
     const char* const behind = gatherDigits(first, end, digits);
+    kind = INVALID;
     _isNegative = isNegative;
     _digits = digits;
     if (behind == first)

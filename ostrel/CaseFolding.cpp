@@ -5,7 +5,7 @@ namespace Ostrel {
 // The one-to-one foldings (statuses C and S) of Unicode 4.1's CaseFolding.txt up to U+10427. Later versions fold
 // U+0241 differently and know more letters; the order that these rows give stays: see docs/compatibility.md.
 // clang-format off
-const CaseFolding CASE_FOLDINGS[CASE_FOLDING_COUNT] = {
+constexpr CaseFolding CASE_FOLDINGS[CASE_FOLDING_COUNT] = {
     {0x41, 25, 1, 32}, {0xB5, 0, 1, 775}, {0xC0, 22, 1, 32}, {0xD8, 6, 1, 32}, {0x100, 46, 2, 1}, {0x132, 4, 2, 1},
     {0x139, 14, 2, 1}, {0x14A, 44, 2, 1}, {0x178, 0, 1, -121}, {0x179, 4, 2, 1}, {0x17F, 0, 1, -268},
     {0x181, 0, 1, 210}, {0x182, 2, 2, 1}, {0x186, 0, 1, 206}, {0x187, 0, 1, 1}, {0x189, 1, 1, 205}, {0x18B, 0, 1, 1},
@@ -31,5 +31,23 @@ const CaseFolding CASE_FOLDINGS[CASE_FOLDING_COUNT] = {
     {0x10400, 39, 1, 40},
 };
 // clang-format on
+
+namespace {
+
+constexpr CaseFoldingRows makeRows()
+{
+    CaseFoldingRows found = {};
+    uint8_t row = 0;
+    for (uint32_t block = 0; block <= CASE_FOLDING_BLOCKS; ++block) {
+        while (CASE_FOLDINGS[row].first + CASE_FOLDINGS[row].span < block * CASE_FOLDING_BLOCK)
+            ++row;
+        found.rows[block] = row;
+    }
+    return found;
+}
+
+} // namespace
+
+constexpr CaseFoldingRows CASE_FOLDING_ROWS = makeRows();
 
 } // namespace Ostrel

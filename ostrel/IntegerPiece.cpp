@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "ostrel/internal/Wide.h"
+
 namespace Ostrel {
 
 namespace {
@@ -37,6 +39,24 @@ unsigned int countLongDigits(unsigned long long magnitude)
     return static_cast<unsigned int>(floor(log10(static_cast<double>(magnitude)))) + 1;
 }
 
+// The quotients by products with the reciprocal, as compilers make them unless they save space: then each would be a
+// call, of a hundred instructions where a long long is divided on 32 bits.
+
+uint32_t divideByHundred(uint32_t value) ///< Below 10^4.
+{
+    return value * 5243 >> 19;
+}
+
+uint32_t divideByTenThousand(uint32_t value)
+{
+    return static_cast<uint32_t>(value * uint64_t{3518437209u} >> 45);
+}
+
+uint64_t divideByBillion(uint64_t value)
+{
+    return multiply(value >> 9, 0x44B82FA09B5A53).high >> 11;
+}
+
 void writePair(char* to, unsigned int value)
 {
     memcpy(to, DIGIT_PAIRS + 2 * value, 2);
@@ -45,18 +65,26 @@ void writePair(char* to, unsigned int value)
 /// Writes the lowest `digits` digits, filled up with zeros.
 void writeDigits(char* end, unsigned int value, unsigned int digits)
 {
-    for (; digits >= 4; digits -= 4, value /= 10000) {
-        // Four at a time shorten the chain of divisions that wait for each other.
+    while (digits >= 4) {
+        // Four at a time shorten the chain of steps that wait for each other.
+        const unsigned int rest = divideByTenThousand(value);
+        const unsigned int four = value - rest * 10000;
+        const unsigned int upper = divideByHundred(four);
         end -= 4;
-        writePair(end, value % 10000 / 100);
-        writePair(end + 2, value % 100);
+        writePair(end, upper);
+        writePair(end + 2, four - upper * 100);
+        digits -= 4;
+        value = rest;
     }
-    for (; digits >= 2; digits -= 2, value /= 100) {
+    if (digits >= 2) {
+        const unsigned int rest = divideByHundred(value);
         end -= 2;
-        writePair(end, value % 100);
+        writePair(end, value - rest * 100);
+        digits -= 2;
+        value = rest;
     }
     if (digits == 1)
-        end[-1] = static_cast<char>('0' + value % 10);
+        end[-1] = static_cast<char>('0' + value);
 }
 
 } // namespace
@@ -73,8 +101,11 @@ char* IntegerPiece::writeTo(char* to) const
     unsigned long long rest = _magnitude;
     unsigned int digits = _digits;
     char* chunkEnd = end;
-    for (; digits > 9; digits -= 9, chunkEnd -= 9, rest /= NINE_DIGITS)
-        writeDigits(chunkEnd, static_cast<unsigned int>(rest % NINE_DIGITS), 9);
+    for (; digits > 9; digits -= 9, chunkEnd -= 9) {
+        const unsigned long long upper = divideByBillion(rest);
+        writeDigits(chunkEnd, static_cast<unsigned int>(rest - upper * NINE_DIGITS), 9);
+        rest = upper;
+    }
     writeDigits(chunkEnd, static_cast<unsigned int>(rest), digits);
     return end;
 }

@@ -1,6 +1,8 @@
 #include "json/JsonGen.h"
 
+#include <cfenv>
 #include <cmath>
+#include <random>
 
 #include "tests/support/AllocationFaults.h"
 
@@ -184,6 +186,28 @@ TEST(JsonGenTest, DigitsBehindThePoint)
     EXPECT_EQ(textOf(gen.reset().array(nullptr).add(1).addWithFormat("%s", "").add(2).end()), "[1,,2]");
     gen.reset().object(nullptr).add(std::string(1000, 'k').c_str(), 1e308, 16).nullTerminate();
     EXPECT_EQ(strlen(gen.getData()), 1 + 1000 + 3 + 309 + 17) << "more than is formatted on the stack";
+}
+
+TEST(JsonGenTest, FractionsAreRoundedAsByTheCLibrary)
+{
+    std::mt19937_64 random(1);
+    std::vector<double> values = {0.0,  -0.0, 0.5, 1.5,   2.5,       -0.125,    0.375,    9.9999, 0.0009765625,
+                                  1e-5, 1e15, 1e9, 1e300, 0.1 + 0.2, 99999.995, HUGE_VAL, -NAN,   562949953421311.5};
+    for (int i = 0; i < 20000; ++i)
+        values.push_back(
+            std::ldexp(static_cast<double>(random() >> (random() % 64)), -static_cast<int>(random() % 70)));
+    for (const double value : values) {
+        const int digits = static_cast<int>(random() % 12);
+        for (const int mode : {FE_TONEAREST, FE_UPWARD}) {
+            fesetround(mode);
+            char expected[400];
+            snprintf(expected, sizeof(expected), "%.*f", digits, value);
+            JsonGen gen;
+            gen.add(value, static_cast<unsigned char>(digits)).nullTerminate();
+            fesetround(FE_TONEAREST);
+            ASSERT_STREQ(gen.getData(), expected) << digits;
+        }
+    }
 }
 
 TEST(JsonGenTest, IntegersAreWrittenAsTheLogarithmCountsThem)

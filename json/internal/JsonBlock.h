@@ -18,14 +18,14 @@ using Ostrel::ByteBlock;
 const unsigned char BRACKET_MASK = 0xDF;
 
 template <class Block>
-unsigned int findQuoteOrBackslash(const Block& block)
+OSTREL_BLOCK_STEP unsigned int findQuoteOrBackslash(const Block& block)
 {
     return block.find(block.equal('"') | block.equal('\\'));
 }
 
 /// The position of the first byte that is no white space.
 template <class Block>
-unsigned int findNonBlank(const Block& block)
+OSTREL_BLOCK_STEP unsigned int findNonBlank(const Block& block)
 {
     return block.findOther(block.equal(' ') | block.equal('\n') | block.equal('\t') | block.equal('\r'));
 }

@@ -23,17 +23,18 @@ public:
     /// that could not go on.
     const char* scan(const char* text, const char* end);
 
-    Kind kind = INVALID;
-    long long integer = 0;
-    double real = 0;
+    // Only what `kind` names is set: each number has one of these, and clearing the rest took a tenth of its time.
+    Kind kind;
+    long long integer;
+    double real;
 
 private:
     const char* scanReal(const char* first, const char* point, const char* end);
     void setInteger(const char* first, const char* behind);
     void setReal(unsigned long long digits, long long exponent);
 
-    bool _isNegative = false;
-    unsigned long long _digits = 0; ///< All digits of the number, modulo 2^64.
+    bool _isNegative;
+    unsigned long long _digits; ///< All digits of the number, modulo 2^64.
 };
 
 /// Tells byte by byte where a number ends, for text that comes in pieces.

@@ -59,6 +59,7 @@ private:
                                                         const char* behind, size_t keySize);
     const char* findToken(const char* cur);
     const char* skipBlanks(const char* cur);
+    const char* skipBlanksByWords(const char* cur);
     const char* expect(const char* cur, char wanted, JsonError::Reason reason, JsonError::Reason atEnd);
 
     const char* readValue(const char* at, size_t keySize);

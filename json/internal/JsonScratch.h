@@ -22,7 +22,10 @@ public:
     char* getData() { return _data; }
 
     /// Where `place`, a place in the buffer, is once `size` bytes fit there; null when memory is exhausted.
-    char* makeRoom(char* place, size_t size) { return hasRoom(place, size) ? place : grow(place, size); }
+    __attribute__((always_inline)) char* makeRoom(char* place, size_t size)
+    {
+        return hasRoom(place, size) ? place : grow(place, size);
+    }
 
     bool hasRoom(const char* place, size_t size) const { return static_cast<size_t>(_end - place) >= size; }
 

@@ -12,6 +12,7 @@
 /// Threads:   plain memory accesses.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "ostrel/Unaligned.h"
@@ -22,7 +23,21 @@
 #include <arm_neon.h>
 #endif
 
+// The steps are a few instructions each, and a call of them costs as many: compilers that save space would make one.
+#define OSTREL_BLOCK_STEP __attribute__((always_inline)) inline
+
 namespace Ostrel {
+
+/// The place of the lowest bit that is set; one must be. Where registers have 32 bits the compiler would call its
+/// library for a longer word.
+OSTREL_BLOCK_STEP unsigned int findLowestBit(uint64_t word)
+{
+    if (sizeof(size_t) >= sizeof(uint64_t))
+        return static_cast<unsigned int>(__builtin_ctzll(word));
+    const uint32_t low = static_cast<uint32_t>(word);
+    return static_cast<unsigned int>(low != 0 ? __builtin_ctz(low)
+                                              : __builtin_ctz(static_cast<uint32_t>(word >> 32)) + 32);
+}
 
 /// Eight bytes, as every host can.
 class WordBlock
@@ -32,34 +47,34 @@ public:
     using Marks = uint64_t;
     using Gathered = uint64_t;
 
-    explicit WordBlock(uint64_t bytes) : _bytes(bytes) {}
-    explicit WordBlock(const char* from) : _bytes(loadU64(from)) {}
+    OSTREL_BLOCK_STEP explicit WordBlock(uint64_t bytes) : _bytes(bytes) {}
+    OSTREL_BLOCK_STEP explicit WordBlock(const char* from) : _bytes(loadU64(from)) {}
 
-    void store(char* to) const { storeU64(to, _bytes); }
-    WordBlock masked(unsigned char mask) const { return WordBlock(_bytes & (mask * ONES)); }
+    OSTREL_BLOCK_STEP void store(char* to) const { storeU64(to, _bytes); }
+    OSTREL_BLOCK_STEP WordBlock masked(unsigned char mask) const { return WordBlock(_bytes & (mask * ONES)); }
 
     // The highest bit of a byte is its mark. Seven bits are compared, which carry into the eighth and no further, so
     // the marks are right on any byte order. Bytes of 128 and above drop out when the marks are gathered.
-    Marks equal(unsigned char byte) const { return ~((getLow() ^ (byte * ONES)) + LOW_BITS); }
-    Marks below(unsigned char byte) const { return ~(getLow() + (128U - byte) * ONES); }
-    Gathered gather(Marks marks) const { return marks & ~_bytes & ~LOW_BITS; }
+    OSTREL_BLOCK_STEP Marks equal(unsigned char byte) const { return ~((getLow() ^ (byte * ONES)) + LOW_BITS); }
+    OSTREL_BLOCK_STEP Marks below(unsigned char byte) const { return ~(getLow() + (128U - byte) * ONES); }
+    OSTREL_BLOCK_STEP Gathered gather(Marks marks) const { return marks & ~_bytes & ~LOW_BITS; }
 
-    bool hasAny(Marks marks) const { return gather(marks) != 0; }
-    unsigned int find(Marks marks) const { return findFirst(gather(marks)); }
-    unsigned int findOther(Marks marks) const { return findFirst(~gather(marks) & ~LOW_BITS); }
+    OSTREL_BLOCK_STEP bool hasAny(Marks marks) const { return gather(marks) != 0; }
+    OSTREL_BLOCK_STEP unsigned int find(Marks marks) const { return findFirst(gather(marks)); }
+    OSTREL_BLOCK_STEP unsigned int findOther(Marks marks) const { return findFirst(~gather(marks) & ~LOW_BITS); }
 
-    static unsigned int findFirst(Gathered found)
+    OSTREL_BLOCK_STEP static unsigned int findFirst(Gathered found)
     {
         if (found == 0)
             return SIZE;
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-        return static_cast<unsigned int>(__builtin_ctzll(found)) / 8;
+        return findLowestBit(found) / 8;
 #else
         return static_cast<unsigned int>(__builtin_clzll(found)) / 8;
 #endif
     }
 
-    static Gathered dropFirst(Gathered found)
+    OSTREL_BLOCK_STEP static Gathered dropFirst(Gathered found)
     {
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
         return found & (found - 1);
@@ -73,10 +88,13 @@ public:
     public:
         enum { MOST_BLOCKS = 255 }; // a byte for each position
 
-        void addEqual(const WordBlock& block, unsigned char byte) { _sums += block.gather(block.equal(byte)) >> 7; }
+        OSTREL_BLOCK_STEP void addEqual(const WordBlock& block, unsigned char byte)
+        {
+            _sums += block.gather(block.equal(byte)) >> 7;
+        }
 
         /// Those of UTF-8: the highest bit is set and the next one is not.
-        void addContinuations(const WordBlock& block)
+        OSTREL_BLOCK_STEP void addContinuations(const WordBlock& block)
         {
             _sums += (block._bytes & ~(block._bytes << 1) & ~LOW_BITS) >> 7;
         }
@@ -96,7 +114,7 @@ private:
     static constexpr uint64_t ONES = 0x0101010101010101U;
     static constexpr uint64_t LOW_BITS = 0x7F * ONES;
 
-    uint64_t getLow() const
+    OSTREL_BLOCK_STEP uint64_t getLow() const
     {
         return _bytes & LOW_BITS;
     }

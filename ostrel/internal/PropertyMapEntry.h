@@ -47,19 +47,27 @@ inline bool isShortKey(int key)
     return (static_cast<uint32_t>(key) & 0xFF000000u) == 0;
 }
 
+// Each of these steps is a few instructions, as a call of it is, which compilers that save space would make. The others
+// weigh better what stands around the step.
+#ifdef __OPTIMIZE_SIZE__
+#define OSTREL_ENTRY_STEP __attribute__((always_inline)) inline
+#else
+#define OSTREL_ENTRY_STEP inline
+#endif
+
 /// One key entry, copied from the table. What `PropertyMap` tells about an entry has the same name here.
 struct PropertyMapEntry
 {
-    explicit PropertyMapEntry(const PropertyMap::KeyValuePair* pair)
+    OSTREL_ENTRY_STEP explicit PropertyMapEntry(const PropertyMap::KeyValuePair* pair)
         : tag(loadLE32(pair->bytes)), word(loadU32(pair->bytes + 4))
     {}
 
     /// The key takes the word and leaves the value the 24-bit field.
-    bool isLong() const { return (tag & 1) != 0; }
-    int getKey() const { return static_cast<int>(isLong() ? word : tag >> 8); }
+    OSTREL_ENTRY_STEP bool isLong() const { return (tag & 1) != 0; }
+    OSTREL_ENTRY_STEP int getKey() const { return static_cast<int>(isLong() ? word : tag >> 8); }
 
     /// The value's offset, or the value itself where it is inline.
-    uint32_t getValueOffset() const { return isLong() ? tag >> 8 : word; }
+    OSTREL_ENTRY_STEP uint32_t getValueOffset() const { return isLong() ? tag >> 8 : word; }
 
     /// Bits 1-7, unchecked.
     unsigned int getRawType() const { return (tag & 0xFF) >> 1; }
@@ -71,7 +79,7 @@ struct PropertyMapEntry
     }
 
     /// Whether the value lies in the value area: types from double on, and numbers whose key takes the entry's word.
-    bool isOffsetStored() const
+    OSTREL_ENTRY_STEP bool isOffsetStored() const
     {
         const uint32_t STORED = 0x3FE8; // a bit for each value of the entry's first byte
         const uint32_t first = tag & 0xFF;

@@ -17,7 +17,7 @@ namespace Ostrel {
 struct PropertyMapTable
 {
     /// The checks are those of `getNumEntries`, which stops the process in its own name.
-    PropertyMapTable(const PropertyMap& map, const unsigned char* buffer)
+    OSTREL_ENTRY_STEP PropertyMapTable(const PropertyMap& map, const unsigned char* buffer)
         : size(loadMapSize(buffer)), offset(loadTableOffset(buffer))
     {
         if (size - PROPERTY_MAP_HEADER_SIZE > PROPERTY_MAP_MAX_SIZE - PROPERTY_MAP_HEADER_SIZE || offset > size)
@@ -26,7 +26,7 @@ struct PropertyMapTable
         count = (size - offset) / PROPERTY_MAP_ENTRY_SIZE;
     }
 
-    int getKey(unsigned int index) const { return PropertyMapEntry(pairs + index).getKey(); }
+    OSTREL_ENTRY_STEP int getKey(unsigned int index) const { return PropertyMapEntry(pairs + index).getKey(); }
 
     uint32_t size; // of the whole buffer
     uint32_t offset;
@@ -99,7 +99,8 @@ inline const PropertyMap::KeyValuePair* findEntry(const PropertyMap& map, const 
 /// Finds the value with the highest offset. Nothing in the buffer caches it, and every insert needs it, so this is the
 /// loop that large maps spend their time in.
 ///
-/// A value's place is one number, its offset above and its type in bits 0-2, so that the highest place names both.
+/// A value's place is one number, its offset above and its type in bits 1-3, so that the highest place names both. The
+/// lower four bits are those of the entry.
 /// Where no entry has a value in the value area, it is the start of that, with a type that takes no bytes there.
 class PropertyMapScan
 {
@@ -113,8 +114,7 @@ public:
         if (count >= 16)
             pair = scanVectors(pair, count & ~3u);
 #endif
-        for (; pair != end; ++pair)
-            scanEntry(PropertyMapEntry(pair));
+        scanEntries(pair, end);
         // No buffer is so large; but what a broken entry holds must not wrap to a place inside.
         _place = _offsets < OFFSET_LIMIT ? _highest : scanBroken(pairs, count);
     }
@@ -129,11 +129,12 @@ public:
     }
     PropertyMap_ValueType getType() const
     {
-        return static_cast<PropertyMap_ValueType>(_place & TYPE_MASK);
+        return static_cast<PropertyMap_ValueType>(_place >> 1 & TYPE_MASK);
     }
 
 private:
-    static const unsigned int TYPE_BITS = 3;
+    static const unsigned int TYPE_BITS = 4;
+    static const uint32_t TYPE_BITS_MASK = 15;
     static const uint32_t TYPE_MASK = 7;
 
     // Below it, places are positive as signed 32-bit numbers, which are what vectors compare.
@@ -142,17 +143,28 @@ private:
     // Types from 3 on have their value in the value area, with a long key those from 1 on; 7 never.
     static const uint32_t LAST_INLINE_TYPE = PM_TYPE_FLOAT;
 
-    void scanEntry(const PropertyMapEntry& entry)
+    void scanEntries(const PropertyMap::KeyValuePair* pair, const PropertyMap::KeyValuePair* end)
     {
-        const uint32_t isLong = entry.tag & 1;
-        const uint32_t type = entry.tag >> 1 & TYPE_MASK;
-        const bool stored = type > LAST_INLINE_TYPE - 2 * isLong && type != TYPE_MASK;
-        const uint32_t offset = stored ? entry.getValueOffset() : 0;
-        const uint32_t place = offset << TYPE_BITS | type; // below the start where nothing is stored
-        _tags |= entry.tag;
-        _offsets |= offset;
-        if (place > _highest)
-            _highest = place;
+        // Copies, which stay in registers.
+        uint32_t highest = _highest;
+        uint32_t tags = _tags;
+        uint32_t offsets = _offsets;
+        for (; pair != end; ++pair) {
+            const PropertyMapEntry entry(pair);
+            const uint32_t isLong = entry.tag & 1;
+            const uint32_t type = entry.tag >> 1 & TYPE_MASK;
+            const bool stored = type > LAST_INLINE_TYPE - 2 * isLong && type != TYPE_MASK;
+            const uint32_t offset = stored ? entry.getValueOffset() : 0;
+            const uint32_t place =
+                offset << TYPE_BITS | (entry.tag & TYPE_BITS_MASK); // below the start where nothing is stored
+            tags |= entry.tag;
+            offsets |= offset;
+            if (place > highest)
+                highest = place;
+        }
+        _highest = highest;
+        _tags = tags;
+        _offsets = offsets;
     }
 
     [[gnu::cold, gnu::noinline]] static uint64_t scanBroken(const PropertyMap::KeyValuePair* pair, unsigned int count)
@@ -161,7 +173,7 @@ private:
         for (; count != 0; --count, ++pair) {
             const PropertyMapEntry entry(pair);
             const uint64_t place =
-                static_cast<uint64_t>(entry.getValueOffset()) << TYPE_BITS | (entry.getRawType() & TYPE_MASK);
+                static_cast<uint64_t>(entry.getValueOffset()) << TYPE_BITS | (entry.tag & TYPE_BITS_MASK);
             if (entry.isOffsetStored() && place > highest)
                 highest = place;
         }
@@ -177,7 +189,7 @@ private:
         return words[0] | words[1] | words[2] | words[3];
     }
 
-    /// The same as `scanEntry` for four entries a step.
+    /// The same as `scanEntries`, four a step.
     const PropertyMap::KeyValuePair* scanVectors(const PropertyMap::KeyValuePair* pair, unsigned int count)
     {
         Words tags = {0, 0, 0, 0};
@@ -188,13 +200,12 @@ private:
             const Words second = loadWord<Words>(pair + 2);
             const Words tagWord = __builtin_shufflevector(first, second, 0, 2, 4, 6);
             const Words word = __builtin_shufflevector(first, second, 1, 3, 5, 7);
-            const Words isLong = -(tagWord & 1);
-            const Words type = tagWord >> 1 & TYPE_MASK;
-            // Type 7 comes out as 0 and the others one higher; all are small, so signed comparisons will do.
-            const Masks rank = (Masks)((type + 1) & TYPE_MASK);
-            const Masks stored = rank > (Masks)(LAST_INLINE_TYPE + 1 + isLong + isLong);
+            const Words isLong = (Words)((Masks)(tagWord << 31) >> 31);
+            // Twice the type, with 7 as 0 and the others one higher: stored from 8 on, with a long key from 4 on.
+            const Words rank = (tagWord + 2) & 14;
+            const Masks stored = (Masks)(rank + (isLong & 4)) > 7;
             const Words offset = ((tagWord >> 8 & isLong) | (word & ~isLong)) & (Words)stored;
-            const Masks place = (Masks)(offset << TYPE_BITS | type);
+            const Masks place = (Masks)(offset << TYPE_BITS | (tagWord & TYPE_BITS_MASK));
             const Masks higher = place > highest;
             highest = (place & higher) | (highest & ~higher);
             tags |= tagWord;
@@ -210,7 +221,7 @@ private:
     }
 #endif
 
-    static const uint32_t START = PROPERTY_MAP_HEADER_SIZE << TYPE_BITS | PM_TYPE_BOOL;
+    static const uint32_t START = PROPERTY_MAP_HEADER_SIZE << TYPE_BITS | PM_TYPE_BOOL << 1;
 
     uint64_t _place;
     uint32_t _highest = START;
@@ -220,7 +231,11 @@ private:
 
 /// Where the value area ends and the free space begins. In a broken map that may be behind the key table's start, even
 /// behind the buffer.
-inline uint64_t findBufferEnd(const PropertyMapTable& table, const unsigned char* buffer)
+#ifndef __OPTIMIZE_SIZE__
+__attribute__((always_inline)) // with few keys the call weighs as much as the search
+#endif
+inline uint64_t
+findBufferEnd(const PropertyMapTable& table, const unsigned char* buffer)
 {
     const PropertyMapScan scan(table.pairs, table.count);
     if (scan.hasUnknownType()) {

@@ -20,7 +20,7 @@ inline bool isContinuation(char c)
 }
 
 /// The first byte from `p` on that is no continuation byte; the terminator is none.
-inline const char* skipContinuation(const char* p)
+__attribute__((always_inline)) inline const char* skipContinuation(const char* p)
 {
     while (isContinuation(*p))
         ++p;
