@@ -73,7 +73,6 @@ void FifoBuffer::_construct(unsigned char* storage, unsigned int size, void (*de
     _moreDataToRead = true;
     _released = true;
     _sleepsToCome = 0;
-    PatientLock::simplify(_mutex);
 }
 
 void FifoBuffer::write(unsigned char* data, unsigned int length)
@@ -114,7 +113,7 @@ int FifoBuffer::read(unsigned char*& data)
 
 void FifoBuffer::closeWrite()
 {
-    const PatientLock guard(_mutex);
+    const NestedScopeLock guard(_mutex);
     _moreDataToRead = false;
     _changed.broadcast();
 }
