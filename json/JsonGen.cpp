@@ -57,20 +57,6 @@ private:
     unsigned int _size;
 };
 
-/// A member with a number. One piece, as what formats make of it: where memory runs out it is there as a whole or not.
-class MemberPiece
-{
-public:
-    MemberPiece(const char* key, const BytesPiece& number) : _key(key, strlen(key)), _number(number) {}
-    uint64_t getSize() const { return QUOTE.getSize() + _key.getSize() + END_OF_KEY.getSize() + _number.getSize(); }
-
-    char* writeTo(char* to) const { return _number.writeTo(END_OF_KEY.writeTo(_key.writeTo(QUOTE.writeTo(to)))); }
-
-private:
-    BytesPiece _key;
-    BytesPiece _number;
-};
-
 unsigned int capDigits(unsigned char digits)
 {
     return digits < MOST_DIGITS ? digits : MOST_DIGITS;
@@ -210,9 +196,14 @@ JsonGen& JsonGen::add(const char* key, double value, unsigned char digits)
     }
     if (key == nullptr)
         key = "(null)";
-    char number[MOST_FIXED_SIZE];
-    if (const unsigned int length = writeFixed(number, value, capDigits(digits)))
-        return addPiece(MemberPiece(key, BytesPiece(number, length)));
+    const size_t keySize = strlen(key);
+    char member[FORMATTED_SIZE];
+    if (keySize + QUOTE.getSize() + END_OF_KEY.getSize() + MOST_FIXED_SIZE <= sizeof(member)) {
+        // Put together before room is made for it: a key that lies in the buffer would move.
+        char* const number = END_OF_KEY.writeTo(BytesPiece(key, keySize).writeTo(QUOTE.writeTo(member)));
+        if (const unsigned int length = writeFixed(number, value, capDigits(digits)))
+            return addPiece(BytesPiece(member, static_cast<size_t>(number + length - member)));
+    }
     return addWithFormat("\"%s\":%.*f", key, static_cast<int>(capDigits(digits)), value);
 }
 
