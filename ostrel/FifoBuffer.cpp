@@ -73,6 +73,7 @@ void FifoBuffer::_construct(unsigned char* storage, unsigned int size, void (*de
     _moreDataToRead = true;
     _released = true;
     _sleepsToCome = 0;
+    PatientLock::simplify(_mutex);
 }
 
 void FifoBuffer::write(unsigned char* data, unsigned int length)
@@ -113,7 +114,7 @@ int FifoBuffer::read(unsigned char*& data)
 
 void FifoBuffer::closeWrite()
 {
-    const NestedScopeLock guard(_mutex);
+    const PatientLock guard(_mutex);
     _moreDataToRead = false;
     _changed.broadcast();
 }

@@ -22,6 +22,12 @@ inline void relax()
 
 } // namespace
 
+void PatientLock::simplify(CheckedMutex& mutex)
+{
+    pthread_mutex_destroy(&mutex._mutex);
+    pthread_mutex_init(&mutex._mutex, nullptr);
+}
+
 void PatientLock::yield(CheckedMutex& mutex)
 {
     pthread_mutex_unlock(&mutex._mutex);
