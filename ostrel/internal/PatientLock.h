@@ -18,7 +18,8 @@ public:
     PatientLock(const PatientLock&) = delete;
     PatientLock& operator=(const PatientLock&) = delete;
 
-    /// Makes `mutex`, which is new, one that does not know its holder: nobody asks for that here, and it is quicker.
+    /// Makes `mutex`, which is new, one that does not know its holder, unlike others of its class: nobody asks for that
+    /// where only patient locks take it, and it is quicker.
     static void simplify(CheckedMutex& mutex);
 
     /// Lets another thread have the processor and the mutex, which the caller holds.
