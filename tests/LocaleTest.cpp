@@ -31,6 +31,9 @@ std::string describe()
 /// Decimal commas and a dotless i: other than what the headers name, nothing follows the locale.
 TEST(LocaleTest, OnlyDecimalPointsAndKeysFollowIt)
 {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers' own strcasecmp knows no locale";
+#endif
     const char* const CASES[][2] = {
         {"C", "[1.50,1234567] [ d2.5 d20 i1234567 ] AB b Iz folded"},
         {"de_DE.UTF-8", "[1,50,1234567] [ d2 d20 i1234567 ] AB b Iz folded"},

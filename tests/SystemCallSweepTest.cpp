@@ -234,7 +234,8 @@ protected:
     void SetUp() override
     {
         if (!Faults::areWithinReach())
-            GTEST_SKIP() << "some calls have other names where times have 64 bits";
+            GTEST_SKIP()
+                << "calls are out of reach: of the thread sanitizer, or by other names where times have 64 bits";
     }
 
     std::string run(const Row& row, Objects& objects, Faults faults, std::vector<std::string>* calls = nullptr)
