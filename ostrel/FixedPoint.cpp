@@ -31,13 +31,17 @@ bool split(uint64_t bits, Magnitude& magnitude)
 {
     const int LEAST_SHIFT = 4;
     const int MOST_SHIFT = 63;
-    const uint64_t hiddenOne = uint64_t{1} << MANTISSA_BITS;
-    const int shift = EXPONENT_OF_ONE - static_cast<int>(bits >> MANTISSA_BITS & 0x7FF);
-    const uint64_t mantissa = (bits & (hiddenOne - 1)) | hiddenOne;
-    magnitude = {mantissa >> (shift & MOST_SHIFT), mantissa << (-shift & MOST_SHIFT)};
-    if (bits << 1 == 0)
+    if (bits << 1 == 0) {
         magnitude = {0, 0};
-    return bits << 1 == 0 || (shift >= LEAST_SHIFT && shift <= MOST_SHIFT);
+        return true;
+    }
+    const int shift = EXPONENT_OF_ONE - static_cast<int>(bits >> MANTISSA_BITS & 0x7FF);
+    if (shift < LEAST_SHIFT || shift > MOST_SHIFT)
+        return false;
+    const uint64_t hiddenOne = uint64_t{1} << MANTISSA_BITS;
+    const uint64_t mantissa = (bits & (hiddenOne - 1)) | hiddenOne;
+    magnitude = {mantissa >> shift, mantissa << (64 - shift)};
+    return true;
 }
 
 } // namespace

@@ -44,16 +44,19 @@ unsigned int countLongDigits(unsigned long long magnitude)
 
 uint32_t divideByHundred(uint32_t value) ///< Below 10^4.
 {
+    // 2^19 / 100, rounded up
     return value * 5243 >> 19;
 }
 
 uint32_t divideByTenThousand(uint32_t value)
 {
+    // 2^45 / 10^4, rounded up
     return static_cast<uint32_t>(value * uint64_t{3518437209u} >> 45);
 }
 
 uint64_t divideByBillion(uint64_t value)
 {
+    // As by 5^9, after the 2^9 in it: 2^75 / 5^9, rounded up
     return multiply(value >> 9, 0x44B82FA09B5A53).high >> 11;
 }
 
@@ -62,7 +65,7 @@ void writePair(char* to, unsigned int value)
     memcpy(to, DIGIT_PAIRS + 2 * value, 2);
 }
 
-/// Writes the lowest `digits` digits, filled up with zeros.
+/// Writes a value of no more than `digits` digits, filled up with zeros.
 void writeDigits(char* end, unsigned int value, unsigned int digits)
 {
     while (digits >= 4) {

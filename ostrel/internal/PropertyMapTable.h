@@ -192,6 +192,7 @@ private:
     /// The same as `scanEntries`, four a step.
     const PropertyMap::KeyValuePair* scanVectors(const PropertyMap::KeyValuePair* pair, unsigned int count)
     {
+        static_assert(LAST_INLINE_TYPE == 2 && TYPE_MASK == 7, "the ranks below are made for these");
         Words tags = {0, 0, 0, 0};
         Words offsets = {0, 0, 0, 0};
         Masks highest = {0, 0, 0, 0};
